@@ -1,0 +1,414 @@
+#include "settings/tolv_lib.h"
+
+#include <cerrno>
+#include <climits>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr char SETTINGS_FOLDER[] = "/etc/wardenlink";
+constexpr int MINUTES_PER_WEEK = 7 * 24 * 60;
+constexpr size_t VALUE_BUFFER_SIZE = 524; // all bracketed values of wardenlink.cfg
+constexpr size_t TEXT_FILE_SIZE = 2048;   // the eleven lines at their longest
+
+// How a line of wardenlink.cfg is read and written.
+enum LineKind {
+    LINE_INT16,
+    LINE_INT32,
+    LINE_OFF_DELAY,   // minutes with one decimal
+    LINE_WHOLE_VOLTS, // written with one decimal, read without
+    LINE_TEXT
+};
+
+struct ConfigLine {
+    const char* label; // what stands before the bracket
+    LineKind kind;
+    size_t offset; // of the field in PowerConfig
+};
+
+// The lines in file order, which is not the record's: the position of a value,
+// not its label, decides which field it belongs to.
+constexpr ConfigLine CONFIG_LINES[] = {
+    {"AC Fail Delay         ( 1 ... 1440 min. )  : ", LINE_INT16,
+     offsetof(PowerConfig, acFailDelay)},
+    {"Batt Low Delay        ( 1 ... 10 min.   )  : ", LINE_INT16,
+     offsetof(PowerConfig, battLowDelay)},
+    {"Turn Off UPS Delay    ( 0.2 ... 10 min. )  : ", LINE_OFF_DELAY,
+     offsetof(PowerConfig, upsOffDelay)},
+    {"Battery Rating        ( 12.0 ... 96.0 v )  : ", LINE_WHOLE_VOLTS,
+     offsetof(PowerConfig, batteryRating)},
+    {"UPS Comport           ( /dev/xxttyxx    )  : ", LINE_TEXT, offsetof(PowerConfig, comPort)},
+    {"Turn Off UPS?         ( 0 - no, 1 - yes )  : ", LINE_INT32,
+     offsetof(PowerConfig, turnOffUps)},
+    {"Schedule Function     ( 0 - off, 1 - on )  : ", LINE_INT16,
+     offsetof(PowerConfig, scheduleOn)},
+    {"Countdown Function    ( 0 - off, 1 - on )  : ", LINE_INT16,
+     offsetof(PowerConfig, countdownOn)},
+    {"Communication Mode    ( 0-Port, 1-SNMP  )  : ", LINE_INT32, offsetof(PowerConfig, commMode)},
+    {"SNMP IP Address       ( xxx.xxx.xxx.xxx )  : ", LINE_TEXT, offsetof(PowerConfig, snmpIp)},
+    {"SNMP Community Name   ( e.g. public     )  : ", LINE_TEXT,
+     offsetof(PowerConfig, snmpCommunity)},
+};
+static_assert(sizeof(CONFIG_LINES) / sizeof(CONFIG_LINES[0]) == 11);
+
+char* FieldAddress(PowerConfig& cfg, const ConfigLine& line)
+{
+    return reinterpret_cast<char*>(&cfg) + line.offset;
+}
+
+template <typename Number> Number LoadNumber(const PowerConfig& cfg, const ConfigLine& line)
+{
+    Number number;
+    memcpy(&number, reinterpret_cast<const char*>(&cfg) + line.offset, sizeof(number));
+    return number;
+}
+
+template <typename Number> void StoreNumber(PowerConfig& cfg, const ConfigLine& line, Number number)
+{
+    memcpy(FieldAddress(cfg, line), &number, sizeof(number));
+}
+
+// The fraction of a delay of one minute and more is dropped on purpose (2.5
+// reads back as 2.0); below one minute the digit after the point counts.
+float ParseOffDelay(const char* token)
+{
+    int whole = atoi(token);
+    if (whole > 0)
+        return static_cast<float>(whole);
+    if (strlen(token) < 2)
+        return 0.0F;
+    return static_cast<float>(atoi(token + 2) / 10.0);
+}
+
+void ParseValue(PowerConfig& cfg, const ConfigLine& line, const char* token)
+{
+    switch (line.kind) {
+    case LINE_INT16:
+        StoreNumber(cfg, line, static_cast<int16_t>(atoi(token)));
+        break;
+    case LINE_INT32:
+        StoreNumber(cfg, line, static_cast<int32_t>(atoi(token)));
+        break;
+    case LINE_OFF_DELAY:
+        StoreNumber(cfg, line, ParseOffDelay(token));
+        break;
+    case LINE_WHOLE_VOLTS:
+        StoreNumber(cfg, line, static_cast<float>(atoi(token)));
+        break;
+    case LINE_TEXT:
+        CopyText(FieldAddress(cfg, line), SETTINGS_TEXT_SIZE, token);
+        break;
+    }
+}
+
+// Prints one line into dst, "label[value]" and a newline; gives its length.
+size_t FormatLine(char* dst, size_t size, const PowerConfig& cfg, const ConfigLine& line)
+{
+    char shown[64];
+    switch (line.kind) {
+    case LINE_INT16:
+        FormatText(shown, sizeof(shown), "%d", LoadNumber<int16_t>(cfg, line));
+        break;
+    case LINE_INT32:
+        FormatText(shown, sizeof(shown), "%d", LoadNumber<int32_t>(cfg, line));
+        break;
+    case LINE_OFF_DELAY:
+    case LINE_WHOLE_VOLTS:
+        FormatText(shown, sizeof(shown), "%2.1f",
+                   static_cast<double>(LoadNumber<float>(cfg, line)));
+        break;
+    case LINE_TEXT:
+        FormatText(shown, sizeof(shown), "%.*s", SETTINGS_TEXT_SIZE - 1,
+                   reinterpret_cast<const char*>(&cfg) + line.offset);
+        break;
+    }
+    FormatText(dst, size, "%s[%s]\n", line.label, shown);
+    return strlen(dst);
+}
+
+void TerminateTexts(PowerConfig& cfg)
+{
+    cfg.comPort[SETTINGS_TEXT_SIZE - 1] = '\0';
+    cfg.snmpIp[SETTINGS_TEXT_SIZE - 1] = '\0';
+    cfg.snmpCommunity[SETTINGS_TEXT_SIZE - 1] = '\0';
+}
+
+// A short file leaves the rest of the record and of the schedule as they were.
+bool ReadBinary(PowerConfig& cfg, ScheduleEntry sched[7])
+{
+    FILE* file = fopen(POWER_INI_PATH, "rb");
+    if (file == nullptr)
+        return false;
+    char image[sizeof(cfg) + 7 * sizeof(sched[0])];
+    memcpy(image, &cfg, sizeof(cfg));
+    memcpy(image + sizeof(cfg), sched, 7 * sizeof(sched[0]));
+    if (fread(image, 1, sizeof(image), file) > 0) {
+        memcpy(&cfg, image, sizeof(cfg));
+        memcpy(sched, image + sizeof(cfg), 7 * sizeof(sched[0]));
+    }
+    fclose(file);
+    TerminateTexts(cfg);
+    return true;
+}
+
+// Collects what stands between brackets, the values separated by one space. The
+// first bracket's space is overwritten by the first value, the others stay.
+void CollectValues(FILE* file, char values[VALUE_BUFFER_SIZE])
+{
+    bool inside = false;
+    bool started = false;
+    size_t index = 0;
+    for (int c = fgetc(file); c != EOF && index < VALUE_BUFFER_SIZE - 1; c = fgetc(file)) {
+        if (c == '[')
+            inside = true;
+        if (c == ']')
+            inside = false;
+        if (!inside)
+            continue;
+        values[index] = c == '[' ? ' ' : static_cast<char>(c);
+        if (started)
+            index++;
+        started = true;
+    }
+    values[index] = '\0';
+}
+
+bool ReadTextFile(PowerConfig& cfg)
+{
+    FILE* file = fopen(TEXT_CFG_PATH, "r");
+    if (file == nullptr)
+        return false;
+    char values[VALUE_BUFFER_SIZE];
+    CollectValues(file, values);
+    fclose(file);
+    char* rest = values;
+    for (const ConfigLine& line : CONFIG_LINES) {
+        const char* token = strtok_r(rest, " ", &rest);
+        if (token == nullptr)
+            break;
+        ParseValue(cfg, line, token);
+    }
+    return true;
+}
+
+bool WriteAll(int fd, const char* bytes, size_t length)
+{
+    while (length > 0) {
+        ssize_t written = write(fd, bytes, length);
+        if (written < 0 && errno == EINTR)
+            continue;
+        if (written <= 0)
+            return false;
+        bytes += written;
+        length -= static_cast<size_t>(written);
+    }
+    return true;
+}
+
+// Gives the new file the mode and owner of the one it will replace, or those
+// that a newly created file would get.
+bool TakeOverMode(int fd, const char* path)
+{
+    struct stat old = {};
+    if (stat(path, &old) != 0) {
+        if (errno != ENOENT)
+            return false;
+        mode_t mask = umask(0);
+        umask(mask);
+        return fchmod(fd, 0666 & ~mask) == 0;
+    }
+    struct stat fresh = {};
+    if (fstat(fd, &fresh) != 0)
+        return false;
+    bool sameOwner = fresh.st_uid == old.st_uid && fresh.st_gid == old.st_gid;
+    if (!sameOwner && fchown(fd, old.st_uid, old.st_gid) != 0)
+        return false;
+    return fchmod(fd, old.st_mode & 07777) == 0;
+}
+
+bool FlushFolder()
+{
+    int fd = open(SETTINGS_FOLDER, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (fd < 0)
+        return false;
+    bool flushed = fsync(fd) == 0;
+    close(fd);
+    return flushed;
+}
+
+// Power may fail at any moment: the new content stands whole on the disk before
+// it takes the old file's name, so a reader meets one or the other.
+bool ReplaceFile(const char* path, const char* bytes, size_t length)
+{
+    char scratch[64];
+    FormatText(scratch, sizeof(scratch), "%s.XXXXXX", path);
+    int fd = mkostemp(scratch, O_CLOEXEC);
+    if (fd < 0)
+        return false;
+    bool whole = TakeOverMode(fd, path) && WriteAll(fd, bytes, length) && fsync(fd) == 0;
+    whole = close(fd) == 0 && whole;
+    if (!whole || rename(scratch, path) != 0) {
+        unlink(scratch);
+        return false;
+    }
+    return FlushFolder();
+}
+
+// An event at exactly the given minute counts as not yet past here; TimeDif then
+// moves it a full week ahead.
+bool StillToCome(int eventHour, int eventMinute, int hour, int minute)
+{
+    if (eventHour == -1)
+        return false;
+    return eventHour > hour || (eventHour == hour && eventMinute >= minute);
+}
+
+} // namespace
+
+void InitConfig(PowerConfig& cfg, ScheduleEntry sched[7])
+{
+    cfg.acFailDelay = 5;
+    cfg.battLowDelay = 1;
+    cfg.upsOffDelay = 3.0F;
+    cfg.batteryRating = 0.0F;
+    CopyField(cfg.comPort, "/dev/ttyS1");
+    CopyField(cfg.snmpIp, "127.0.0.1");
+    CopyField(cfg.snmpCommunity, "public");
+    cfg.scheduleOn = 0;
+    cfg.countdownOn = 1;
+    cfg.commMode = 1;
+    cfg.turnOffUps = 1;
+    cfg.reserved = 0;
+    for (int day = 0; day < 7; day++)
+        sched[day] = {-1, -1, -1, -1};
+}
+
+int ReadConfig(PowerConfig& cfg, ScheduleEntry sched[7])
+{
+    return ReadBinary(cfg, sched) && ReadTextFile(cfg) ? 1 : 0;
+}
+
+int WriteConfig(const PowerConfig& cfg, const ScheduleEntry sched[7])
+{
+    char image[sizeof(cfg) + 7 * sizeof(sched[0])];
+    memcpy(image, &cfg, sizeof(cfg));
+    memcpy(image + sizeof(cfg), sched, 7 * sizeof(sched[0]));
+    if (!ReplaceFile(POWER_INI_PATH, image, sizeof(image)))
+        return 0;
+    char text[TEXT_FILE_SIZE];
+    size_t length = 0;
+    for (const ConfigLine& line : CONFIG_LINES)
+        length += FormatLine(text + length, sizeof(text) - length, cfg, line);
+    return ReplaceFile(TEXT_CFG_PATH, text, length) ? 1 : 0;
+}
+
+int LoadOrCreateConfig(PowerConfig& cfg, ScheduleEntry sched[7])
+{
+    InitConfig(cfg, sched);
+    if (ReadConfig(cfg, sched) == 1)
+        return 1;
+    return WriteConfig(cfg, sched);
+}
+
+int TimeDif(int day, int hour, int minute, const int hours[7], const int minutes[7], int* foundDay)
+{
+    *foundDay = day;
+    if (!StillToCome(hours[day], minutes[day], hour, minute)) {
+        int steps = 0;
+        do {
+            *foundDay = (*foundDay + 1) % 7;
+            steps++;
+        } while (hours[*foundDay] == -1 && steps < 7);
+        if (hours[*foundDay] == -1)
+            return -1;
+    }
+    // Nothing keeps nonsense hours out of the table, so the sum is done wide.
+    int64_t difference = (*foundDay - day) % 7;
+    difference = (difference * 24 + hours[*foundDay] - hour) * 60 + minutes[*foundDay] - minute;
+    if (difference <= 0)
+        difference += MINUTES_PER_WEEK;
+    return static_cast<int>(difference);
+}
+
+void CalcSchdlTime(const ScheduleEntry sched[7], int* shutdownAt, int* restartAfter,
+                   int* shutdownDay, int* restartDay, double upsOffDelay)
+{
+    time_t now = time(nullptr);
+    tm local = {};
+    localtime_r(&now, &local);
+
+    int hours[7];
+    int minutes[7];
+    for (int day = 0; day < 7; day++) {
+        hours[day] = sched[day].shutdownHour;
+        minutes[day] = sched[day].shutdownMinute;
+    }
+    int foundDay = 0;
+    int64_t distance =
+        TimeDif(local.tm_wday, local.tm_hour, local.tm_min, hours, minutes, &foundDay);
+    *shutdownAt = static_cast<int>(distance);
+    if (distance == -1) {
+        *shutdownDay = -1;
+        return;
+    }
+    *shutdownDay = foundDay;
+    *shutdownAt = static_cast<int>(now - now % 60 + distance * 60);
+
+    for (int day = 0; day < 7; day++) {
+        hours[day] = sched[day].startHour;
+        minutes[day] = sched[day].startMinute;
+    }
+    const ScheduleEntry& shutdown = sched[foundDay];
+    int startDay = 0;
+    *restartAfter = TimeDif(foundDay, shutdown.shutdownHour, shutdown.shutdownMinute, hours,
+                            minutes, &startDay);
+    if (*restartAfter == -1) {
+        *restartDay = -1;
+        return;
+    }
+    float delay = static_cast<float>(upsOffDelay);
+    if (delay < 1.0F)
+        delay = 1.0F;
+    *restartAfter = static_cast<int>(int64_t{*restartAfter} - TruncateToInt(delay));
+    *restartDay = startDay;
+}
+
+int ChkUserID()
+{
+    uid_t uid = getuid();
+    if (uid == 0)
+        return 1;
+    fputs("\nSorry. You must login as super-user to run this program (User ID: ", stderr);
+    fprintf(stderr, "%d", static_cast<int>(uid));
+    fputs(")!!\n", stderr);
+    return 0;
+}
+
+void CopyText(char* dst, size_t size, const char* src)
+{
+    size_t length = strnlen(src, size - 1);
+    memmove(dst, src, length);
+    dst[length] = '\0';
+}
+
+void FormatText(char* dst, size_t size, const char* format, ...)
+{
+    va_list arguments;
+    va_start(arguments, format);
+    vsnprintf(dst, size, format, arguments);
+    va_end(arguments);
+}
+
+int TruncateToInt(double number)
+{
+    if (!(number > INT_MIN)) // also for what is not a number
+        return number <= INT_MIN ? INT_MIN : 0;
+    return number < INT_MAX ? static_cast<int>(number) : INT_MAX;
+}
