@@ -1,0 +1,86 @@
+#include "snmp/snmpget.h"
+
+#include <cstdio>
+
+void ParseObjectId(const char* text, ObjectId& id)
+{
+    id.length = MAX_OID_LEN;
+    if (read_objid(text, id.name, &id.length) != 0)
+        return;
+    printf("Invalid object identifier: %s\n", text);
+    id.length = 0;
+}
+
+int Exchange(netsnmp_session* ss, netsnmp_pdu* pdu, netsnmp_pdu** response)
+{
+    *response = nullptr;
+    if (ss == nullptr) { // never opened, or closed: nobody to send to
+        snmp_free_pdu(pdu);
+        return STAT_ERROR;
+    }
+    return snmp_synch_response(ss, pdu, response);
+}
+
+netsnmp_pdu* RequestWithoutError(netsnmp_pdu* response, int command)
+{
+    // An answer that blames no variable would be asked again without end.
+    if (response->errindex < 1)
+        return nullptr;
+    return snmp_fix_pdu(response, command);
+}
+
+namespace {
+
+netsnmp_pdu* CreateGet(const char* const oids[], int count)
+{
+    netsnmp_pdu* pdu = snmp_pdu_create(SNMP_MSG_GET);
+    for (int i = 0; i < count; i++) {
+        ObjectId id = {};
+        ParseObjectId(oids[i], id);
+        snmp_add_null_var(pdu, id.name, id.length);
+    }
+    return pdu;
+}
+
+// A text that does not fit is cut: the library then leaves it unterminated.
+void PrintValue(char* dst, const netsnmp_variable_list* variable)
+{
+    netsnmp_ds_set_boolean(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_QUICK_PRINT, 1);
+    dst[0] = '\0';
+    snprint_value(dst, RESULT_TEXT_SIZE, variable->name, variable->name_length, variable);
+    dst[RESULT_TEXT_SIZE - 1] = '\0';
+}
+
+void CopyResults(char* results[], int count, const netsnmp_pdu* response)
+{
+    const netsnmp_variable_list* variable = response->variables;
+    for (int i = 0; i < count && variable != nullptr; i++) {
+        PrintValue(results[i], variable);
+        variable = variable->next_variable;
+    }
+}
+
+} // namespace
+
+int snmpget(char* results[], netsnmp_session* ss, const char* const oids[], int count)
+{
+    netsnmp_pdu* request = CreateGet(oids, count);
+    while (request != nullptr) {
+        netsnmp_pdu* response = nullptr;
+        int status = Exchange(ss, request, &response);
+        if (status != EXCHANGE_ANSWERED || response == nullptr) {
+            snmp_free_pdu(response);
+            return status == EXCHANGE_TIMED_OUT ? -1 : -2;
+        }
+        request = nullptr;
+        long errorStatus = response->errstat;
+        if (errorStatus == SNMP_ERR_NOERROR)
+            CopyResults(results, count, response);
+        else if (errorStatus != SNMP_ERR_NOSUCHNAME)
+            request = RequestWithoutError(response, SNMP_MSG_GET);
+        snmp_free_pdu(response);
+        if (errorStatus == SNMP_ERR_NOSUCHNAME)
+            return -1;
+    }
+    return 0;
+}

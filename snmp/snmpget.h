@@ -1,0 +1,36 @@
+// One SNMP version 1 GetRequest, its results as text, and the parts of a request
+// that a SetRequest needs too.
+#pragma once
+
+#include <net-snmp/net-snmp-config.h>
+
+#include <net-snmp/net-snmp-includes.h>
+
+inline constexpr int RESULT_TEXT_SIZE = 1024; // bytes of each result of snmpget
+
+// What an exchange gave; net-snmp's own codes.
+inline constexpr int EXCHANGE_ANSWERED = 0;
+inline constexpr int EXCHANGE_TIMED_OUT = 2;
+
+// A parsed object identifier; length 0 when the text was none.
+struct ObjectId {
+    oid name[MAX_OID_LEN];
+    size_t length;
+};
+
+// Asks for count objects in one request. 0 = answered: the texts of the answer's
+// values are in results (RESULT_TEXT_SIZE bytes each; left alone when the agent
+// answered with an error other than noSuchName). -1 = no answer, or noSuchName.
+// -2 = the exchange failed otherwise.
+int snmpget(char* results[], netsnmp_session* ss, const char* const oids[], int count);
+
+// Parses a numeric identifier; what is none is reported on standard output.
+void ParseObjectId(const char* text, ObjectId& id);
+
+// Sends the request (it is consumed) and waits; an EXCHANGE_ code or another
+// non-zero one for a failed exchange. *response is null without an answer.
+int Exchange(netsnmp_session* ss, netsnmp_pdu* pdu, netsnmp_pdu** response);
+
+// A new request without the variable that the answer complains of; null when
+// none would remain or the answer names none of them.
+netsnmp_pdu* RequestWithoutError(netsnmp_pdu* response, int command);

@@ -1,0 +1,67 @@
+// The only door to a UPS behind an SNMP agent: one session to the agent named in
+// Conf, objects read as text, integers written.
+#pragma once
+
+#include "snmp/snmpset.h"
+
+inline constexpr int UPS_TEXT_SIZE = RESULT_TEXT_SIZE; // what UPS_getvalue may fill
+inline constexpr int UPS_STATUS_SIZE = 47;             // the status line of S_GetStatus
+inline constexpr int UPS_COMMAND = 2;                  // the value that makes a command act
+
+// Objects of the agent that are read.
+inline constexpr const char OID_IDENT_FIRST[] = ".1.3.6.1.4.1.935.1.1.1.1.1.1.0";
+inline constexpr const char OID_IDENT_SECOND[] = ".1.3.6.1.4.1.935.1.1.1.1.1.2.0";
+inline constexpr const char OID_BATTERY_STATUS[] = ".1.3.6.1.4.1.935.1.1.1.2.1.1.0";   // 3 = low
+inline constexpr const char OID_TIME_ON_BATTERY[] = ".1.3.6.1.4.1.935.1.1.1.2.1.2.0";  // s
+inline constexpr const char OID_BATTERY_CAPACITY[] = ".1.3.6.1.4.1.935.1.1.1.2.2.1.0"; // %
+inline constexpr const char OID_INPUT_VOLTAGE[] = ".1.3.6.1.4.1.935.1.1.1.3.2.1.0";    // V/10
+inline constexpr const char OID_INPUT_FREQUENCY[] = ".1.3.6.1.4.1.935.1.1.1.3.2.4.0";  // Hz/10
+inline constexpr const char OID_OUTPUT_STATUS[] =
+    ".1.3.6.1.4.1.935.1.1.1.4.1.1.0"; // 3 = on battery, 5 = off (sleeping)
+inline constexpr const char OID_OUTPUT_VOLTAGE[] = ".1.3.6.1.4.1.935.1.1.1.4.2.1.0"; // V/10
+inline constexpr const char OID_OUTPUT_SECOND[] = ".1.3.6.1.4.1.935.1.1.1.4.2.2.0"; // 0 = no output
+inline constexpr const char OID_OUTPUT_LOAD[] = ".1.3.6.1.4.1.935.1.1.1.4.2.3.0";   // %
+
+// Objects that are written; UPS_COMMAND except for the two times.
+inline constexpr const char OID_SHUTDOWN_DELAY[] = ".1.3.6.1.4.1.935.1.1.1.5.2.10.0"; // s
+inline constexpr const char OID_SLEEP_TIME[] = ".1.3.6.1.4.1.935.1.1.1.5.2.11.0";     // min
+inline constexpr const char OID_CONSERVE_BATTERY[] = ".1.3.6.1.4.1.935.1.1.1.6.1.1.0";
+inline constexpr const char OID_TURN_OFF[] = ".1.3.6.1.4.1.935.1.1.1.6.2.1.0";
+inline constexpr const char OID_REBOOT[] = ".1.3.6.1.4.1.935.1.1.1.6.2.2.0";
+inline constexpr const char OID_SLEEP[] = ".1.3.6.1.4.1.935.1.1.1.6.2.3.0";
+inline constexpr const char OID_SIMULATE_FAILURE[] = ".1.3.6.1.4.1.935.1.1.1.6.2.4.0";
+inline constexpr const char OID_FLASH_AND_BEEP[] = ".1.3.6.1.4.1.935.1.1.1.6.2.5.0";
+inline constexpr const char OID_TURN_ON[] = ".1.3.6.1.4.1.935.1.1.1.6.2.6.0"; // or cancel
+inline constexpr const char OID_SELF_TEST[] = ".1.3.6.1.4.1.935.1.1.1.7.2.2.0";
+inline constexpr const char OID_INDICATOR_TEST[] = ".1.3.6.1.4.1.935.1.1.1.7.2.5.0";
+inline constexpr const char OID_CALIBRATION[] = ".1.3.6.1.4.1.935.1.1.1.7.2.6.0";
+
+// Writes a line to /dev/console, if there is one.
+void show_msg(const char* text);
+
+// Opens the session to the agent that upsconf_load named; one that is still open
+// is closed first. 1 = the agent answered, -1 = it did not (the session stays
+// open) or the session could not be opened.
+int UPS_init();
+
+// Reads an object into text, UPS_TEXT_SIZE bytes; 0 = answered. -1 leaves text as
+// it was: no usable answer, or the agent's address begins with "127", which
+// stands for no agent at all and is never asked.
+int UPS_getvalue(char* text, const char* objectId);
+
+// Writes an integer; *result becomes 1 accepted, 2 refused, 0 unanswered.
+void UPS_setvalue(const char* objectId, int number, int* result);
+
+// Closes the session; the library's result.
+int UPS_close();
+
+// Fills a status line of UPS_STATUS_SIZE characters without terminator: position
+// 38 is '1' on battery, 39 when the battery is low. 1, or -1 without an agent.
+int S_GetStatus(char* status);
+
+// Turns the UPS off after delayMinutes, or puts it to sleep for sleepMinutes when
+// sleepMinutes * restartFactor is positive; then closes the session.
+int UPS_shutdown(double delayMinutes, int sleepMinutes, int restartFactor);
+
+// Prepares a cancellation and sends nothing.
+void UPS_Un_shutdown(char flag);

@@ -1,0 +1,257 @@
+#include "status/tolvstat.h"
+
+#include "config/getch.h"
+#include "ipc/tolvipc.h"
+
+#include <cctype>
+#include <curses.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+int choice = CHOICE_REMOTE;
+
+// A terminal device that stays open for the life of the process; nothing writes
+// to it.
+FILE* fptr_tty = nullptr;
+
+// Characters typed so far into the address and into the community.
+static int inum = 0;
+static int cnum = 0;
+
+// clang-format off
+const char HLP_LOCAL[3][70] = {
+    "  \t<< Monitor a UPS which provides your computer's power >> \t",
+    "  \t<< UPS may be connected to the NETWORK or to the SERIAL PORT >> ",
+    "\tPress [enter]-Proceed, [r]-monitor Remote UPS, [q]-Quit\t\t",
+};
+const char HLP_REMOTE[3][70] = {
+    "\t<< Monitor a UPS situated far your computer. >>\t\t\t",
+    "\tPress  [i] to enter the IP Address, [c] for the Community Name, ",
+    "\tthen press [enter] to Proceed or [q] to Quit.\t\t\t",
+};
+const char HLP_IPADD[3][70] = {
+    "\t<<  The IP Address of the SNMP Agent connected to the UPS. >>\t",
+    "\tEnter the IP Address of the SNMP Agent.\t\t\t\t",
+    "\tPress [BKSP] to delete a character, press [enter] when through.\t",
+};
+const char HLP_CMNTY[3][70] = {
+    "\t<<  The Community Name of the SNMP Agent connected to the UPS.>>",
+    "\tEnter the Community Name of the SNMP Agent.\t\t\t",
+    "\tPress [BKSP] to delete a character, press [enter] when through.\t",
+};
+// clang-format on
+
+namespace {
+
+constexpr char TERMINAL_DEVICE[] = "/dev/ttyv0";
+constexpr char DEFAULT_ADDRESS[] = "127.0.0.1";
+
+constexpr char LOCAL_LINE[] = "<<< [l]  M O N I T O R   L O C A L     U  P  S   >>>";
+constexpr char REMOTE_LINE[] = "<<< [r]  M O N I T O R   R E M O T E   U  P  S   >>>";
+constexpr char ADDRESS_PROMPT[] = "[i] IP Address     : ";
+constexpr char COMMUNITY_PROMPT[] = "[c] Community Name : ";
+
+struct Position {
+    int row;
+    int col;
+};
+
+constexpr Position LPos = {OPENING_LOCAL_ROW, OPENING_COL};
+constexpr Position RPos = {OPENING_REMOTE_ROW, OPENING_COL};
+constexpr Position IPos = {15, 10};
+constexpr Position CPos = {16, 10};
+constexpr Position HPos = {19, 2};
+constexpr int VALUE_OFFSET = 21; // of a prompt's value from its prompt
+constexpr int VALUE_LENGTH = 20;
+constexpr int PROMPT_LENGTH = 52;
+constexpr int TYPED_LIMIT = 19;
+
+// The help text for the cursor's row.
+struct RowHelp {
+    int row;
+    const char (*text)[70];
+};
+constexpr RowHelp ROW_HELP[] = {
+    {LPos.row, HLP_LOCAL},
+    {RPos.row, HLP_REMOTE},
+    {IPos.row, HLP_IPADD},
+    {CPos.row, HLP_CMNTY},
+};
+
+int OpenTerminalDevice()
+{
+    int fd = open(TERMINAL_DEVICE, O_WRONLY | O_NOCTTY | O_CLOEXEC);
+    if (fd < 0)
+        return -1;
+    fptr_tty = fdopen(fd, "w");
+    return 0;
+}
+
+void SetCursor(int* row, int* col, const Position& place)
+{
+    *row = place.row;
+    *col = place.col;
+}
+
+void ChooseLocal(int* row, int* col)
+{
+    attrset(A_STANDOUT);
+    PutText(LPos.row, LPos.col, LOCAL_LINE);
+    attrset(A_NORMAL);
+    PutText(RPos.row, RPos.col, REMOTE_LINE);
+    PutBlanks(IPos.row, IPos.col, PROMPT_LENGTH);
+    PutBlanks(CPos.row, CPos.col, PROMPT_LENGTH);
+    choice = CHOICE_LOCAL;
+    SetCursor(row, col, LPos);
+    TolvdPresent();
+}
+
+// The remote line appears in whatever rendition is current.
+void ChooseRemote(int* row, int* col)
+{
+    PutText(RPos.row, RPos.col, REMOTE_LINE);
+    attrset(A_NORMAL);
+    PutText(LPos.row, LPos.col, LOCAL_LINE);
+    PutText(IPos.row, IPos.col, ADDRESS_PROMPT);
+    PutText(CPos.row, CPos.col, COMMUNITY_PROMPT);
+    choice = CHOICE_REMOTE;
+    SetCursor(row, col, {RPos.row, LPos.col});
+}
+
+void EnterField(int entryMode, const Position& prompt, int* mode, int* row, int* col)
+{
+    if (choice == CHOICE_LOCAL)
+        return;
+    *mode = entryMode;
+    SetCursor(row, col, {prompt.row, prompt.col + VALUE_OFFSET});
+}
+
+int Proceed(const char* address, const char* community)
+{
+    if (choice == CHOICE_LOCAL)
+        tolvan_status_local(TolvdPresent());
+    else if (choice == CHOICE_REMOTE)
+        tolvan_status_remote(address, community);
+    else
+        return 1;
+    endwin();
+    return 0;
+}
+
+void LeaveField(int* mode, int* row, int* col, int* typed)
+{
+    *mode = ENTRY_CHOOSE;
+    SetCursor(row, col, {RPos.row, LPos.col});
+    *typed = 0;
+}
+
+// Every key but Enter. Typing starts over at the first character each time.
+void EditText(int key, int* col, char* text, int* typed)
+{
+    if (key == KEY_BACKSPACE_OR_DELETE) {
+        if (*typed == 0)
+            return;
+        (*typed)--;
+        (*col)--;
+        text[*typed] = '\0';
+    } else if (key > ' ' && key < 127 && *typed < TYPED_LIMIT) {
+        text[*typed] = static_cast<char>(key);
+        (*typed)++;
+        (*col)++;
+        text[*typed] = '\0';
+    }
+}
+
+void PutPromptValue(const Position& prompt, const char* value)
+{
+    PutText(prompt.row, prompt.col + VALUE_OFFSET, value);
+}
+
+} // namespace
+
+int tolvan_status()
+{
+    uname(&systemRecord);
+    InitScreen();
+    OpenTerminalDevice();
+    PowerConfig config = {};
+    ScheduleEntry schedule[7];
+    if (LoadOrCreateConfig(config, schedule) == 0) {
+        printf("File %s Error!\n", POWER_INI_PATH);
+        return -1;
+    }
+    char address[ENTRY_TEXT_SIZE];
+    char community[ENTRY_TEXT_SIZE];
+    CopyField(address, config.snmpIp);
+    CopyField(community, config.snmpCommunity);
+    int mode = ENTRY_CHOOSE;
+    int row = 0;
+    int col = 0;
+    return Opening_Text(KEY_ENTER_LINEFEED, &mode, &col, &row, address, community);
+}
+
+int Opening_Text(int key, int* mode, int* col, int* row, char* address, char* community)
+{
+    switch (key) {
+    case 'l':
+        ChooseLocal(row, col);
+        return 1;
+    case 'q':
+        endwin();
+        return 0;
+    case 'c':
+        EnterField(ENTRY_COMMUNITY, CPos, mode, row, col);
+        return 1;
+    case 'i':
+        EnterField(ENTRY_ADDRESS, IPos, mode, row, col);
+        return 1;
+    case 'e':
+        clear();
+        return 1;
+    case KEY_ENTER_LINEFEED:
+        return Proceed(address, community);
+    default:
+        ChooseRemote(row, col);
+        return 1;
+    }
+}
+
+void PlaceTXT(const char* address, const char* community, int row, int col)
+{
+    PutBlanks(IPos.row, IPos.col + VALUE_OFFSET, VALUE_LENGTH);
+    PutBlanks(CPos.row, CPos.col + VALUE_OFFSET, VALUE_LENGTH);
+    if (row != LPos.row) {
+        PutPromptValue(IPos, address);
+        PutPromptValue(CPos, community);
+    }
+    for (const RowHelp& help : ROW_HELP) {
+        if (help.row == row)
+            PlaceCOMMENTS(help.text);
+    }
+    move(row, col);
+}
+
+void PlaceCOMMENTS(const char text[3][70])
+{
+    for (int line = 0; line < 3; line++)
+        PutText(HPos.row + line, HPos.col, text[line]);
+}
+
+void EditIPADDRESS(int key, int* mode, int* col, int* row, char* address)
+{
+    if (key != KEY_ENTER_LINEFEED) {
+        EditText(key, col, address, &inum);
+        return;
+    }
+    LeaveField(mode, row, col, &inum);
+    if (isdigit(static_cast<unsigned char>(address[0])) == 0)
+        CopyText(address, ENTRY_TEXT_SIZE, DEFAULT_ADDRESS);
+}
+
+void EditCOMMUNITYNAME(int key, int* mode, int* col, int* row, char* community)
+{
+    if (key != KEY_ENTER_LINEFEED)
+        EditText(key, col, community, &cnum);
+    else
+        LeaveField(mode, row, col, &cnum);
+}

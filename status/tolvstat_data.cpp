@@ -1,0 +1,308 @@
+#include "status/tolvstat_data.h"
+
+#include "status/tolvstat_screen.h"
+
+#include <cstring>
+#include <ctime>
+
+FILE* fsdesQ1 = nullptr;
+FILE* fsdesDBGSTATUS = nullptr;
+
+namespace {
+
+constexpr char STATUS_REPLY_PATH[] = "/etc/wardenlink/wardenlink.q1";
+constexpr char RATING_REPLY_PATH[] = "/etc/wardenlink/wardenlink.rtg";
+constexpr char MODEL_REPLY_PATH[] = "/etc/wardenlink/wardenlink.mdl";
+constexpr char STATUS_DEBUG_PATH[] = "/etc/wardenlink/status.dbg";
+
+// Bytes read of each reply, its line end included.
+constexpr size_t STATUS_REPLY_LENGTH = 48;
+constexpr size_t RATING_REPLY_LENGTH = 22;
+constexpr size_t MODEL_REPLY_LENGTH = 39;
+
+// A text field of the record, as tables name it.
+struct FieldPlace {
+    size_t offset;
+    size_t size;
+};
+
+#define FIELD(name)                                                                                \
+    FieldPlace                                                                                     \
+    {                                                                                              \
+        offsetof(StatusFields, name), sizeof(StatusFields::name)                                   \
+    }
+
+// One token of a reply. A length of 0 takes any, cut to the field.
+struct ReplyToken {
+    FieldPlace field;
+    size_t length;
+    bool blankZeros; // leading zeros become blanks
+};
+
+constexpr ReplyToken STATUS_TOKENS[] = {
+    {FIELD(inputVoltage), 5, false},   {FIELD(faultVoltage), 0, false},
+    {FIELD(outputVoltage), 5, false},  {FIELD(loadPercent), 3, true},
+    {FIELD(inputFrequency), 4, false}, {FIELD(batteryVoltage), 4, false},
+    {FIELD(temperature), 4, false},
+};
+
+constexpr ReplyToken RATING_TOKENS[] = {
+    {FIELD(ratingVoltage), 5, false},
+    {FIELD(ratingCurrent), 3, true},
+    {FIELD(batteryRating), 5, false},
+    {FIELD(lineFrequency), 4, false},
+};
+
+// The status bits in the order of the reply. The trailing blanks belong to the
+// texts: a shorter one wipes a longer one on the screen.
+struct StatusBit {
+    FieldPlace field;
+    const char* whenSet;
+    const char* whenClear;
+};
+
+constexpr StatusBit STATUS_BITS[] = {
+    {FIELD(acPower), "AC FAILS", "Normal  "}, {FIELD(batteryStatus), "BAT. LOW", "Normal  "},
+    {FIELD(boostBuck), "ON ", "OFF"},         {FIELD(upsFunctioning), "FAILED", "Normal"},
+    {FIELD(upsType), "Standby", "On Line"},   {FIELD(selfTest), "In Progress", "Stop       "},
+};
+constexpr size_t STATUS_BITS_LENGTH = 8; // two more bits are not shown
+
+constexpr FieldPlace UNKNOWN_AT_START[] = {
+    FIELD(upsType),     FIELD(ratingVoltage),  FIELD(ratingCurrent),  FIELD(lineFrequency),
+    FIELD(acPower),     FIELD(batteryStatus),  FIELD(upsFunctioning), FIELD(boostBuck),
+    FIELD(temperature), FIELD(selfTest),       FIELD(inputVoltage),   FIELD(outputVoltage),
+    FIELD(loadPercent), FIELD(batteryVoltage), FIELD(inputFrequency), FIELD(faultVoltage),
+};
+
+#undef FIELD
+
+char* FieldText(StatusFields& fields, const FieldPlace& place)
+{
+    return reinterpret_cast<char*>(&fields) + place.offset;
+}
+
+void SetField(StatusFields& fields, const FieldPlace& place, const char* text)
+{
+    CopyText(FieldText(fields, place), place.size, text);
+}
+
+// Reads at most length bytes and drops the last character, the line end.
+int ReadReply(FILE* file, size_t length, char* dst)
+{
+    char reply[REPLY_SIZE] = "";
+    size_t count = fread(reply, 1, length, file);
+    reply[count] = '\0';
+    dst[0] = '\0';
+    if (reply[0] == '\0')
+        return -1;
+    reply[strlen(reply) - 1] = '\0';
+    CopyText(dst, REPLY_SIZE, reply);
+    return 1;
+}
+
+int ReadReplyFile(const char* path, size_t length, char* dst)
+{
+    dst[0] = '\0';
+    FILE* file = fopen(path, "r");
+    if (file == nullptr)
+        return -1;
+    int result = ReadReply(file, length, dst);
+    fclose(file);
+    return result;
+}
+
+// Echoes a status line while the first word of the trace switch is "debug".
+void TraceStatusLine(const char* line)
+{
+    if (fsdesDBGSTATUS == nullptr)
+        return;
+    rewind(fsdesDBGSTATUS);
+    char word[20] = "";
+    if (fscanf(fsdesDBGSTATUS, "%19s", word) == 1 && strcmp(word, "debug") == 0)
+        printf("<STATUS DEBUG> %s\n", line);
+}
+
+void StoreToken(StatusFields& fields, const ReplyToken& wanted, const char* token)
+{
+    if (wanted.length != 0 && strlen(token) != wanted.length)
+        return;
+    SetField(fields, wanted.field, token);
+    if (wanted.blankZeros)
+        RpLeadingZeros(FieldText(fields, wanted.field));
+}
+
+void StoreStatusBits(StatusFields& fields, const char* bits)
+{
+    if (strlen(bits) != STATUS_BITS_LENGTH)
+        return;
+    for (const StatusBit& bit : STATUS_BITS)
+        SetField(fields, bit.field, *bits++ == '1' ? bit.whenSet : bit.whenClear);
+}
+
+// Walks the tokens of the table and gives the one that follows them, or null.
+template <size_t count>
+const char* StoreTokens(StatusFields& fields, const ReplyToken (&table)[count],
+                        const char* delimiters, char* line)
+{
+    char* rest = line;
+    for (const ReplyToken& wanted : table) {
+        const char* token = strtok_r(rest, delimiters, &rest);
+        if (token == nullptr)
+            return nullptr;
+        StoreToken(fields, wanted, token);
+    }
+    return strtok_r(rest, delimiters, &rest);
+}
+
+void SetSwitchText(char (&dst)[4], int state)
+{
+    if (state == 0)
+        CopyField(dst, "OFF");
+    if (state == 1)
+        CopyField(dst, "ON ");
+}
+
+// Each width in turn, the narrower one having the last word.
+void SetDelayText(char* dst, size_t size, int minutes)
+{
+    if (minutes <= 9999)
+        FormatText(dst, size, "%2d", minutes);
+    if (minutes <= 999)
+        FormatText(dst, size, " %2d", minutes);
+    if (minutes < 61)
+        FormatText(dst, size, "%2d.0", minutes);
+}
+
+void SetEventText(char (&dst)[11], int day, int hour, int minute)
+{
+    char dayName[5] = "";
+    WeekDay(dayName, day);
+    FormatText(dst, sizeof(dst), "%s %02d:%02d", dayName, hour, minute);
+}
+
+// Differences of the 32-bit clock hold across January 2038.
+int SecondsUntil(int moment)
+{
+    return static_cast<int>(static_cast<unsigned>(moment) - static_cast<unsigned>(time(nullptr)));
+}
+
+} // namespace
+
+void SOpenTextFile()
+{
+    if (fsdesQ1 == nullptr)
+        fsdesQ1 = fopen(STATUS_REPLY_PATH, "r");
+    if (fsdesDBGSTATUS != nullptr)
+        return;
+    fsdesDBGSTATUS = fopen(STATUS_DEBUG_PATH, "r");
+    if (fsdesDBGSTATUS != nullptr) // a buffer would hide what is written to it later
+        setvbuf(fsdesDBGSTATUS, nullptr, _IONBF, 0);
+}
+
+int GetQ1fromTextFile(char* dst)
+{
+    dst[0] = '\0';
+    if (fsdesQ1 == nullptr)
+        return -1;
+    // The daemon may have replaced the file: the name is what counts.
+    fclose(fsdesQ1);
+    fsdesQ1 = fopen(STATUS_REPLY_PATH, "r");
+    if (fsdesQ1 == nullptr || ReadReply(fsdesQ1, STATUS_REPLY_LENGTH, dst) == -1)
+        return -1;
+    TraceStatusLine(dst);
+    return 1;
+}
+
+int GetRatingfromTextFile(char* dst)
+{
+    return ReadReplyFile(RATING_REPLY_PATH, RATING_REPLY_LENGTH, dst);
+}
+
+int GetModelfromTextFile(char* dst)
+{
+    return ReadReplyFile(MODEL_REPLY_PATH, MODEL_REPLY_LENGTH, dst);
+}
+
+void GetFromQ1(StatusFields& fields, const char* line)
+{
+    char copy[128];
+    CopyField(copy, line);
+    const char* bits = StoreTokens(fields, STATUS_TOKENS, "( \r\n", copy);
+    if (bits != nullptr)
+        StoreStatusBits(fields, bits);
+}
+
+void GetFromF(StatusFields& fields, const char* line)
+{
+    char copy[128];
+    CopyField(copy, line);
+    StoreTokens(fields, RATING_TOKENS, "# \r\n", copy);
+}
+
+void GetFromI(StatusFields& fields, const char* line)
+{
+    memset(fields.modelText, 0, sizeof(fields.modelText));
+    if (line[0] != '\0')
+        CopyField(fields.modelText, line + 1);
+}
+
+void InitScreenData(StatusFields& fields)
+{
+    for (const FieldPlace& place : UNKNOWN_AT_START)
+        SetField(fields, place, NOT_KNOWN);
+    if (ChkFloat(fields.batteryRating) == 0)
+        CopyField(fields.batteryRating, NOT_KNOWN);
+    memset(fields.modelText, 0, sizeof(fields.modelText));
+}
+
+void GetData(StatusFields& fields, int* failCount)
+{
+    char line[REPLY_SIZE];
+    InitScreenData(fields);
+    if (GetQ1fromTextFile(line) == -1) {
+        (*failCount)++;
+        return;
+    }
+    GetFromQ1(fields, line);
+    *failCount = 0;
+    if (GetModelfromTextFile(line) == 1)
+        GetFromI(fields, line);
+    if (GetRatingfromTextFile(line) == 1)
+        GetFromF(fields, line);
+}
+
+void GetFromConfig(StatusFields& fields, const PowerConfig& config, const ScheduleEntry schedule[7],
+                   int* shutdownDue)
+{
+    if (config.batteryRating >= 0)
+        FormatText(fields.batteryRating, sizeof(fields.batteryRating), "%4.1f",
+                   static_cast<double>(config.batteryRating));
+    CopyText(fields.commPort, COMM_PORT_LENGTH + 1, config.comPort);
+    SetSwitchText(fields.countdownText, config.countdownOn);
+    SetSwitchText(fields.scheduleText, config.scheduleOn);
+    SetDelayText(fields.acFailDelayText, sizeof(fields.acFailDelayText), config.acFailDelay);
+    FormatText(fields.upsOffDelayText, sizeof(fields.upsOffDelayText), "%4.1f",
+               static_cast<double>(config.upsOffDelay));
+    CopyField(fields.shutdownDue, "NO ");
+    CopyField(fields.nextShutdown, NO_EVENT);
+    CopyField(fields.nextPowerOn, NO_EVENT);
+
+    int shutdownAt = -1;
+    int restartAfter = -1;
+    int shutdownDay = -1;
+    int restartDay = -1;
+    CalcSchdlTime(schedule, &shutdownAt, &restartAfter, &shutdownDay, &restartDay,
+                  static_cast<double>(config.upsOffDelay));
+    if (shutdownDay == -1 || config.scheduleOn != 1)
+        return;
+    SetEventText(fields.nextShutdown, shutdownDay, schedule[shutdownDay].shutdownHour,
+                 schedule[shutdownDay].shutdownMinute);
+    if (restartDay != -1 && config.turnOffUps == 1)
+        SetEventText(fields.nextPowerOn, restartDay, schedule[restartDay].startHour,
+                     schedule[restartDay].startMinute);
+    if (SecondsUntil(shutdownAt) < config.acFailDelay * 60) {
+        CopyField(fields.shutdownDue, "YES");
+        *shutdownDue = 1;
+    }
+}

@@ -1,0 +1,82 @@
+// What every full-screen mode stands on: the terminal set-up, the frame of the
+// status monitor, and the small helpers that turn numbers into screen texts.
+#pragma once
+
+#include <cstdint>
+#include <sys/utsname.h>
+
+inline constexpr char VERSION_TEXT[] = "Ver. 3.4";
+inline constexpr char VENDOR_NOTICE[] = "WardenLink, the UPS console for Linux";
+
+inline constexpr int BAR_CELLS = 39;                // the longest bar that MakeBar prepares
+inline constexpr int BAR_TEXT_SIZE = BAR_CELLS + 1; // a bar with its terminator
+
+inline constexpr int SCREEN_PARK_ROW = 24; // where the cursor rests on a 25-row terminal
+inline constexpr int SCREEN_PARK_COL = 79;
+
+// One line of a layout table; valueCol -1 = the line carries no value.
+struct ScreenPlace {
+    int32_t row;
+    int32_t labelCol;
+    int32_t valueCol;
+};
+
+// Header and status bar of the status monitor: rows 0, 1 and 23.
+extern const ScreenPlace st_p[2]; // title and model line, vendor notice
+extern const ScreenPlace sb_p;    // "System:" and its text
+
+// What uname gave when the mode began; the status bar shows it.
+extern utsname systemRecord;
+
+// Starts ncurses and gives the terminal its 2-second read time-out. Negative
+// when standard input is no terminal: the mode then runs without the time-out.
+int InitScreen();
+
+// Lets SIGHUP, SIGINT, SIGQUIT and SIGTERM pass without effect: a screen ends by
+// its own quit key only. It is its own handler.
+void SetSignals(int signalNumber = 0);
+
+// Writes text from (row, col), cut at the right edge of the screen; a place off
+// the screen writes nothing.
+int PutText(int row, int col, const char* text);
+
+// The same with count blanks.
+int PutBlanks(int row, int col, int count);
+
+// An ASCII box of height rows and width columns; gives the last write's result.
+int DrawBox(int height, int width, int top, int left);
+
+// Wipes rows 2 to 21 inside the frame; header and status bar stay.
+void BlankScreen();
+
+// The title line ("%s %s" with the version), the vendor notice and the local
+// date and time: the header that all screens share, rows 0 and 1.
+void DrawHeader(const char* title);
+
+// The status monitor's frame: one box (layout 1), two side by side (layout 2),
+// or none, and header and status bar.
+void BasicScreen(int layout);
+
+// Cuts text just after its second double quote.
+void CleanString(char* text);
+
+int CutToRange(int value, int lowest, int highest);
+
+// The four-character name of a weekday (0 Sunday to 6 Saturday) into dst, 5
+// bytes; any other day leaves dst as it is.
+void WeekDay(char* dst, int day);
+
+// 1 for digits with exactly one decimal point and at least one digit.
+int ChkFloat(const char* text);
+
+// 1 when every character is a digit, so also for the empty text.
+int ChkInt(const char* text);
+
+// Turns leading zeros that another digit follows into blanks.
+void RpLeadingZeros(char* text);
+
+void RmLeadingSpace(char* text);
+
+// A bar of n + 1 blanks, at most BAR_CELLS, to be shown in standout; n below 0
+// gives the empty text. buf holds BAR_TEXT_SIZE bytes or more.
+void MakeBar(char* buf, int n);
