@@ -31,7 +31,9 @@ ssize_t TakeMessage(int queue, int type)
 
 int CreateMsgQ(char id)
 {
-    return msgget(ftok(QUEUE_FOLDER, id), IPC_CREAT | 0666);
+    key_t key = ftok(QUEUE_FOLDER, id);
+    // Without the folder there is no key: -1 would name a queue of its own.
+    return key == -1 ? -1 : msgget(key, IPC_CREAT | 0666);
 }
 
 int SendMsg(int queue, int type, const char* text)

@@ -233,14 +233,15 @@ bool TakeOverMode(int fd, const char* path)
     return fchmod(fd, old.st_mode & 07777) == 0;
 }
 
+// A file system that cannot flush a folder says so and is taken at its word.
 bool FlushFolder()
 {
     int fd = open(SETTINGS_FOLDER, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (fd < 0)
         return false;
-    bool flushed = fsync(fd) == 0;
+    bool isFlushed = fsync(fd) == 0 || errno == EINVAL;
     close(fd);
-    return flushed;
+    return isFlushed;
 }
 
 // Power may fail at any moment: the new content stands whole on the disk before
@@ -341,8 +342,7 @@ void CalcSchdlTime(const ScheduleEntry sched[7], int* shutdownAt, int* restartAf
                    int* shutdownDay, int* restartDay, double upsOffDelay)
 {
     time_t now = time(nullptr);
-    tm local = {};
-    localtime_r(&now, &local);
+    tm local = *localtime(&now); // this call follows a change of the time zone
 
     int hours[7];
     int minutes[7];

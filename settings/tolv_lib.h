@@ -49,11 +49,12 @@ void InitConfig(PowerConfig& cfg, ScheduleEntry sched[7]);
 int ReadConfig(PowerConfig& cfg, ScheduleEntry sched[7]);
 
 // Replaces power.ini, then wardenlink.cfg, each whole or not at all. 1 both
-// written; 0 at the first failed step, which leaves that file as it was.
+// written; 0 at the first failed step, the file at hand being whole as it was (or,
+// when only the flush of the folder failed, whole as it is to be).
 int WriteConfig(const PowerConfig& cfg, const ScheduleEntry sched[7]);
 
-// What every screen does first: defaults, then the files, then the defaults
-// written where the files could not be read. 0 when that failed too.
+// What a screen does first: the defaults, over them the files, and where those
+// could not be read, both written with what is held now. 0 when that failed too.
 int LoadOrCreateConfig(PowerConfig& cfg, ScheduleEntry sched[7]);
 
 // Minutes (1 to 10080) from the given moment of the week to the next event of

@@ -28,8 +28,7 @@ bool IsDigit(char c)
 void FormatDate(char* dst, size_t size)
 {
     time_t now = time(nullptr);
-    tm local = {};
-    localtime_r(&now, &local);
+    tm local = *localtime(&now); // this call follows a change of the time zone
     char dayName[5] = "";
     WeekDay(dayName, local.tm_wday);
     FormatText(dst, size, "%04d-%02d-%02d, %02d:%02d %s", local.tm_year + 1900, local.tm_mon + 1,
@@ -97,14 +96,14 @@ void BlankScreen()
     }
 }
 
-void DrawHeader(const char* title)
+void DrawHeader(const ScreenPlace places[2], const char* title)
 {
     char text[128];
     FormatText(text, sizeof(text), "%s %s", title, VERSION_TEXT);
-    PutText(0, 1, text);
-    PutText(1, 1, VENDOR_NOTICE);
+    PutText(places[0].row, places[0].labelCol, text);
+    PutText(places[1].row, places[1].labelCol, VENDOR_NOTICE);
     FormatDate(text, sizeof(text));
-    PutText(1, DATE_END_COL - static_cast<int>(strlen(text)), text);
+    PutText(places[1].row, DATE_END_COL - static_cast<int>(strlen(text)), text);
 }
 
 void BasicScreen(int layout)
@@ -115,7 +114,7 @@ void BasicScreen(int layout)
         DrawBox(21, 39, 2, 0);
         DrawBox(21, 40, 2, 39);
     }
-    DrawHeader("(SNMP WardenLink for Linux) UPS Status Screen,");
+    DrawHeader(st_p, "(SNMP WardenLink for Linux) UPS Status Screen,");
     char text[sizeof(systemRecord.sysname) + sizeof(systemRecord.nodename) + 3];
     FormatText(text, sizeof(text), "%s[%s]", systemRecord.sysname, systemRecord.nodename);
     PutText(sb_p.row, sb_p.labelCol, "System:");

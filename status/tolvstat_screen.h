@@ -49,9 +49,9 @@ int DrawBox(int height, int width, int top, int left);
 // Wipes rows 2 to 21 inside the frame; header and status bar stay.
 void BlankScreen();
 
-// The title line ("%s %s" with the version), the vendor notice and the local
-// date and time: the header that all screens share, rows 0 and 1.
-void DrawHeader(const char* title);
+// The header that all screens share: the title with the version at the first
+// place, the vendor notice at the second, and on its row the local date and time.
+void DrawHeader(const ScreenPlace places[2], const char* title);
 
 // The status monitor's frame: one box (layout 1), two side by side (layout 2),
 // or none, and header and status bar.
