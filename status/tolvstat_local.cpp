@@ -1,9 +1,364 @@
 #include "status/tolvstat_local.h"
 
-#include <cstdio>
+#include "config/getch.h"
+#include "ipc/tolvipc.h"
+#include "snmp/snmplib.h"
+#include "snmp/upsconf.h"
+#include "status/tolvstat_panel.h"
+#include "status/tolvstat_remote.h"
 
-int tolvan_status_local(int /*daemonPresent*/)
+#include <cstdlib>
+#include <cstring>
+#include <curses.h>
+
+namespace {
+
+// Lines of the left panel, the index into sw1_p and sw1_s.
+enum LeftLine {
+    LEFT_TYPE,
+    LEFT_RATING_VOLTAGE,
+    LEFT_RATING_CURRENT,
+    LEFT_FREQUENCY,
+    LEFT_PORT,
+    LEFT_AC_POWER,
+    LEFT_BATTERY,
+    LEFT_FUNCTIONING,
+    LEFT_BOOST,
+    LEFT_TEMPERATURE,
+    LEFT_SELF_TEST,
+    LEFT_COUNTDOWN,
+    LEFT_SCHEDULE,
+    LEFT_NEXT_SHUTDOWN,
+    LEFT_NEXT_POWER_ON,
+    LEFT_AC_FAIL_DELAY,
+    LEFT_OFF_DELAY,
+    LEFT_WARNING,
+    LEFT_LINES
+};
+
+constexpr int WARNING_COL = 4;
+constexpr int PORT_BLANKS = 13; // they reach the frame's column 38
+
+constexpr int PASSES_PER_REREAD = 12; // settings are read again without being told
+constexpr int FAILS_BEFORE_NEW_QUEUES = 10;
+
+} // namespace
+
+// The left panel: rows 3 to 21, columns 3 to 35.
+// clang-format off
+const ScreenPlace sw1_p[LEFT_LINES] = {
+    { 3, 3, 23}, { 4, 3, 23}, { 5, 3, 23}, { 6, 3, 23},
+    { 8, 3, 26}, { 9, 3, 26}, {10, 3, 23}, {11, 3, 23}, {12, 3, 23}, {13, 3, 23}, {14, 3, 23},
+    {16, 3, 24}, {17, 3, 24}, {18, 3, 24}, {19, 3, 24}, {20, 3, 26}, {21, 3, 26}, {15, 3, 27},
+};
+
+const char sw1_s[LEFT_LINES][33] = {
+    "UPS Type          :",
+    "UPS Rating Voltage:       Volt",
+    "UPS Rating Current:       Amp",
+    "UPS Line Frequency:       Hz",
+    "Communication Port:",
+    "   Input AC Power :",
+    "   Battery Status :",
+    "   UPS Functioning:",
+    "   Boost/Buck     :",
+    "   UPS Temperature:      C",
+    "   UPS Self-Test  :",
+    "Count Down Function:",
+    "Scheduling Function:",
+    "                               ",
+    "                               ",
+    "ACfail Shutdown Delay:      Min.",
+    "UPS Turn Off Delay   :      Min.",
+    "\t\t\t\t",
+};
+// clang-format on
+
+namespace {
+
+// A text of the left panel; wipe = blanks that follow "N/A" over a longer old
+// text, alarm = the text that blinks (null when none does).
+struct LeftValue {
+    LeftLine line;
+    size_t offset; // of the field in StatusFields
+    int wipe;
+    const char* alarm;
+};
+
+constexpr LeftValue LEFT_VALUES[] = {
+    {LEFT_TYPE, offsetof(StatusFields, upsType), 4, nullptr},
+    {LEFT_RATING_VOLTAGE, offsetof(StatusFields, ratingVoltage), 7, nullptr},
+    {LEFT_RATING_CURRENT, offsetof(StatusFields, ratingCurrent), 6, nullptr},
+    {LEFT_AC_POWER, offsetof(StatusFields, acPower), 5, "AC FAILS"},
+    {LEFT_BATTERY, offsetof(StatusFields, batteryStatus), 5, "BAT. LOW"},
+    {LEFT_FUNCTIONING, offsetof(StatusFields, upsFunctioning), 3, "FAILED"},
+    {LEFT_BOOST, offsetof(StatusFields, boostBuck), 0, "ON "},
+    {LEFT_SELF_TEST, offsetof(StatusFields, selfTest), 8, "In Progress"},
+    {LEFT_TEMPERATURE, offsetof(StatusFields, temperature), 3, nullptr},
+    {LEFT_COUNTDOWN, offsetof(StatusFields, countdownText), 0, nullptr},
+    {LEFT_SCHEDULE, offsetof(StatusFields, scheduleText), 0, nullptr},
+    {LEFT_NEXT_SHUTDOWN, offsetof(StatusFields, nextShutdown), 0, nullptr},
+    {LEFT_NEXT_POWER_ON, offsetof(StatusFields, nextPowerOn), 0, nullptr},
+    {LEFT_AC_FAIL_DELAY, offsetof(StatusFields, acFailDelayText), 0, nullptr},
+    {LEFT_OFF_DELAY, offsetof(StatusFields, upsOffDelayText), 0, nullptr},
+};
+
+// The panel's own state: the alarm texts stand out in every second paint.
+struct ComportPanelState {
+    int flash;
+};
+ComportPanelState comportPanel;
+
+bool IsKnown(const char* text)
 {
-    fputs("wardenlink: the local status screen is not built yet.\n", stderr);
-    return -1;
+    return strcmp(text, NOT_KNOWN) != 0;
+}
+
+void DrawLeftLabels()
+{
+    for (int line = 0; line < LEFT_LINES; line++)
+        PutText(sw1_p[line].row, sw1_p[line].labelCol, sw1_s[line]);
+}
+
+void PutLeftValue(const StatusFields& fields, const LeftValue& value)
+{
+    const char* text = reinterpret_cast<const char*>(&fields) + value.offset;
+    const ScreenPlace& place = sw1_p[value.line];
+    bool isAlarm = value.alarm != nullptr && strcmp(text, value.alarm) == 0;
+    PutBlinking(place.row, place.valueCol, text, isAlarm ? comportPanel.flash : 0);
+    if (!IsKnown(text))
+        PutBlanks(place.row, place.valueCol + 3, value.wipe);
+}
+
+// The label's own "Hz" goes with the blanks and comes back beside a value.
+void PutLineFrequency(const char* frequency)
+{
+    const ScreenPlace& place = sw1_p[LEFT_FREQUENCY];
+    PutBlanks(place.row, place.valueCol, 8);
+    if (!IsKnown(frequency)) {
+        PutText(place.row, place.valueCol, frequency);
+        return;
+    }
+    PutText(place.row, place.valueCol + 1, frequency);
+    PutText(place.row, place.valueCol + 6, "Hz");
+}
+
+void PutCommPort(const char* port)
+{
+    PutBlanks(sw1_p[LEFT_PORT].row, sw1_p[LEFT_PORT].valueCol, PORT_BLANKS);
+    PutText(sw1_p[LEFT_PORT].row, sw1_p[LEFT_PORT].valueCol, port);
+}
+
+// Without a daemon nobody would shut the system down, so nothing is announced.
+void PutShutdownWarning(const StatusFields& fields, int shutdownDue)
+{
+    bool isDue = strcmp(fields.acPower, "AC FAILS") == 0 ||
+                 strcmp(fields.batteryStatus, "BAT. LOW") == 0 || shutdownDue == 1;
+    PutBlanks(sw1_p[LEFT_WARNING].row, WARNING_COL, SHUTDOWN_WARNING_LENGTH);
+    if (TolvdPresent() == 1 && isDue)
+        PutBlinking(sw1_p[LEFT_WARNING].row, WARNING_COL, SHUTDOWN_WARNING, comportPanel.flash);
+}
+
+// A voltage with its leading zeros blanked, and the scale that goes with it.
+void PutComportVoltage(RightLine line, RightLine scale, const char* voltage)
+{
+    char text[sizeof(StatusFields::inputVoltage)];
+    CopyField(text, voltage);
+    RpLeadingZeros(text);
+    PutRightValue(line, text);
+    if (!IsKnown(voltage))
+        PutBlanks(sw2_p[line].row, sw2_p[line].valueCol + 3, 7);
+    if (ChkFloat(voltage) == 1 && IsHighVoltage(atoi(voltage)) == 1)
+        DrawHighVoltageScale(scale);
+}
+
+// The charge in percent from the battery's voltage; -1 when it cannot be told.
+// The limits are those of a 24-volt battery, 21.0 empty and 26.67 full.
+double BatteryLevel(StatusFields& fields)
+{
+    bool isStandby = strcmp(fields.upsType, "Standby") == 0;
+    if (ChkFloat(fields.batteryVoltage) == 0)
+        return -1;
+    if (isStandby && ChkFloat(fields.batteryRating) == 0)
+        return -1;
+    if (!isStandby)
+        CopyField(fields.batteryRating, "2.0");
+    double nominal = atof(fields.batteryRating);
+    if (nominal == 0) // a rating that was never set says nothing
+        return -1;
+    double full = nominal / 24.0 * 26.67;
+    double empty = nominal / 24.0 * 21.0;
+    double measured = atof(fields.batteryVoltage);
+    if (measured < empty)
+        measured = empty;
+    if (measured > full)
+        measured = full;
+    return (measured - empty) / (full - empty) * 100;
+}
+
+void PutBatteryLevel(double level)
+{
+    char text[20] = "N/A ";
+    if (level >= 0)
+        FormatText(text, sizeof(text), "%3.0f", level);
+    PutRightValue(RIGHT_BATTERY, text);
+}
+
+} // namespace
+
+void DrawComportLeft(StatusFields& fields, int shutdownDue)
+{
+    comportPanel.flash = 1 - comportPanel.flash;
+    DrawLeftLabels();
+    for (const LeftValue& value : LEFT_VALUES)
+        PutLeftValue(fields, value);
+    PutLineFrequency(fields.lineFrequency);
+    PutCommPort(fields.commPort);
+    PutShutdownWarning(fields, shutdownDue);
+}
+
+void DrawComportRight(StatusFields& fields)
+{
+    DrawRightLabels();
+    PutComportVoltage(RIGHT_INPUT, RIGHT_INPUT_SCALE, fields.inputVoltage);
+    PutComportVoltage(RIGHT_OUTPUT, RIGHT_OUTPUT_SCALE, fields.outputVoltage);
+    PutRightValue(RIGHT_LOAD, fields.loadPercent);
+    if (!IsKnown(fields.loadPercent))
+        PutBlanks(sw2_p[RIGHT_LOAD].row, sw2_p[RIGHT_LOAD].valueCol + 3, 1);
+    double level = BatteryLevel(fields);
+    PutBatteryLevel(level);
+    char frequency[sizeof(fields.inputFrequency)];
+    CopyField(frequency, fields.inputFrequency);
+    RpLeadingZeros(frequency);
+    PutRightValue(RIGHT_FREQUENCY, frequency);
+    if (!IsKnown(fields.inputFrequency))
+        PutBlanks(sw2_p[RIGHT_FREQUENCY].row, sw2_p[RIGHT_FREQUENCY].valueCol + 3, 4);
+    DrawLineBars(fields, level);
+}
+
+void DrawScreen(StatusFields& fields, int shutdownDue)
+{
+    BasicScreen(2);
+    DrawComportLeft(fields, shutdownDue);
+    DrawComportRight(fields);
+    if (fields.modelText[0] != '\0')
+        PutText(st_p[0].row, st_p[0].valueCol, fields.modelText);
+    PutText(sb_p.row, QUIT_PROMPT_COL, QUIT_PROMPT);
+}
+
+namespace {
+
+// Everything the running screen owns.
+struct LocalScreen {
+    PowerConfig config;
+    ScheduleEntry schedule[7];
+    StatusFields fields;
+    int key;
+    int failCount; // refreshes in a row without a status line
+    int pass;      // modulo PASSES_PER_REREAD
+    int shutdownDue;
+    int lastCommMode;
+    int mode; // MODE_PANELS or MODE_INFORMATION
+    int pagePending;
+    int snmpUp;
+    int redraw;
+    int daemonPresent;
+    int controlQueue;
+};
+
+void OpenQueues(LocalScreen& screen)
+{
+    int data = -1;
+    int heartbeat = -1;
+    int daemonControl = -1;
+    Create4MsgQ(&data, &heartbeat, &daemonControl, &screen.controlQueue);
+}
+
+void StartAgent(LocalScreen& screen)
+{
+    upsconf_load(screen.config.snmpIp, screen.config.snmpCommunity);
+    screen.lastCommMode = 1;
+    if (UPS_init() == 1)
+        screen.snmpUp = 1;
+}
+
+void PaintSerialPass(LocalScreen& screen)
+{
+    GetData(screen.fields, &screen.failCount);
+    if (screen.failCount > FAILS_BEFORE_NEW_QUEUES) {
+        screen.failCount = 0;
+        OpenQueues(screen); // the daemon may have been started anew
+    }
+    DrawScreen(screen.fields, screen.shutdownDue);
+}
+
+void FollowSettings(LocalScreen& screen)
+{
+    ReConfig(screen.fields, screen.config, screen.schedule, &screen.lastCommMode,
+             &screen.shutdownDue, &screen.mode, &screen.snmpUp);
+}
+
+void ForceRedraw(LocalScreen& screen)
+{
+    clear();
+    screen.redraw = 1;
+}
+
+void ObeyControlMessage(LocalScreen& screen)
+{
+    switch (ReadCtrlMsg(screen.controlQueue)) {
+    case CTRL_RELOAD:
+        FollowSettings(screen);
+        screen.redraw = 1;
+        break;
+    case CTRL_REDRAW:
+        ForceRedraw(screen);
+        break;
+    default:
+        break;
+    }
+}
+
+void RunLocalPass(LocalScreen& screen)
+{
+    SOpenTextFile();
+    if (screen.config.commMode == 0)
+        PaintSerialPass(screen);
+    if (screen.config.commMode == 1)
+        SNMP_actions(screen.key, &screen.mode, &screen.redraw, &screen.snmpUp, &screen.pagePending,
+                     screen.fields, screen.config, screen.daemonPresent);
+    refresh();
+    screen.key = GetCH();
+    ObeyControlMessage(screen);
+    screen.pass = (screen.pass + 1) % PASSES_PER_REREAD;
+    if (screen.pass == 0)
+        FollowSettings(screen);
+    if (screen.key == 'r') {
+        ForceRedraw(screen);
+        screen.pagePending = 1;
+    }
+}
+
+} // namespace
+
+int tolvan_status_local(int daemonPresent)
+{
+    LocalScreen screen = {};
+    screen.key = NO_KEY;
+    screen.mode = MODE_PANELS;
+    screen.daemonPresent = daemonPresent;
+    SOpenTextFile();
+    uname(&systemRecord);
+    if (ReadConfig(screen.config, screen.schedule) == 0)
+        return printf("%s not found!\n", POWER_INI_PATH);
+    GetFromConfig(screen.fields, screen.config, screen.schedule, &screen.shutdownDue);
+    if (screen.config.commMode == 1)
+        StartAgent(screen);
+    OpenQueues(screen);
+    ClearMsgQ(screen.controlQueue);
+    InitScreen();
+    clear();
+    while (screen.key != 'q')
+        RunLocalPass(screen);
+    return endwin();
 }

@@ -5,11 +5,15 @@
 #include "status/tolvstat_data.h"
 
 // Runs the local screen until 'q'. daemonPresent is what the caller's presence
-// test gave. The result of endwin, or negative without readable settings.
+// test gave. The result of endwin, or of the message that no settings were found.
 int tolvan_status_local(int daemonPresent);
 
 // One repaint in serial mode: frame, both panels, model line, key prompt.
+// shutdownDue is 1 when a scheduled shutdown is near.
 void DrawScreen(StatusFields& fields, int shutdownDue);
 
 void DrawComportLeft(StatusFields& fields, int shutdownDue);
+
+// Also overwrites batteryRating of an on-line UPS, which reports the voltage of
+// one cell, by that of one cell.
 void DrawComportRight(StatusFields& fields);
