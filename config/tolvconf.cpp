@@ -159,7 +159,7 @@ void DrawHelpLines(int mode)
     if (mode < MODE_ITEMS || mode > MODE_ADDRESS)
         return;
     for (int line = 0; line < 3; line++)
-        PutText(cb_p[line].row, cb_p[line].labelCol, HELP_LINES[mode - 1][line]);
+        PutTabbedText(cb_p[line].row, cb_p[line].labelCol, HELP_LINES[mode - 1][line]);
 }
 
 // A message stays exactly as long as the cursor stays on its row.
@@ -410,6 +410,13 @@ int HandleKey(Editor& editor, int key)
     return 1;
 }
 
+// Keys are taken as signed 8-bit characters.
+int GetSignedKey()
+{
+    int key = GetCH();
+    return key > 127 ? key - 256 : key;
+}
+
 // What the files make of the saved values shows on the passes after a save.
 void ReadAfterSave(Editor& editor)
 {
@@ -443,8 +450,7 @@ int tolvan_config()
         DrawString(editor.config, editor.schedule, editor.cursorRow, editor.cursorCol, editor.mode,
                    editor.alertCode);
         refresh();
-        int key = static_cast<signed char>(GetCH());
-        staying = HandleKey(editor, key);
+        staying = HandleKey(editor, GetSignedKey());
         if (staying == 1)
             ReadAfterSave(editor);
     }

@@ -143,7 +143,7 @@ void TerminateTexts(PowerConfig& cfg)
 // A short file leaves the rest of the record and of the schedule as they were.
 bool ReadBinary(PowerConfig& cfg, ScheduleEntry sched[7])
 {
-    FILE* file = fopen(POWER_INI_PATH, "rb");
+    FILE* file = OpenToRead(POWER_INI_PATH);
     if (file == nullptr)
         return false;
     char image[sizeof(cfg) + 7 * sizeof(sched[0])];
@@ -182,7 +182,7 @@ void CollectValues(FILE* file, char values[VALUE_BUFFER_SIZE])
 
 bool ReadTextFile(PowerConfig& cfg)
 {
-    FILE* file = fopen(TEXT_CFG_PATH, "r");
+    FILE* file = OpenToRead(TEXT_CFG_PATH);
     if (file == nullptr)
         return false;
     char values[VALUE_BUFFER_SIZE];
@@ -389,6 +389,17 @@ int ChkUserID()
     fprintf(stderr, "%d", static_cast<int>(uid));
     fputs(")!!\n", stderr);
     return 0;
+}
+
+FILE* OpenToRead(const char* path)
+{
+    int fd = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    if (fd < 0)
+        return nullptr;
+    FILE* file = fdopen(fd, "r");
+    if (file == nullptr)
+        close(fd);
+    return file;
 }
 
 void CopyText(char* dst, size_t size, const char* src)

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 
 inline constexpr const char POWER_INI_PATH[] = "/etc/wardenlink/power.ini";
 inline constexpr const char TEXT_CFG_PATH[] = "/etc/wardenlink/wardenlink.cfg";
@@ -69,6 +70,10 @@ void CalcSchdlTime(const ScheduleEntry sched[7], int* shutdownAt, int* restartAf
 
 // 1 for the super-user; otherwise prints the refusal on standard error and gives 0.
 int ChkUserID();
+
+// Opens a file for reading; null when it cannot be. Waits for nobody, so that a
+// pipe in a file's place is just empty.
+FILE* OpenToRead(const char* path);
 
 // Copies as much of src as dst holds; dst is always terminated.
 void CopyText(char* dst, size_t size, const char* src);

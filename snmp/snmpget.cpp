@@ -21,10 +21,11 @@ int Exchange(netsnmp_session* ss, netsnmp_pdu* pdu, netsnmp_pdu** response)
     return snmp_synch_response(ss, pdu, response);
 }
 
-netsnmp_pdu* RequestWithoutError(netsnmp_pdu* response, int command)
+netsnmp_pdu* RequestWithoutError(netsnmp_pdu* response, int command, int variables)
 {
-    // An answer that blames no variable would be asked again without end.
-    if (response->errindex < 1)
+    // The new request is made of the answer: an agent that blames no variable, or
+    // answers with more than it was asked, would be asked again without end.
+    if (response->errindex < 1 || variables < 1)
         return nullptr;
     return snmp_fix_pdu(response, command);
 }
@@ -65,7 +66,7 @@ void CopyResults(char* results[], int count, const netsnmp_pdu* response)
 int snmpget(char* results[], netsnmp_session* ss, const char* const oids[], int count)
 {
     netsnmp_pdu* request = CreateGet(oids, count);
-    while (request != nullptr) {
+    for (int variables = count; request != nullptr; variables--) {
         netsnmp_pdu* response = nullptr;
         int status = Exchange(ss, request, &response);
         if (status != EXCHANGE_ANSWERED || response == nullptr) {
@@ -77,7 +78,7 @@ int snmpget(char* results[], netsnmp_session* ss, const char* const oids[], int 
         if (errorStatus == SNMP_ERR_NOERROR)
             CopyResults(results, count, response);
         else if (errorStatus != SNMP_ERR_NOSUCHNAME)
-            request = RequestWithoutError(response, SNMP_MSG_GET);
+            request = RequestWithoutError(response, SNMP_MSG_GET, variables - 1);
         snmp_free_pdu(response);
         if (errorStatus == SNMP_ERR_NOSUCHNAME)
             return -1;

@@ -32,5 +32,6 @@ void ParseObjectId(const char* text, ObjectId& id);
 int Exchange(netsnmp_session* ss, netsnmp_pdu* pdu, netsnmp_pdu** response);
 
 // A new request without the variable that the answer complains of; null when
-// none would remain or the answer names none of them.
-netsnmp_pdu* RequestWithoutError(netsnmp_pdu* response, int command);
+// none would remain (variables, those left of the request, is 0) or the answer
+// names none of them.
+netsnmp_pdu* RequestWithoutError(netsnmp_pdu* response, int command, int variables);

@@ -25,6 +25,17 @@ constexpr int REQUEST_RETRIES = 4; // so five datagrams, a second apart
 constexpr char UNANSWERED[] = "blank";
 constexpr int ON_BATTERY = 3;
 constexpr int LOW_BATTERY = 3;
+constexpr char DEFAULT_COMMUNITY[] = "public";
+
+// What the session record points to.
+char peerName[CONF_TEXT_SIZE + 4];
+char communityName[CONF_TEXT_SIZE];
+
+// A loopback address, the default, or none at all: there is no agent to ask.
+bool IsAgentNamed()
+{
+    return Conf.agent_ip[0] != '\0' && strncmp(Conf.agent_ip, "127", 3) != 0;
+}
 
 // The library keeps its hands off the machine: no configuration or MIB file is
 // read, none is written, and nothing is printed over a screen.
@@ -34,7 +45,21 @@ void TameLibrary()
          {NETSNMP_DS_LIB_DONT_READ_CONFIGS, NETSNMP_DS_LIB_DONT_PERSIST_STATE,
           NETSNMP_DS_LIB_DISABLE_PERSISTENT_LOAD, NETSNMP_DS_LIB_DISABLE_PERSISTENT_SAVE})
         netsnmp_ds_set_boolean(NETSNMP_DS_LIBRARY_ID, option, 1);
-    snmp_disable_log();
+    static netsnmp_log_handler* silence = nullptr;
+    if (silence == nullptr) // with no handler at all the library writes to the terminal
+        silence = netsnmp_register_loghandler(NETSNMP_LOGHANDLER_NONE, LOG_DEBUG);
+}
+
+// The transport is named for the library, or it would read one out of whatever
+// stands in the settings. An empty community means the usual one.
+void FillPeer()
+{
+    FormatText(peerName, sizeof(peerName), "udp:%s", Conf.agent_ip);
+    session.peername = peerName;
+    const char* community = Conf.community[0] != '\0' ? Conf.community : DEFAULT_COMMUNITY;
+    CopyField(communityName, community);
+    session.community = reinterpret_cast<u_char*>(communityName);
+    session.community_len = strlen(communityName);
 }
 
 void FillSession()
@@ -43,11 +68,9 @@ void FillSession()
     snmp_sess_init(&session);
     netsnmp_ds_set_int(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_RETRIES, REQUEST_RETRIES);
     session.version = SNMP_VERSION_1;
-    session.community = reinterpret_cast<u_char*>(Conf.community);
-    session.community_len = strlen(Conf.community);
     session.retries = SNMP_DEFAULT_RETRIES;
     session.timeout = SNMP_DEFAULT_TIMEOUT;
-    session.peername = Conf.agent_ip;
+    FillPeer();
 }
 
 void FreeBuffers()
@@ -130,7 +153,7 @@ int UPS_getvalue(char* text, const char* objectId)
         return -1;
     memset(value[0], 0, RESULT_TEXT_SIZE);
     CopyText(getOIDs, OID_TEXT_SIZE, objectId);
-    if (strncmp(Conf.agent_ip, "127", 3) == 0)
+    if (!IsAgentNamed())
         return -1;
     if (snmpget(value, ss, &getOIDs, name_length) < 0)
         return -1;

@@ -45,8 +45,8 @@ void show_msg(const char* text);
 int UPS_init();
 
 // Reads an object into text, UPS_TEXT_SIZE bytes; 0 = answered. -1 leaves text as
-// it was: no usable answer, or the agent's address begins with "127", which
-// stands for no agent at all and is never asked.
+// it was: no usable answer, or the agent's address is empty or begins with "127",
+// which stands for no agent at all and is never asked.
 int UPS_getvalue(char* text, const char* objectId);
 
 // Writes an integer; *result becomes 1 accepted, 2 refused, 0 unanswered.

@@ -97,9 +97,9 @@ int TextToBytes(const char* in, unsigned char* out, int base)
             fprintf(stderr, "Input error\n");
             return -1;
         }
-        int number = static_cast<int>(strtoul(in, nullptr, base));
-        if (number < 0 || number > 255) {
-            fprintf(stderr, "subidentifier %d is too large ( > 255)\n", number);
+        unsigned long number = strtoul(in, nullptr, base);
+        if (number > 255) {
+            fprintf(stderr, "subidentifier %lu is too large ( > 255)\n", number);
             return -1;
         }
         out[count++] = static_cast<unsigned char>(number);
@@ -115,7 +115,7 @@ void snmpset(netsnmp_session* ss, const char* const oids[], const char* types,
              const char* const values[], int count, int* result)
 {
     netsnmp_pdu* request = CreateSet(oids, types, values, count);
-    while (request != nullptr) {
+    for (int variables = count; request != nullptr; variables--) {
         netsnmp_pdu* response = nullptr;
         int status = Exchange(ss, request, &response);
         if (status != EXCHANGE_ANSWERED || response == nullptr) {
@@ -129,7 +129,7 @@ void snmpset(netsnmp_session* ss, const char* const oids[], const char* types,
         if (response->errstat == SNMP_ERR_NOSUCHNAME)
             printf("\n");
         if (!isAccepted)
-            request = RequestWithoutError(response, SNMP_MSG_SET);
+            request = RequestWithoutError(response, SNMP_MSG_SET, variables - 1);
         snmp_free_pdu(response);
     }
 }

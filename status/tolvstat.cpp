@@ -8,7 +8,10 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-int choice = CHOICE_REMOTE;
+// The UPS selected on the opening screen.
+static constexpr int CHOICE_LOCAL = 1;
+static constexpr int CHOICE_REMOTE = 2;
+static int choice = CHOICE_REMOTE;
 
 // A terminal device that stays open for the life of the process; nothing writes
 // to it.
@@ -78,13 +81,12 @@ constexpr RowHelp ROW_HELP[] = {
     {CPos.row, HLP_CMNTY},
 };
 
-int OpenTerminalDevice()
+// Opened without creating it, and without waiting for a carrier.
+void OpenTerminalDevice()
 {
-    int fd = open(TERMINAL_DEVICE, O_WRONLY | O_NOCTTY | O_CLOEXEC);
-    if (fd < 0)
-        return -1;
-    fptr_tty = fdopen(fd, "w");
-    return 0;
+    int fd = open(TERMINAL_DEVICE, O_WRONLY | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+    if (fd >= 0)
+        fptr_tty = fdopen(fd, "w");
 }
 
 void SetCursor(int* row, int* col, const Position& place)
@@ -234,7 +236,7 @@ void PlaceTXT(const char* address, const char* community, int row, int col)
 void PlaceCOMMENTS(const char text[3][70])
 {
     for (int line = 0; line < 3; line++)
-        PutText(HPos.row + line, HPos.col, text[line]);
+        PutTabbedText(HPos.row + line, HPos.col, text[line]);
 }
 
 void EditIPADDRESS(int key, int* mode, int* col, int* row, char* address)

@@ -7,11 +7,6 @@
 #include "status/tolvstat_remote.h"
 #include "status/tolvstat_screen.h"
 
-// The UPS selected on the opening screen.
-inline constexpr int CHOICE_LOCAL = 1;
-inline constexpr int CHOICE_REMOTE = 2;
-extern int choice;
-
 // What the opening screen's keys do: choose, or edit one of the two fields.
 inline constexpr int ENTRY_CHOOSE = 1;
 inline constexpr int ENTRY_ADDRESS = 2;

@@ -104,7 +104,7 @@ int ReadReply(FILE* file, size_t length, char* dst)
 int ReadReplyFile(const char* path, size_t length, char* dst)
 {
     dst[0] = '\0';
-    FILE* file = fopen(path, "r");
+    FILE* file = OpenToRead(path);
     if (file == nullptr)
         return -1;
     int result = ReadReply(file, length, dst);
@@ -192,10 +192,10 @@ int SecondsUntil(int moment)
 void SOpenTextFile()
 {
     if (fsdesQ1 == nullptr)
-        fsdesQ1 = fopen(STATUS_REPLY_PATH, "r");
+        fsdesQ1 = OpenToRead(STATUS_REPLY_PATH);
     if (fsdesDBGSTATUS != nullptr)
         return;
-    fsdesDBGSTATUS = fopen(STATUS_DEBUG_PATH, "r");
+    fsdesDBGSTATUS = OpenToRead(STATUS_DEBUG_PATH);
     if (fsdesDBGSTATUS != nullptr) // a buffer would hide what is written to it later
         setvbuf(fsdesDBGSTATUS, nullptr, _IONBF, 0);
 }
@@ -207,7 +207,7 @@ int GetQ1fromTextFile(char* dst)
         return -1;
     // The daemon may have replaced the file: the name is what counts.
     fclose(fsdesQ1);
-    fsdesQ1 = fopen(STATUS_REPLY_PATH, "r");
+    fsdesQ1 = OpenToRead(STATUS_REPLY_PATH);
     if (fsdesQ1 == nullptr || ReadReply(fsdesQ1, STATUS_REPLY_LENGTH, dst) == -1)
         return -1;
     TraceStatusLine(dst);

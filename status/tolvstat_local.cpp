@@ -80,27 +80,27 @@ namespace {
 // text, alarm = the text that blinks (null when none does).
 struct LeftValue {
     LeftLine line;
-    size_t offset; // of the field in StatusFields
     int wipe;
+    size_t offset; // of the field in StatusFields
     const char* alarm;
 };
 
 constexpr LeftValue LEFT_VALUES[] = {
-    {LEFT_TYPE, offsetof(StatusFields, upsType), 4, nullptr},
-    {LEFT_RATING_VOLTAGE, offsetof(StatusFields, ratingVoltage), 7, nullptr},
-    {LEFT_RATING_CURRENT, offsetof(StatusFields, ratingCurrent), 6, nullptr},
-    {LEFT_AC_POWER, offsetof(StatusFields, acPower), 5, "AC FAILS"},
-    {LEFT_BATTERY, offsetof(StatusFields, batteryStatus), 5, "BAT. LOW"},
-    {LEFT_FUNCTIONING, offsetof(StatusFields, upsFunctioning), 3, "FAILED"},
-    {LEFT_BOOST, offsetof(StatusFields, boostBuck), 0, "ON "},
-    {LEFT_SELF_TEST, offsetof(StatusFields, selfTest), 8, "In Progress"},
-    {LEFT_TEMPERATURE, offsetof(StatusFields, temperature), 3, nullptr},
-    {LEFT_COUNTDOWN, offsetof(StatusFields, countdownText), 0, nullptr},
-    {LEFT_SCHEDULE, offsetof(StatusFields, scheduleText), 0, nullptr},
-    {LEFT_NEXT_SHUTDOWN, offsetof(StatusFields, nextShutdown), 0, nullptr},
-    {LEFT_NEXT_POWER_ON, offsetof(StatusFields, nextPowerOn), 0, nullptr},
-    {LEFT_AC_FAIL_DELAY, offsetof(StatusFields, acFailDelayText), 0, nullptr},
-    {LEFT_OFF_DELAY, offsetof(StatusFields, upsOffDelayText), 0, nullptr},
+    {LEFT_TYPE, 4, offsetof(StatusFields, upsType), nullptr},
+    {LEFT_RATING_VOLTAGE, 7, offsetof(StatusFields, ratingVoltage), nullptr},
+    {LEFT_RATING_CURRENT, 6, offsetof(StatusFields, ratingCurrent), nullptr},
+    {LEFT_AC_POWER, 5, offsetof(StatusFields, acPower), "AC FAILS"},
+    {LEFT_BATTERY, 5, offsetof(StatusFields, batteryStatus), "BAT. LOW"},
+    {LEFT_FUNCTIONING, 3, offsetof(StatusFields, upsFunctioning), "FAILED"},
+    {LEFT_BOOST, 0, offsetof(StatusFields, boostBuck), "ON "},
+    {LEFT_SELF_TEST, 8, offsetof(StatusFields, selfTest), "In Progress"},
+    {LEFT_TEMPERATURE, 3, offsetof(StatusFields, temperature), nullptr},
+    {LEFT_COUNTDOWN, 0, offsetof(StatusFields, countdownText), nullptr},
+    {LEFT_SCHEDULE, 0, offsetof(StatusFields, scheduleText), nullptr},
+    {LEFT_NEXT_SHUTDOWN, 0, offsetof(StatusFields, nextShutdown), nullptr},
+    {LEFT_NEXT_POWER_ON, 0, offsetof(StatusFields, nextPowerOn), nullptr},
+    {LEFT_AC_FAIL_DELAY, 0, offsetof(StatusFields, acFailDelayText), nullptr},
+    {LEFT_OFF_DELAY, 0, offsetof(StatusFields, upsOffDelayText), nullptr},
 };
 
 // The panel's own state: the alarm texts stand out in every second paint.
@@ -117,7 +117,7 @@ bool IsKnown(const char* text)
 void DrawLeftLabels()
 {
     for (int line = 0; line < LEFT_LINES; line++)
-        PutText(sw1_p[line].row, sw1_p[line].labelCol, sw1_s[line]);
+        PutTabbedText(sw1_p[line].row, sw1_p[line].labelCol, sw1_s[line]);
 }
 
 void PutLeftValue(const StatusFields& fields, const LeftValue& value)

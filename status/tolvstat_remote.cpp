@@ -6,7 +6,6 @@
 #include "snmp/upsconf.h"
 #include "status/tolvstat_panel.h"
 
-#include <cctype>
 #include <cstdlib>
 #include <cstring>
 #include <curses.h>
@@ -15,30 +14,7 @@
 char bufprevip[SETTINGS_TEXT_SIZE];
 char bufprevcname[SETTINGS_TEXT_SIZE];
 
-// Whether the remote screen's agent answered in the pass before.
-int prevconnection = 0;
-
-namespace {
-
-constexpr char NO_ANSWER[] = "***"; // preset of a text that only an answer replaces
-constexpr char NO_VALUE[] = "N/A         ";
-constexpr char NORMAL_TEXT[] = "Normal  ";
-constexpr char BASIC_PROMPT[] = "[r]-Redraw, [q]-Quit       ";
-constexpr char PAGE_PROMPT[] = "[r]-Redraw, [q]-Quit\t      ";
-constexpr int PROMPT_COL = 51;
-constexpr int PANEL_PAUSE = 3; // seconds, for reading the panels
-
-constexpr int OUTPUT_ON_BATTERY = 3; // values of the status objects
-constexpr int BATTERY_UNKNOWN = 1;
-constexpr int BATTERY_NORMAL = 2;
-constexpr int BATTERY_LOW = 3;
-
-// Left panel: labels at column 3 of rows 3 to 21, values where the table says.
-constexpr int LEFT_ROWS = 19;
-constexpr int LEFT_TOP = 3;
-constexpr int LEFT_LABEL_COL = 3;
-
-constexpr char SNMP_LEFTTXT[LEFT_ROWS][50] = {
+const char SNMP_LEFTTXT[SNMP_LEFT_ROWS][50] = {
     "Ip Address     :",
     "Community Name :",
     "Input AC Power :",
@@ -48,38 +24,8 @@ constexpr char SNMP_LEFTTXT[LEFT_ROWS][50] = {
     "UPS Turn Off Delay   :      Min.",
 };
 
-struct Cell {
-    int row;
-    int col;
-};
-
-constexpr Cell ADDRESS_CELL = {3, 23};
-constexpr Cell COMMUNITY_CELL = {4, 23};
-constexpr Cell AC_POWER_CELL = {5, 25};
-constexpr Cell BATTERY_STATUS_CELL = {6, 25};
-constexpr Cell TIME_ON_BATTERY_CELL = {7, 25};
-constexpr Cell AC_FAIL_DELAY_CELL = {8, 26};
-constexpr Cell UPS_OFF_DELAY_CELL = {9, 26};
-// A time on battery that does not answer is reported three rows lower than it
-// would stand; known and kept.
-constexpr Cell NO_TIME_CELL = {10, 25};
-constexpr Cell WARNING_CELL = {17, 4};
-constexpr int ADDRESS_WIDTH = 14;
-
-// Information page: 26 objects, the first 19 that answer on the left.
-struct InfoObject {
-    char oid[50];
-    char label[50];
-};
-
-constexpr int INFO_TEXT_SIZE = 50;
-constexpr int INFO_LEFT_COUNT = 19;
-constexpr Cell INFO_LEFT_CELL = {3, 2};
-constexpr Cell INFO_RIGHT_CELL = {7, 42};
-constexpr int INFO_VALUE_OFFSET = 20; // from the label's column
-
 // clang-format off
-constexpr InfoObject SNMPINFO_OID[] = {
+const InfoObject SNMPINFO_OID[SNMP_INFO_OBJECTS] = {
     {".1.3.6.1.2.1.1.4.0",             "System Contact    : "},
     {".1.3.6.1.2.1.1.5.0",             "System Name       : "},
     {".1.3.6.1.2.1.1.6.0",             "System Location   : "},
@@ -108,7 +54,58 @@ constexpr InfoObject SNMPINFO_OID[] = {
     {".1.3.6.1.4.1.935.1.1.1.7.2.8.0", "Calib. Date       : "},
 };
 // clang-format on
-static_assert(sizeof(SNMPINFO_OID) / sizeof(SNMPINFO_OID[0]) == 26);
+
+// Whether the remote screen's agent answered in the pass before.
+int prevconnection = 0;
+
+// Of SNMP_actions: the daemon was present in the pass before; the first call is
+// behind it.
+int previnst = 0;
+int firstiter = 0;
+
+namespace {
+
+constexpr char NO_ANSWER[] = "***"; // preset of a text that only an answer replaces
+constexpr char NO_VALUE[] = "N/A         ";
+constexpr char NORMAL_TEXT[] = "Normal  ";
+constexpr char BASIC_PROMPT[] = "[r]-Redraw, [q]-Quit       ";
+constexpr char PAGE_PROMPT[] = "[r]-Redraw, [q]-Quit\t      ";
+constexpr int PROMPT_COL = 51;
+constexpr unsigned PANEL_PAUSE = 3; // seconds, for reading the panels
+
+constexpr int OUTPUT_ON_BATTERY = 3; // values of the status objects
+constexpr int BATTERY_UNKNOWN = 1;
+constexpr int BATTERY_NORMAL = 2;
+constexpr int BATTERY_LOW = 3;
+
+// Left panel: labels at column 3 of rows 3 to 21, values where the table says.
+constexpr int LEFT_TOP = 3;
+constexpr int LEFT_LABEL_COL = 3;
+
+struct Cell {
+    int row;
+    int col;
+};
+
+constexpr Cell ADDRESS_CELL = {3, 23};
+constexpr Cell COMMUNITY_CELL = {4, 23};
+constexpr Cell AC_POWER_CELL = {5, 25};
+constexpr Cell BATTERY_STATUS_CELL = {6, 25};
+constexpr Cell TIME_ON_BATTERY_CELL = {7, 25};
+constexpr Cell AC_FAIL_DELAY_CELL = {8, 26};
+constexpr Cell UPS_OFF_DELAY_CELL = {9, 26};
+// A time on battery that does not answer is reported three rows lower than it
+// would stand; known and kept.
+constexpr Cell NO_TIME_CELL = {10, 25};
+constexpr Cell WARNING_CELL = {17, 4};
+constexpr int ADDRESS_WIDTH = 14;
+
+// Information page: the first 19 objects that answer stand on the left.
+constexpr int INFO_TEXT_SIZE = 50;
+constexpr int INFO_LEFT_COUNT = 19;
+constexpr Cell INFO_LEFT_CELL = {3, 2};
+constexpr Cell INFO_RIGHT_CELL = {7, 42};
+constexpr int INFO_VALUE_OFFSET = 20; // from the label's column
 
 // The left panel's own state: the alarm texts stand out in every second paint.
 struct LeftPanelState {
@@ -116,15 +113,13 @@ struct LeftPanelState {
 };
 LeftPanelState leftPanel;
 
-// What SNMP_actions remembers of the pass before.
+// What SNMP_actions remembers of its own agent, beside the remote screen's.
 struct LocalPassState {
     int prevconnection;
-    int previnst;  // the daemon was present
-    int firstiter; // the first call is behind it
 };
 LocalPassState localPass;
 
-// Reads one object; the text of an answer, or NO_ANSWER.
+// What an object answered, or NO_ANSWER.
 struct ObjectText {
     char text[UPS_TEXT_SIZE];
 };
@@ -154,16 +149,6 @@ void PutCell(const Cell& cell, const char* text)
     PutText(cell.row, cell.col, text);
 }
 
-// Control bytes of an agent's text would move the cursor; blanks take their place.
-void PutAgentText(int row, int col, char* text)
-{
-    for (char* c = text; *c != '\0'; c++) {
-        if (iscntrl(static_cast<unsigned char>(*c)) != 0)
-            *c = ' ';
-    }
-    PutText(row, col, text);
-}
-
 void PutAddress(const char* address, const char* community)
 {
     PutBlanks(ADDRESS_CELL.row, ADDRESS_CELL.col, ADDRESS_WIDTH);
@@ -174,7 +159,7 @@ void PutAddress(const char* address, const char* community)
 
 void DrawLeftLabels()
 {
-    for (int line = 0; line < LEFT_ROWS; line++)
+    for (int line = 0; line < SNMP_LEFT_ROWS; line++)
         PutText(LEFT_TOP + line, LEFT_LABEL_COL, SNMP_LEFTTXT[line]);
 }
 
@@ -355,7 +340,7 @@ void RemoteSNMPLeftText(const char* address, const char* community)
 void ScreenTwo()
 {
     BasicScreen(2);
-    PutText(sb_p.row, PROMPT_COL, PAGE_PROMPT);
+    PutTabbedText(sb_p.row, PROMPT_COL, PAGE_PROMPT);
     for (int row = 3; row <= 6; row++) // room for the long texts of the first objects
         PutBlanks(row, 38, 13);
     int shown = 0;
@@ -370,7 +355,7 @@ void ScreenTwo()
         const Cell& top = isLeft ? INFO_LEFT_CELL : INFO_RIGHT_CELL;
         int row = top.row + (isLeft ? shown : shown - INFO_LEFT_COUNT);
         PutText(row, top.col, info.label);
-        PutAgentText(row, top.col + INFO_VALUE_OFFSET, text);
+        PutText(row, top.col + INFO_VALUE_OFFSET, text);
         shown++;
     }
     // Drawn last, across the fourth object's row: the page has always looked so.
@@ -387,7 +372,7 @@ void UPSname_model()
     CleanString(second.text);
     char text[2 * UPS_TEXT_SIZE];
     FormatText(text, sizeof(text), "%s%s", second.text, first.text);
-    PutAgentText(st_p[0].row, st_p[0].valueCol, text);
+    PutText(st_p[0].row, st_p[0].valueCol, text);
 }
 
 namespace {
@@ -409,7 +394,8 @@ void PaintPanels(StatusFields& fields)
     PutText(sb_p.row, PROMPT_COL, BASIC_PROMPT);
     DrawSnmpLeft(fields);
     DrawSnmpRight(fields);
-    sleep(PANEL_PAUSE);
+    for (unsigned left = PANEL_PAUSE; left > 0;) // a swallowed signal shortens nothing
+        left = sleep(left);
 }
 
 void PaintNoData(int* mode, StatusFields& fields)
@@ -504,8 +490,8 @@ void SNMP_actions(int key, int* mode, int* redraw, int* snmpUp, int* pagePending
 {
     TryToOpenSession(snmpUp);
     int connection = *snmpUp == 1 ? ConnectionStatus() : 0;
-    int present = localPass.firstiter == 0 ? daemonPresent : TolvdPresent();
-    localPass.firstiter = 1;
+    int present = firstiter == 0 ? daemonPresent : TolvdPresent();
+    firstiter = 1;
     bool isLive = *snmpUp == 1 && connection == 1 && present == 1;
 
     if (key == 'b') {
@@ -519,7 +505,7 @@ void SNMP_actions(int key, int* mode, int* redraw, int* snmpUp, int* pagePending
         BlankScreen();
     }
     if (isLive) {
-        if (localPass.prevconnection != 1 || localPass.previnst != 1) {
+        if (localPass.prevconnection != 1 || previnst != 1) {
             *redraw = 1;
             StartPanelsAnew();
         }
@@ -537,7 +523,7 @@ void SNMP_actions(int key, int* mode, int* redraw, int* snmpUp, int* pagePending
         move(SCREEN_PARK_ROW, SCREEN_PARK_COL);
     }
     localPass.prevconnection = *snmpUp == 1 ? ConnectionStatus() : connection;
-    localPass.previnst = present;
+    previnst = present;
     *redraw = 0;
 }
 
@@ -560,6 +546,7 @@ void ReConfig(StatusFields& fields, PowerConfig& config, ScheduleEntry schedule[
     if (config.commMode == 1) {
         LoadAgent(config, snmpUp);
         *mode = MODE_PANELS;
+        localPass.prevconnection = 0; // the serial screen's prompt is to be wiped
     } else if (config.commMode == 0) {
         PutBlanks(st_p[0].row, st_p[0].valueCol, 38);
     }

@@ -8,6 +8,19 @@
 extern char bufprevip[SETTINGS_TEXT_SIZE];
 extern char bufprevcname[SETTINGS_TEXT_SIZE];
 
+// Left panel: the labels of rows 3 to 21, column 3.
+inline constexpr int SNMP_LEFT_ROWS = 19;
+extern const char SNMP_LEFTTXT[SNMP_LEFT_ROWS][50];
+
+// An object of the information page and its label.
+struct InfoObject {
+    char oid[50];
+    char label[50];
+};
+
+inline constexpr int SNMP_INFO_OBJECTS = 26;
+extern const InfoObject SNMPINFO_OID[SNMP_INFO_OBJECTS];
+
 // Display modes of the SNMP screens.
 inline constexpr int MODE_PANELS = 1;
 inline constexpr int MODE_INFORMATION = 2; // the page of ScreenTwo

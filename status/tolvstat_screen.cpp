@@ -19,6 +19,7 @@ utsname systemRecord;
 namespace {
 
 constexpr int DATE_END_COL = 77; // the date line ends before this column
+constexpr int LINE_SIZE = 256;   // longer than any screen is wide
 
 bool IsDigit(char c)
 {
@@ -50,7 +51,9 @@ int InitScreen()
     mode.c_lflag &= static_cast<unsigned short>(~(ECHO | ICANON));
     mode.c_cc[VMIN] = 0;
     mode.c_cc[VTIME] = 20;
-    return ioctl(fileno(stdin), TCSETA, &mode);
+    result = ioctl(fileno(stdin), TCSETA, &mode);
+    def_prog_mode(); // so that a stopped screen finds its time-out again
+    return result;
 }
 
 void SetSignals(int /*signalNumber*/)
@@ -60,6 +63,17 @@ void SetSignals(int /*signalNumber*/)
 }
 
 int PutText(int row, int col, const char* text)
+{
+    char line[LINE_SIZE];
+    CopyField(line, text);
+    for (char* c = line; *c != '\0'; c++) {
+        if (*c < ' ' || *c > '~')
+            *c = *c >= 0 && *c < ' ' ? ' ' : '?';
+    }
+    return PutTabbedText(row, col, line);
+}
+
+int PutTabbedText(int row, int col, const char* text)
 {
     return mvaddnstr(row, col, text, COLS > col ? COLS - col : 0);
 }

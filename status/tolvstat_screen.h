@@ -37,8 +37,12 @@ int InitScreen();
 void SetSignals(int signalNumber = 0);
 
 // Writes text from (row, col), cut at the right edge of the screen; a place off
-// the screen writes nothing.
+// the screen writes nothing. Whatever the text is, it moves nothing: a control
+// byte shows as a blank, a byte that is not ASCII as '?'.
 int PutText(int row, int col, const char* text);
+
+// The same for the program's own texts with tabs, which the terminal expands.
+int PutTabbedText(int row, int col, const char* text);
 
 // The same with count blanks.
 int PutBlanks(int row, int col, int count);
@@ -60,6 +64,7 @@ void BasicScreen(int layout);
 // Cuts text just after its second double quote.
 void CleanString(char* text);
 
+// The value, or the limit that it lies beyond.
 int CutToRange(int value, int lowest, int highest);
 
 // The four-character name of a weekday (0 Sunday to 6 Saturday) into dst, 5
@@ -75,6 +80,7 @@ int ChkInt(const char* text);
 // Turns leading zeros that another digit follows into blanks.
 void RpLeadingZeros(char* text);
 
+// Moves the text to the front over its leading blanks.
 void RmLeadingSpace(char* text);
 
 // A bar of n + 1 blanks, at most BAR_CELLS, to be shown in standout; n below 0
