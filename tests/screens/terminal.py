@@ -1,0 +1,315 @@
+"""A program on a pseudo-terminal of its own, and what its screen shows.
+
+Rows and columns count from 0. A thread takes in everything the program writes, so that the
+program never waits for its terminal, whatever the test does meanwhile.
+"""
+
+import os
+import select
+import signal as signals
+import termios
+import threading
+import time
+
+import pexpect
+import pyte
+
+from process import FindKeyWait
+
+LIVE = []  # terminals not yet closed, for the report of a failed test
+
+
+class LinuxScreen(pyte.Screen):
+    """pyte's screen with the Linux console's own ways, and a list of what it did not know."""
+
+    def __init__(self, columns, lines):
+        self.unknown = []
+        super().__init__(columns, lines)
+
+    def debug(self, *args, **kwargs):
+        self.unknown.append((args, kwargs))
+
+    def select_graphic_rendition(self, *attrs, **kwargs):
+        # 10, 11 and 12 choose the console's fonts; they have no rendition here.
+        super().select_graphic_rendition(*[a for a in attrs if a not in (10, 11, 12)] or [0])
+
+    def erase_in_line(self, how=0, private=False):
+        self._end_pending_wrap()
+        super().erase_in_line(how, private)
+
+    def erase_in_display(self, how=0, *args, **kwargs):
+        self._end_pending_wrap()
+        super().erase_in_display(how, *args, **kwargs)
+
+    def _end_pending_wrap(self):
+        # After the last column was written the console's cursor still stands on it.
+        self.cursor.x = min(self.cursor.x, self.columns - 1)
+
+
+class Terminal:
+    """Starts command (a list, or a text for the shell's line when shell=True)."""
+
+    def __init__(self, command, rows=25, cols=80, env=None, cwd=None, shell=False, term="linux"):
+        self.rows, self.cols = rows, cols
+        self.raw = b""
+        self.shell = shell
+        self._lock = threading.RLock()
+        self._last_byte = time.monotonic()
+        self._stop = False
+        self._gone = False
+        self._screen = LinuxScreen(cols, rows)
+        self._stream = pyte.Stream(self._screen)
+        environment = dict(os.environ, TERM=term, LANG="C", LC_ALL="C", HISTFILE="/dev/null")
+        environment.pop("LINES", None)
+        environment.pop("COLUMNS", None)
+        environment.update(env or {})
+        argv = list(command)
+        if shell:
+            environment["PS1"] = "$ "
+            argv = ["/bin/bash", "--norc", "--noprofile", "--noediting", "-i"]
+        self._child = pexpect.spawn(argv[0], argv[1:], dimensions=(rows, cols), env=environment,
+                                    cwd=cwd)
+        self._child.delaybeforesend = None
+        self.pid = self._child.pid
+        self._thread = threading.Thread(target=self._take_in, daemon=True)
+        self._thread.start()
+        LIVE.append(self)
+        if shell:
+            self.wait_for(lambda: b"$ " in self.raw, what="the shell's prompt")
+            if command:
+                line = command if isinstance(command, str) else " ".join(command)
+                self.send(line + "\n")
+
+    # --- taking in ---------------------------------------------------------------------
+
+    def _take_in(self):
+        fd = self._child.child_fd
+        while not self._stop:
+            if not select.select([fd], [], [], 0.05)[0]:
+                continue
+            try:
+                data = os.read(fd, 65536)
+            except OSError:
+                data = b""
+            if not data:
+                self._gone = True
+                return
+            with self._lock:
+                self.raw += data
+                # One byte is one cell: no character set is in use on these screens.
+                self._stream.feed(data.decode("latin-1"))
+                self._last_byte = time.monotonic()
+
+    def pump(self, seconds):
+        """Lets seconds pass; what is written meanwhile is taken in."""
+        time.sleep(seconds)
+
+    def clear_raw(self):
+        """Forgets the bytes received so far (the screen stays); returns them."""
+        with self._lock:
+            data, self.raw = self.raw, b""
+            return data
+
+    # --- looking -----------------------------------------------------------------------
+
+    def lines(self):
+        """All rows, each exactly as wide as the screen."""
+        with self._lock:
+            return [self.row(r) for r in range(self.rows)]
+
+    def row(self, r):
+        return self.cells(r, 0, self.cols)
+
+    def cells(self, r, c, n):
+        """n cells of row r from column c."""
+        with self._lock:
+            row = self._screen.buffer[r]
+            return "".join(row[i].data for i in range(c, c + n))
+
+    def standout(self, r):
+        """The columns of row r that are shown in reverse, blanks included."""
+        with self._lock:
+            row = self._screen.buffer[r]
+            return {c for c in range(self.cols) if row[c].reverse}
+
+    def standout_cells(self, r, c0, c1):
+        """Whether the cells c0 to c1, both included, are all shown in reverse."""
+        return set(range(c0, c1 + 1)) <= self.standout(r)
+
+    @property
+    def cursor(self):
+        with self._lock:
+            return self._screen.cursor.y, min(self._screen.cursor.x, self.cols - 1)
+
+    @property
+    def unknown(self):
+        """Control sequences that were not understood; the screen may then be wrong."""
+        return list(self._screen.unknown)
+
+    def picture(self):
+        """The whole screen as text, reverse cells underlined by '~', for messages."""
+        with self._lock:
+            shown = []
+            for r, text in enumerate(self.lines()):
+                shown.append(f"{r:2} |{text}|")
+                marks = self.standout(r)
+                if marks:
+                    under = "".join("~" if c in marks else " " for c in range(self.cols))
+                    shown.append("   |" + under + "|")
+            state = "running" if self.alive() else "ended"
+            return "\n".join(shown + [f"cursor {self.cursor}, {state}"])
+
+    # --- waiting -----------------------------------------------------------------------
+
+    def wait_for(self, predicate, timeout=20, what="the condition", step=0.01):
+        """Waits until predicate() is true and returns its value."""
+        until = time.monotonic() + timeout
+        while True:
+            value = predicate()
+            if value:
+                return value
+            if time.monotonic() > until:
+                raise AssertionError(f"{what}: not within {timeout} s\n{self.picture()}")
+            time.sleep(step)
+
+    def wait_text(self, r, c, text, timeout=20):
+        """Waits until text stands at (r, c)."""
+        self.wait_for(lambda: self.cells(r, c, len(text)) == text, timeout,
+                      f"{text!r} at ({r}, {c})")
+
+    def wait_raw(self, data, timeout=20):
+        """Waits until the bytes data were written since the start (or since clear_raw)."""
+        self.wait_for(lambda: data in self.raw, timeout, f"output {data!r}")
+
+    def wait_quiet(self, seconds=0.5, timeout=20):
+        """Waits until nothing has been written for that long."""
+        self.wait_for(lambda: time.monotonic() - self._last_byte >= seconds, timeout,
+                      f"{seconds} s without output")
+
+    def key_wait(self):
+        """How the program waits for a key just now: see process.FindKeyWait."""
+        try:
+            return FindKeyWait(os.tcgetpgrp(self._child.child_fd) if self.shell else self.pid)
+        except OSError:
+            return None
+
+    def wait_key(self, timeout=30):
+        """Waits until the program waits for a key: all it had to paint is painted."""
+        def WaitsForKey():
+            if not self.alive():
+                raise AssertionError("the program ended\n" + self.picture())
+            return self.key_wait()
+        found = self.wait_for(WaitsForKey, timeout, "the program waiting for a key")
+        self._settle()
+        return found
+
+    def wait_paint(self, timeout=40):
+        """Waits for a whole pass that began after this call and is painted to its end.
+
+        A pass that changes no cell writes nothing, so the program's own waiting is watched,
+        not its output: a new wait for a key has begun since the one that is on now.
+        """
+        self._wait_new_wait(self.wait_key(timeout), timeout)
+
+    def press(self, keys, timeout=40):
+        """Types keys and waits until the pass that took the last of them is painted."""
+        before = self.wait_key(timeout)
+        self.send(keys)
+        self._wait_new_wait(before, timeout)
+
+    def _wait_new_wait(self, before, timeout):
+        def IsNewWait():
+            now = self.key_wait()
+            # From the select of one wait its own read comes next: that is no new wait yet.
+            if now and now.switches > before.switches and (now.fresh or not before.fresh):
+                return True
+            if not self.alive():
+                raise AssertionError("the program ended\n" + self.picture())
+            return False
+        self.wait_for(IsNewWait, timeout, "a whole pass", 0.004)
+        self._settle()
+
+    def _settle(self):
+        # What was written before is in the pty already: let the thread take it in.
+        deadline = time.monotonic() + 2
+        while time.monotonic() < deadline:
+            if self._gone or not select.select([self._child.child_fd], [], [], 0)[0]:
+                break
+            time.sleep(0.002)
+        time.sleep(0.02)
+        with self._lock:
+            pass
+
+    # --- acting ------------------------------------------------------------------------
+
+    def send(self, keys):
+        """Types keys (text or bytes)."""
+        data = keys if isinstance(keys, bytes) else keys.encode("latin-1")
+        while data:
+            data = data[os.write(self._child.child_fd, data):]
+
+    def resize(self, rows, cols):
+        with self._lock:
+            self.rows, self.cols = rows, cols
+            self._screen.resize(rows, cols)
+            self._child.setwinsize(rows, cols)
+
+    def signal(self, sig):
+        """Sends sig to the program itself (with shell=True to the foreground group)."""
+        if self.shell:
+            os.killpg(os.tcgetpgrp(self._child.child_fd), sig)
+        else:
+            os.kill(self.pid, sig)
+
+    def termios(self):
+        """The terminal's attributes, as termios.tcgetattr gives them."""
+        return termios.tcgetattr(self._child.child_fd)
+
+    def alive(self):
+        # ptyprocess calls a child that somebody else reaped an error: it has ended, too.
+        try:
+            return self._child.isalive()
+        except pexpect.ExceptionPexpect:
+            return False
+
+    def wait_exit(self, timeout=20):
+        """Waits for the end: the exit status, or minus the signal's number."""
+        self.wait_for(lambda: not self.alive(), timeout, "the end of the program")
+        self._thread.join(1)
+        if self._child.signalstatus is not None:
+            return -self._child.signalstatus
+        return self._child.exitstatus
+
+    def close_master(self):
+        """The terminal goes away, as when a connection is lost; the program may live on."""
+        if self._child.child_fd < 0:
+            return
+        self._stop = True
+        self._thread.join()
+        self._child.ptyproc.fileobj.close()
+        self._child.child_fd = self._child.ptyproc.fd = -1
+
+    def close(self):
+        """Ends the program, whatever it does, and gives the terminal back."""
+        if self in LIVE:
+            LIVE.remove(self)
+        if self.alive():
+            for group in {self.pid, self._foreground()} - {None}:
+                try:
+                    os.killpg(group, signals.SIGKILL)
+                except OSError:
+                    pass
+            self.wait_exit(5)
+        self.close_master()
+
+    def _foreground(self):
+        try:
+            return os.tcgetpgrp(self._child.child_fd) or None
+        except OSError:
+            return None
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *unused):
+        self.close()
