@@ -1,0 +1,46 @@
+// The command center: one-shot commands to the UPS, over SNMP or through the daemon.
+#pragma once
+
+#include "settings/tolv_lib.h"
+
+inline constexpr int OPTION_NONE = 0;
+
+// The command chosen and awaiting its confirmation; OPTION_NONE while idle.
+extern int curroption;
+
+// Minutes (1 to 99) of the timed commands of both modes; kept between them.
+extern int dur;
+
+// Runs the command center. Returns only when the user is not the super-user;
+// otherwise ends the process with status 0.
+void tolvan_issuer();
+
+// Draws frame and menu of a mode: 1 SNMP, 0 serial port.
+void FirstScreen(int mode);
+
+// Choose an option by its key; any other key changes nothing.
+void DoSNMP(int key);
+void DoComPort(int key);
+
+// Draws the lower panel of the pending option and applies '+' and '-'. The
+// minutes go to durationText (two digits, 3 bytes) or to *sleepMinutes.
+void DoOptions(const PowerConfig& config, int key, char* durationText, int* sleepMinutes);
+
+// Performs the pending option over SNMP and shows its outcome.
+void CmdExecute(int sleepMinutes);
+
+// Sends the pending option to the daemon.
+void CPortCmdExecute(const char* durationText);
+
+// Shows an outcome of UPS_setvalue: 0 nothing, 1 success, 2 failure.
+void Evaluate(int outcome);
+
+// 1 when the object answers a read, -1 when not.
+int ChkCell(const char* objectId);
+
+// 1 with utility power, with output power; -1 without or without an answer.
+int WithUtility();
+int WithOutput();
+
+// Shows the UPS's condition on row 21. It informs; no command is held back by it.
+void ChkCondition();
