@@ -20,11 +20,17 @@ void LeaveEntry(const Cursor& cursor, int16_t* mode)
     *cursor.col = COL_ITEM_CURSOR;
 }
 
-// The index into the field that the screen's cursor stands for.
+// The index into the field that the screen's cursor stands for, -1 when a screen
+// too small for the field has left it elsewhere; it comes back with the next size.
 int EditPosition(const Cursor& cursor)
 {
-    getyx(stdscr, *cursor.row, *cursor.col);
-    return *cursor.col - ENTRY_COL;
+    int row = 0;
+    int col = 0;
+    getyx(stdscr, row, col);
+    if (row != *cursor.row || col < ENTRY_COL)
+        return -1;
+    *cursor.col = col;
+    return col - ENTRY_COL;
 }
 
 void MoveCursor(const Cursor& cursor, int step)

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <ctime>
 #include <fcntl.h>
+#include <glob.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -15,8 +16,11 @@ namespace {
 
 constexpr char SETTINGS_FOLDER[] = "/etc/wardenlink";
 constexpr int MINUTES_PER_WEEK = 7 * 24 * 60;
-constexpr size_t VALUE_BUFFER_SIZE = 524; // all bracketed values of wardenlink.cfg
-constexpr size_t TEXT_FILE_SIZE = 2048;   // the eleven lines at their longest
+constexpr size_t VALUE_BUFFER_SIZE = 524;   // all bracketed values of wardenlink.cfg
+constexpr size_t TEXT_FILE_SIZE = 2048;     // the eleven lines at their longest
+constexpr size_t TEXT_READ_LIMIT = 1 << 20; // what lies beyond is no settings file's
+constexpr size_t SCRATCH_NAME_SIZE = 64;
+#define SCRATCH_FORMAT "%s/.%s.save-%s"
 
 // How a line of wardenlink.cfg is read and written.
 enum LineKind {
@@ -165,7 +169,10 @@ void CollectValues(FILE* file, char values[VALUE_BUFFER_SIZE])
     bool inside = false;
     bool started = false;
     size_t index = 0;
-    for (int c = fgetc(file); c != EOF && index < VALUE_BUFFER_SIZE - 1; c = fgetc(file)) {
+    for (size_t count = 0; count < TEXT_READ_LIMIT && index < VALUE_BUFFER_SIZE - 1; count++) {
+        int c = fgetc(file);
+        if (c == EOF)
+            break;
         if (c == '[')
             inside = true;
         if (c == ']')
@@ -244,18 +251,37 @@ bool FlushFolder()
     return isFlushed;
 }
 
+// What a save leaves behind that a power failure cut off. A name so odd is
+// nobody's backup, and a minute is long enough for a save that still runs.
+void RemoveLeftovers(const char* name)
+{
+    char pattern[SCRATCH_NAME_SIZE];
+    FormatText(pattern, sizeof(pattern), SCRATCH_FORMAT, SETTINGS_FOLDER, name, "??????");
+    glob_t found = {};
+    if (glob(pattern, 0, nullptr, &found) == 0) {
+        for (size_t i = 0; i < found.gl_pathc; i++) {
+            struct stat scratch = {};
+            if (stat(found.gl_pathv[i], &scratch) == 0 && scratch.st_mtime < time(nullptr) - 60)
+                unlink(found.gl_pathv[i]);
+        }
+    }
+    globfree(&found);
+}
+
 // Power may fail at any moment: the new content stands whole on the disk before
 // it takes the old file's name, so a reader meets one or the other.
 bool ReplaceFile(const char* path, const char* bytes, size_t length)
 {
-    char scratch[64];
-    FormatText(scratch, sizeof(scratch), "%s.XXXXXX", path);
+    const char* name = strrchr(path, '/') + 1;
+    RemoveLeftovers(name);
+    char scratch[SCRATCH_NAME_SIZE];
+    FormatText(scratch, sizeof(scratch), SCRATCH_FORMAT, SETTINGS_FOLDER, name, "XXXXXX");
     int fd = mkostemp(scratch, O_CLOEXEC);
     if (fd < 0)
         return false;
-    bool whole = TakeOverMode(fd, path) && WriteAll(fd, bytes, length) && fsync(fd) == 0;
-    whole = close(fd) == 0 && whole;
-    if (!whole || rename(scratch, path) != 0) {
+    bool isWhole = TakeOverMode(fd, path) && WriteAll(fd, bytes, length) && fsync(fd) == 0;
+    isWhole = close(fd) == 0 && isWhole;
+    if (!isWhole || rename(scratch, path) != 0) {
         unlink(scratch);
         return false;
     }
