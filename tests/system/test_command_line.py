@@ -1,0 +1,420 @@
+"""The whole program from its command line: wrong calls, who may do what, start and stop."""
+
+import os
+import select
+import shutil
+import signal
+import stat
+import subprocess
+import tempfile
+import termios
+import threading
+import time
+
+import pytest
+
+import queues
+from settings import Settings
+from world import DAEMON, FOLDER, bin, run, wait_until
+
+USAGE = ("Usage: {} [start|stop|config|status|issuer|help]\n"
+         "\n"
+         "  wardenlink start   - Start the Daemon process\t\n"
+         "  wardenlink stop    - Terminate Resident Daemon process\t\n"
+         "  wardenlink config  - Modify Time Settings \t\n"
+         "  wardenlink status  - Monitor UPS status\t\n")
+REFUSAL = ("\nSorry. You must login as super-user to run this program"
+           " (User ID: 65534)!!\n")
+BANNER = "<SNMP WardenLink for Linux>\n "
+RECORD = FOLDER + "/launched"
+
+
+def ordinary_user():
+    """The words before a command that make an ordinary user, number 65534, run it."""
+    words = ["setpriv", "--reuid", "65534", "--clear-groups"]
+    if subprocess.run([*words, "true"], stderr=subprocess.DEVNULL, check=False).returncode == 0:
+        return words
+    # Root of a world that knows one user only: in an empty world nobody is left.
+    return ["unshare", "--user"]
+
+
+@pytest.fixture
+def program():
+    """A copy of the program in a place that every user can reach."""
+    folder = tempfile.mkdtemp(dir="/run")
+    os.chmod(folder, 0o755)
+    yield shutil.copy(bin("wardenlink"), folder)
+    shutil.rmtree(folder)
+
+
+def call(*argv, timeout=60, **options):
+    """Runs any command to its end, its output as text."""
+    options.setdefault("stdin", subprocess.DEVNULL)
+    return subprocess.run(argv, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True,
+                          timeout=timeout, check=False, **options)
+
+
+def place_daemon(script):
+    with open(DAEMON, "w", encoding="ascii") as target:
+        target.write("#!/bin/sh\n" + script)
+    os.chmod(DAEMON, 0o755)
+
+
+def place_recorder():
+    """A daemon that writes down how it was called, a line for each launch, and ends."""
+    place_daemon(f'printf "%s|" "$0" "$@" >> {RECORD}; echo >> {RECORD}\n')
+
+
+def launches():
+    if not os.path.exists(RECORD):
+        return []
+    with open(RECORD, encoding="ascii") as source:
+        return source.read().splitlines()
+
+
+class Beating:
+    """Shows a living daemon on the heartbeat queue without running one."""
+
+    def __enter__(self):
+        self.over = threading.Event()
+        self.thread = threading.Thread(target=self._beat)
+        self.thread.start()
+        wait_until(lambda: queues.count("heartbeatQueue"), what="a presence message")
+
+    def _beat(self):
+        while not self.over.wait(0.1):
+            if queues.count("heartbeatQueue") < 5:
+                queues.send("heartbeatQueue", 4, "alive")
+
+    def __exit__(self, *unused):
+        self.over.set()
+        self.thread.join()
+
+
+# --- wrong calls -------------------------------------------------------------------------
+
+WRONG_CALLS = [
+    ((), "One argument needed!"),
+    (("start", "stop"), "Too many arguments!"),
+    (("status", "status"), "Too many arguments!"),
+    (("", ""), "Too many arguments!"),
+    (("a", "b", "c", "d"), "Too many arguments!"),
+]
+UNKNOWN_WORDS = ["issuer", "START", "Stop", "star", "starts", " start", "start ", "", "-h",
+                 "--help", "--version", "%s%n", "debugtolvd"]
+
+
+@pytest.mark.parametrize("words,line", WRONG_CALLS)
+def test_a_wrong_number_of_arguments_gets_the_usage(words, line):
+    result = run(*words)
+    assert result.stdout == line + "\n" + USAGE.format(bin("wardenlink"))
+    assert result.stderr == ""
+    assert result.returncode == 1
+
+
+@pytest.mark.parametrize("words,line", WRONG_CALLS)
+def test_an_ordinary_user_gets_the_same_usage_before_any_refusal(program, words, line):
+    result = call(*ordinary_user(), program, *words)
+    assert result.stdout == line + "\n" + USAGE.format(program)
+    assert result.stderr == ""
+    assert result.returncode == 1
+
+
+@pytest.mark.parametrize("word", ["help", *UNKNOWN_WORDS])
+def test_an_unknown_word_is_an_argument_error_for_the_super_user(word):
+    result = run(word)
+    assert result.stdout == "Argument error!\n" + USAGE.format(bin("wardenlink"))
+    assert result.stderr == ""
+    assert result.returncode == 1
+
+
+def test_help_passes_the_super_user_rule_and_is_no_command_for_anybody(program):
+    result = call(*ordinary_user(), program, "help")
+    assert result.stdout == "Argument error!\n" + USAGE.format(program)
+    assert result.stderr == ""
+    assert result.returncode == 1
+
+
+def test_the_usage_line_bears_the_name_that_was_typed():
+    for name in ("ups", "./%s", "", "two words"):
+        result = call(name, executable=bin("wardenlink"))
+        assert result.stdout == "One argument needed!\n" + USAGE.format(name)
+        assert result.returncode == 1
+
+
+def test_wrong_calls_leave_no_trace(program):
+    for words in ((), ("help",), ("start", "now"), ("START",)):
+        run(*words)
+    assert os.listdir(FOLDER) == []
+    assert not any(queues.exists(name) for name in queues.NAMES)
+
+
+# --- the super-user rule -----------------------------------------------------------------
+
+@pytest.mark.parametrize("word", ["start", "stop", "config", *UNKNOWN_WORDS])
+def test_an_ordinary_user_is_refused_every_word_but_two(program, word):
+    place_recorder()
+    result = call(*ordinary_user(), program, word)
+    assert result.stderr == REFUSAL
+    assert result.stdout == ""
+    assert result.returncode == 1
+    assert not any(queues.exists(name) for name in queues.NAMES)
+    assert launches() == []
+
+
+def test_an_ordinary_user_may_watch_the_status(program, start):
+    Settings(snmp_ip="127.0.0.1").write()
+    screen = start([*ordinary_user(), program, "status"])
+    screen.wait_text(0, 1, "(SNMP WardenLink for Linux) UPS Status Screen, Ver. 3.4")
+    screen.wait_text(23, 1, "System:")
+    assert b"Sorry" not in screen.raw
+    screen.send("q")
+    assert screen.wait_exit() == 0
+
+
+def test_a_refusal_leaves_the_terminal_alone(program, start):
+    screen = start([*ordinary_user(), program, "config"])
+    assert screen.wait_exit() == 1
+    # Only the text: nothing that moves the cursor or clears the screen.
+    assert screen.raw.decode() == REFUSAL.replace("\n", "\r\n")
+
+
+# --- start -------------------------------------------------------------------------------
+
+def test_start_launches_the_daemon_with_twelve_blanks_and_says_nothing():
+    place_recorder()
+    result = run("start")
+    assert (result.returncode, result.stdout, result.stderr) == (0, "", "")
+    wait_until(launches, what="the launch")
+    assert launches() == [DAEMON + "|            |"]
+
+
+def test_start_gives_the_daemon_exactly_its_path_and_one_argument(daemon):
+    assert run("start").returncode == 0
+    pid, = daemon.wait_running()
+    with open(f"/proc/{pid}/cmdline", "rb") as source:
+        assert source.read() == DAEMON.encode() + b"\0" + b" " * 12 + b"\0"
+
+
+def test_start_does_not_wait_for_the_daemon():
+    place_daemon(f"sleep 2; : > {RECORD}; exec sleep 60\n")
+    before = time.monotonic()
+    assert run("start").returncode == 0
+    assert time.monotonic() - before < 1.5
+    assert not os.path.exists(RECORD)
+    wait_until(lambda: os.path.exists(RECORD), what="the daemon's own work")
+
+
+def test_start_twice_launches_twice_while_no_daemon_has_shown_itself():
+    place_recorder()
+    assert run("start").returncode == 0
+    assert run("start").returncode == 0
+    wait_until(lambda: len(launches()) == 2, what="two launches")
+
+
+def test_start_says_that_a_living_daemon_is_running(daemon):
+    daemon.start()
+    result = run("start")
+    assert result.stdout == BANNER + "is currently running!\n"
+    assert (result.returncode, result.stderr) == (0, "")
+    assert daemon.pids() == [daemon.process.pid]
+
+
+def test_start_replaces_a_dead_daemon_after_fifteen_seconds():
+    place_recorder()
+    queues.send("heartbeatQueue", 4, "left by a daemon that died")
+    before = time.monotonic()
+    result = run("start")
+    assert 14.5 < time.monotonic() - before < 30
+    assert (result.returncode, result.stdout, result.stderr) == (0, "", "")
+    wait_until(launches, what="the launch")
+    assert len(launches()) == 1
+
+
+def test_start_says_that_the_daemon_program_fails():
+    # The text comes from the child, which may write after its parent has ended.
+    for place in (None, "exit 0\n"):
+        if place is not None:
+            place_daemon(place)
+            os.chmod(DAEMON, 0o644)
+        result = subprocess.run([bin("wardenlink"), "start"], stdin=subprocess.DEVNULL,
+                                stdout=subprocess.PIPE, stderr=subprocess.PIPE, timeout=30,
+                                check=False)
+        assert result.stdout == b"Error! Daemon program fails!\n"
+        assert (result.returncode, result.stderr) == (0, b"")
+
+
+def test_start_then_stop_ends_the_daemon(daemon):
+    assert run("start").returncode == 0
+    daemon.wait_running()
+    wait_until(lambda: queues.count("heartbeatQueue"), what="the daemon's presence")
+    result = run("stop")
+    assert (result.returncode, result.stdout, result.stderr) == (0, "", "")
+    daemon.wait_ended()
+
+
+# --- stop --------------------------------------------------------------------------------
+
+def test_stop_sends_three_bytes_of_type_5_to_the_daemons_queue():
+    with Beating():
+        result = run("stop")
+    assert (result.returncode, result.stdout, result.stderr) == (0, "", "")
+    assert queues.drain("daemonControlQueue") == [(5, b"100")]
+    assert queues.drain("screenControlQueue") == []
+
+
+def test_stop_without_a_daemon_says_so_at_once():
+    before = time.monotonic()
+    result = run("stop")
+    assert time.monotonic() - before < 5
+    assert result.stdout == BANNER + "is not running!\n"
+    assert (result.returncode, result.stderr) == (0, "")
+    assert not queues.exists("heartbeatQueue")
+    assert not queues.exists("daemonControlQueue")
+
+
+def test_stop_finds_out_that_a_daemon_died_and_clears_its_queue():
+    for _ in range(6):
+        queues.send("heartbeatQueue", 4, "left over")
+    before = time.monotonic()
+    result = run("stop")
+    assert 14.5 < time.monotonic() - before < 30
+    assert result.stdout == BANNER + "is not running!\n"
+    assert (result.returncode, result.stderr) == (0, "")
+    assert not queues.exists("heartbeatQueue")
+    assert not queues.exists("daemonControlQueue"), "nobody is asked to end"
+
+
+# --- standard input ----------------------------------------------------------------------
+
+def test_commands_run_with_their_input_from_a_file_and_leave_the_file_alone():
+    place_recorder()
+    path = FOLDER + "/input"
+    with open(path, "w+", encoding="ascii") as source:
+        source.write("nobody reads this\n")
+        source.seek(0)
+        assert run("stop", stdin=source).stdout == BANNER + "is not running!\n"
+        assert run("start", stdin=source).returncode == 0
+        wait_until(launches, what="the launch")
+        assert source.tell() == 0
+        assert run("HELP", stdin=source).returncode == 1
+    with open(path, encoding="ascii") as source:
+        assert source.read() == "nobody reads this\n"
+
+
+def test_commands_run_with_no_input_at_all():
+    result = run("stop", stdin=None, preexec_fn=lambda: os.close(0))
+    assert result.stdout == BANNER + "is not running!\n"
+    assert result.returncode == 0
+
+
+# --- the terminal's mode -----------------------------------------------------------------
+
+# A mode as no program leaves it by itself: no echo of its own kind, odd control characters.
+def odd_mode(mode):
+    mode = [list(part) if isinstance(part, list) else part for part in mode]
+    mode[0] &= ~termios.ICRNL
+    mode[3] = mode[3] & ~termios.ECHOE | termios.ECHO | termios.ICANON
+    mode[6][termios.VERASE] = b"\x15"
+    mode[6][termios.VKILL] = b"\x02"
+    return mode
+
+
+def modes(fd):
+    """All of a terminal's mode but its speeds."""
+    iflag, oflag, cflag, lflag, _, _, characters = termios.tcgetattr(fd)
+    return iflag, oflag, cflag, lflag, characters
+
+
+class Pty:
+    """A terminal in an odd mode, whose other end stays open when a program ends."""
+
+    def __enter__(self):
+        self.master, self.slave = os.openpty()
+        termios.tcsetattr(self.slave, termios.TCSANOW, odd_mode(termios.tcgetattr(self.slave)))
+        self.before = modes(self.slave)
+        return self
+
+    def run_while(self, words, disturb):
+        """Runs a command on it, calls disturb(process) meanwhile; gives the exit status."""
+        process = subprocess.Popen(words, stdin=self.slave, stdout=self.slave,
+                                   stderr=self.slave, start_new_session=True,
+                                   env=dict(os.environ, TERM="linux"))
+        disturb(process)
+        until = time.monotonic() + 30
+        while process.poll() is None:
+            assert time.monotonic() < until, "the command does not end"
+            if select.select([self.master], [], [], 0.05)[0]:
+                os.read(self.master, 65536)
+        return process.returncode
+
+    def make_raw(self):
+        mode = termios.tcgetattr(self.slave)
+        mode[0] |= termios.ICRNL
+        mode[1] &= ~termios.OPOST
+        mode[3] &= ~(termios.ICANON | termios.ECHO)
+        mode[6][termios.VMIN], mode[6][termios.VTIME] = 0, 20
+        termios.tcsetattr(self.slave, termios.TCSANOW, mode)
+
+    def __exit__(self, *unused):
+        os.close(self.master)
+        os.close(self.slave)
+
+
+def test_a_mode_left_raw_meanwhile_is_put_back_when_the_command_is_over():
+    with Beating(), Pty() as pty:
+        def LeaveRaw(process):
+            time.sleep(0.5)
+            assert process.poll() is None, "it still looks for the daemon"
+            pty.make_raw()
+            assert modes(pty.slave) != pty.before
+        assert pty.run_while([bin("wardenlink"), "stop"], LeaveRaw) == 0
+        assert modes(pty.slave) == pty.before
+
+
+def test_the_mode_of_before_comes_back_after_the_status_screen():
+    Settings(snmp_ip="127.0.0.1").write()
+    with Pty() as pty:
+        def PressQuit(process):
+            wait_until(lambda: not termios.tcgetattr(pty.slave)[3] & termios.ICANON,
+                       what="the screen's own mode")
+            during = termios.tcgetattr(pty.slave)
+            assert not during[3] & termios.ECHO
+            time.sleep(0.3)
+            os.write(pty.master, b"q")
+        assert pty.run_while([bin("wardenlink"), "status"], PressQuit) == 0
+        assert modes(pty.slave) == pty.before
+
+
+def test_a_wrong_call_touches_no_mode():
+    with Pty() as pty:
+        for words in ([], ["help"], ["start", "stop"]):
+            assert pty.run_while([bin("wardenlink"), *words], lambda process: None) == 1
+            assert modes(pty.slave) == pty.before
+
+
+# --- what else a command does and does not -------------------------------------------------
+
+def test_start_and_stop_leave_the_settings_alone():
+    Settings(ac_fail_delay=77).write()
+    os.chmod(FOLDER + "/power.ini", 0o600)
+    place_recorder()
+    before = {name: os.stat(f"{FOLDER}/{name}") for name in ("power.ini", "wardenlink.cfg")}
+    run("start")
+    run("stop")
+    wait_until(launches, what="the launch")
+    for name, old in before.items():
+        now = os.stat(f"{FOLDER}/{name}")
+        assert (now.st_ino, now.st_mtime_ns, stat.S_IMODE(now.st_mode)) == \
+            (old.st_ino, old.st_mtime_ns, stat.S_IMODE(old.st_mode))
+
+
+def test_an_interrupt_ends_a_command_that_has_no_screen():
+    queues.send("heartbeatQueue", 4, "left over")
+    # Whoever runs the tests in the background may have it ignored from the outset.
+    process = subprocess.Popen([bin("wardenlink"), "stop"], stdin=subprocess.DEVNULL,
+                               preexec_fn=lambda: signal.signal(signal.SIGINT, signal.SIG_DFL))
+    time.sleep(0.5)
+    assert process.poll() is None
+    process.send_signal(signal.SIGINT)
+    assert process.wait(5) == -signal.SIGINT
