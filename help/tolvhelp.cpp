@@ -43,6 +43,26 @@ const HelpWindow HELP_WINDOW_TABLE[HELP_WINDOWS] = {
     {HELP_FILE("textapb.txt"), WINDOW_CONTENTS},
     {HELP_FILE("textapc.txt"), WINDOW_CONTENTS},
 };
+const char B_CONTENTS[HELP_FOOTER_LINES][HELP_LINE_SIZE] = {
+    "Press the corresponding letters or numbers to know more about the",
+    "      topics listed on your screen.",
+    "Press [q] to quit",
+};
+const char B_INTRO[HELP_FOOTER_LINES][HELP_LINE_SIZE] = {
+    "Press the corresponding numbers to know more about the topics",
+    "      listed on your screen.",
+    "Press [q] to quit,  [p] for Previous Menu",
+};
+const char B_TEXT[HELP_FOOTER_LINES][HELP_LINE_SIZE] = {
+    " \t[n] - Next Page       \t\t\t\t",
+    "\t[p] - Previous Page",
+    "\t[q] - Quit \t\t",
+};
+const char LP_TEXT[HELP_FOOTER_LINES][HELP_LINE_SIZE] = { // last page: nothing to turn to
+    " \t\t\t      \t\t\t\t\t  ",
+    "\t[p] - Previous Page",
+    "\t[q] - Quit \t\t",
+};
 // clang-format on
 
 #undef HELP_FILE
@@ -55,27 +75,6 @@ constexpr int FOOTER_ROW = 21;
 constexpr int FOOTER_COL = 9;
 
 // clang-format off
-constexpr char B_CONTENTS[3][75] = {
-    "Press the corresponding letters or numbers to know more about the",
-    "      topics listed on your screen.",
-    "Press [q] to quit",
-};
-constexpr char B_INTRO[3][75] = {
-    "Press the corresponding numbers to know more about the topics",
-    "      listed on your screen.",
-    "Press [q] to quit,  [p] for Previous Menu",
-};
-constexpr char B_TEXT[3][75] = {
-    " \t[n] - Next Page       \t\t\t\t",
-    "\t[p] - Previous Page",
-    "\t[q] - Quit \t\t",
-};
-constexpr char LP_TEXT[3][75] = { // last page: nothing to turn to
-    " \t\t\t      \t\t\t\t\t  ",
-    "\t[p] - Previous Page",
-    "\t[q] - Quit \t\t",
-};
-
 // Keys of the menus and the windows they open.
 struct MenuKey {
     int window;
@@ -142,9 +141,24 @@ void DoMenu(int window, int key)
     }
 }
 
+void EmptyStore()
+{
+    memset(Page, 0, sizeof(Page));
+    pagenum = 0;
+}
+
 bool HoldsText(const char* line)
 {
     return line[strspn(line, " \t\r\n")] != '\0';
+}
+
+// Control bytes but tab and newline would write over the line.
+void BlankControls(char* line)
+{
+    for (char* c = line; *c != '\0'; c++) {
+        if (*c == '\x7f' || (*c > '\0' && *c < ' ' && *c != '\t' && *c != '\n'))
+            *c = ' ';
+    }
 }
 
 // Fills the store with as many lines as it holds; a line that is too long goes on
@@ -156,6 +170,7 @@ void StoreLines(FILE* file)
         char* text = Page[page][line % HELP_PAGE_LINES];
         if (fgets(text, HELP_LINE_SIZE, file) == nullptr)
             break;
+        BlankControls(text);
         if (HoldsText(text))
             pagenum = page;
     }
@@ -197,16 +212,17 @@ void HandleKey(int key)
 
 int Read_text(const char* path, int window)
 {
-    memset(Page, 0, sizeof(Page));
-    pagenum = 0;
+    EmptyStore();
     FILE* file = OpenToRead(path);
     if (file == nullptr)
         return -1;
     StoreLines(file);
     bool isUnreadable = ferror(file) != 0; // a folder can be opened, but not read
     fclose(file);
-    if (isUnreadable)
+    if (isUnreadable) {
+        EmptyStore();
         return -1;
+    }
     currentpage = 0;
     currwindow = window;
     return 0;
@@ -215,15 +231,16 @@ int Read_text(const char* path, int window)
 void Print_text(int page)
 {
     clear();
+    page = CutToRange(page, 0, HELP_PAGES - 1);
     for (int line = 0; line < HELP_PAGE_LINES; line++)
         PutTabbedText(TEXT_ROW + line, TEXT_COL, Page[page][line]);
 }
 
-void Footer(const char table[3][75])
+void Footer(const char table[HELP_FOOTER_LINES][HELP_LINE_SIZE])
 {
-    for (int line = 0; line < 3; line++) {
-        move(FOOTER_ROW + line, FOOTER_COL);
-        clrtoeol(); // nothing of a longer footer stays
+    for (int line = 0; line < HELP_FOOTER_LINES; line++) {
+        if (move(FOOTER_ROW + line, FOOTER_COL) == OK)
+            clrtoeol(); // nothing of a longer footer stays
         PutTabbedText(FOOTER_ROW + line, FOOTER_COL, table[line]);
     }
 }

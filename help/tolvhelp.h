@@ -30,6 +30,13 @@ extern int pagenum;
 extern int currentpage;
 extern int currwindow;
 
+// Footers: of the contents page, the topic menus, a topic's pages and its last.
+inline constexpr int HELP_FOOTER_LINES = 3;
+extern const char B_CONTENTS[HELP_FOOTER_LINES][HELP_LINE_SIZE];
+extern const char B_INTRO[HELP_FOOTER_LINES][HELP_LINE_SIZE];
+extern const char B_TEXT[HELP_FOOTER_LINES][HELP_LINE_SIZE];
+extern const char LP_TEXT[HELP_FOOTER_LINES][HELP_LINE_SIZE];
+
 // Runs the viewer; ends the process with status 0.
 [[noreturn]] void tolvan_help();
 
@@ -41,7 +48,7 @@ int Read_text(const char* path, int window);
 void Print_text(int page);
 
 // Writes a footer at rows 21 to 23.
-void Footer(const char table[3][75]);
+void Footer(const char table[HELP_FOOTER_LINES][HELP_LINE_SIZE]);
 
 // Draws the page when window or page changed, then the header and the footer.
 void FirstWindow();

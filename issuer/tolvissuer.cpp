@@ -14,6 +14,59 @@
 int curroption = OPTION_NONE;
 int dur = 1;
 
+// clang-format off
+const char ISSNMP[ISSUER_SNMP_LINES][80] = {
+    "[s]  Shut Down UPS\t            [f]  Flash and Beep",
+    "[c]  Cancel Shut Down Command\t    [i]  Test Indicators",
+    "[o]  Turn On UPS\t\t\t\t\t",
+    "\t\t\t\t\t\t\t",
+    "[u]  Reboot UPS\t\t\t\t\t",
+    "[l]  Put UPS to Sleep\t\t\t\t\t",
+    "[m]  Simulate Power Fail\t\t\t\t",
+    "[b]  Conserve Battery\t\t\t\t\t",
+    "\t\t\t\t\t\t\t",
+    "[d]  Diagnostic Self Test              [r]  Redraw\t",
+    "[t]  Test Run Time Calibration         [q]  Quit\t",
+};
+
+const char ISCOMPORT[ISSUER_SERIAL_LINES][50] = {
+    "[s]  10 Seconds Test\t\t\t",
+    "[b]  Test until Battery Low\t\t",
+    "                                \t", // the timed test has no key
+    "[c]  Cancel Test Command\t\t",
+    "\t\t\t\t\t",
+    "[n]  Shut Down UPS \t\t\t",
+    "[a]  Cancel Shut Down Command          ",
+    "\t\t\t\t\t",
+    "[r]  Redraw\t\t\t\t",
+    "[q]  Quit\t\t\t\t",
+};
+
+const char IS_SNMP_DESC[ISSUER_SNMP_OPTIONS + 1][79] = {
+    "\tPress the letter of your choice.\t\t\t",
+    "\tUPS will shut down in 12 seconds.  \t\t\t",
+    "\tReboots the UPS.\t\t  \t\t\t",
+    "\tPut UPS to sleep.\t\t\t\t\t",
+    "\tSwitch to Battery Power.\t\t\t\t",
+    "\tLights up all indicators and starts beeping.\t\t",
+    "\tSwitch back to utility power.\t\t\t\t",
+    "\tUPS on battery will go to sleep mode.  \t\t\t",
+    "\t10 seconds self-test.\t\t\t\t\t",
+    "\tPerform a front panel lights test.\t\t\t",
+    "\tDischarge to calibrate the UPS\t\t\t\t",
+};
+
+const char IS_CPORT_DESC[ISSUER_SERIAL_OPTIONS + 1][79] = {
+    "\tPress the letter of your choice.\t\t\t",
+    "\tTest for 10 seconds then return to utility.\t\t",
+    "\tTest until battery low then return to utility. \t\t",
+    "\tTest for <n> minutes.\t\t\t\t\t",
+    "\tUPS will shut down in a few seconds.\t\t\t",
+    "\tCancel Shut Down Command or Turn on UPS Output.\t\t",
+    "\tCancel Test Command.\t\t\t\t\t",
+};
+// clang-format on
+
 namespace {
 
 constexpr int MODE_SNMP = 1;
@@ -43,61 +96,7 @@ constexpr int PROMPT_ROW = 22;
 constexpr int PROMPT_COL = 15;
 constexpr int WIPE_LENGTH = 73;
 
-constexpr char FIRST_PROMPT[] = "\tPress the letter of your choice.\t\t\t";
-
 // clang-format off
-constexpr char ISSNMP[11][80] = {
-    "[s]  Shut Down UPS\t            [f]  Flash and Beep",
-    "[c]  Cancel Shut Down Command\t    [i]  Test Indicators",
-    "[o]  Turn On UPS\t\t\t\t\t",
-    "\t\t\t\t\t\t\t",
-    "[u]  Reboot UPS\t\t\t\t\t",
-    "[l]  Put UPS to Sleep\t\t\t\t\t",
-    "[m]  Simulate Power Fail\t\t\t\t",
-    "[b]  Conserve Battery\t\t\t\t\t",
-    "\t\t\t\t\t\t\t",
-    "[d]  Diagnostic Self Test              [r]  Redraw\t",
-    "[t]  Test Run Time Calibration         [q]  Quit\t",
-};
-
-constexpr char ISCOMPORT[10][50] = {
-    "[s]  10 Seconds Test\t\t\t",
-    "[b]  Test until Battery Low\t\t",
-    "                                \t", // the timed test has no key
-    "[c]  Cancel Test Command\t\t",
-    "\t\t\t\t\t",
-    "[n]  Shut Down UPS \t\t\t",
-    "[a]  Cancel Shut Down Command          ",
-    "\t\t\t\t\t",
-    "[r]  Redraw\t\t\t\t",
-    "[q]  Quit\t\t\t\t",
-};
-
-// Description lines by option number.
-constexpr const char* IS_SNMP_DESC[] = {
-    FIRST_PROMPT,
-    "\tUPS will shut down in 12 seconds.  \t\t\t",
-    "\tReboots the UPS.\t\t  \t\t\t",
-    "\tPut UPS to sleep.\t\t\t\t\t",
-    "\tSwitch to Battery Power.\t\t\t\t",
-    "\tLights up all indicators and starts beeping.\t\t",
-    "\tSwitch back to utility power.\t\t\t\t",
-    "\tUPS on battery will go to sleep mode.  \t\t\t",
-    "\t10 seconds self-test.\t\t\t\t\t",
-    "\tPerform a front panel lights test.\t\t\t",
-    "\tDischarge to calibrate the UPS\t\t\t\t",
-};
-
-constexpr const char* IS_CPORT_DESC[] = {
-    FIRST_PROMPT,
-    "\tTest for 10 seconds then return to utility.\t\t",
-    "\tTest until battery low then return to utility. \t\t",
-    "\tTest for <n> minutes.\t\t\t\t\t",
-    "\tUPS will shut down in a few seconds.\t\t\t",
-    "\tCancel Shut Down Command or Turn on UPS Output.\t\t",
-    "\tCancel Test Command.\t\t\t\t\t",
-};
-
 struct OptionKey {
     int key;
     int option;
@@ -133,13 +132,11 @@ constexpr SnmpCommand SNMP_COMMANDS[] = {
     {OID_CALIBRATION, true},
 };
 // clang-format on
-constexpr int SNMP_OPTIONS = sizeof(SNMP_COMMANDS) / sizeof(SNMP_COMMANDS[0]) - 1;
-static_assert(sizeof(IS_SNMP_DESC) / sizeof(IS_SNMP_DESC[0]) == SNMP_OPTIONS + 1);
+static_assert(sizeof(SNMP_COMMANDS) / sizeof(SNMP_COMMANDS[0]) == ISSUER_SNMP_OPTIONS + 1);
 
 // The letters that the daemon knows the options by.
 constexpr char SERIAL_COMMANDS[] = " abcdef";
-constexpr int SERIAL_OPTIONS = sizeof(SERIAL_COMMANDS) - 2;
-static_assert(sizeof(IS_CPORT_DESC) / sizeof(IS_CPORT_DESC[0]) == SERIAL_OPTIONS + 1);
+static_assert(sizeof(SERIAL_COMMANDS) == ISSUER_SERIAL_OPTIONS + 2);
 
 void WipeRow(int row, int col)
 {
@@ -160,7 +157,7 @@ template <size_t count> void ChooseOption(const OptionKey (&keys)[count], int ke
     }
 }
 
-void PutDescription(const char* const* descriptions, int options)
+void PutDescription(const char (*descriptions)[79], int options)
 {
     if (curroption >= OPTION_NONE && curroption <= options)
         PutTabbedText(DESCRIPTION_ROW, DESCRIPTION_COL, descriptions[curroption]);
@@ -189,7 +186,7 @@ void ShowSleepOption(int key, int* sleepMinutes)
 
 void ShowSnmpOption(int key, int* sleepMinutes)
 {
-    PutDescription(IS_SNMP_DESC, SNMP_OPTIONS);
+    PutDescription(IS_SNMP_DESC, ISSUER_SNMP_OPTIONS);
     if (curroption == SNMP_CONSERVE)
         PutText(PANEL_ROW + 1, 5,
                 "(WARNING) UPS has to be turned on manually after issuing this command");
@@ -207,7 +204,7 @@ void ShowSnmpOption(int key, int* sleepMinutes)
 
 void ShowSerialOption(int key, char* durationText)
 {
-    PutDescription(IS_CPORT_DESC, SERIAL_OPTIONS);
+    PutDescription(IS_CPORT_DESC, ISSUER_SERIAL_OPTIONS);
     if (curroption != SERIAL_TIMED_TEST)
         return;
     PutText(PANEL_ROW, PANEL_COL, "Duration of Self Test :   0 Minutes");
@@ -267,7 +264,7 @@ void DoOptions(const PowerConfig& config, int key, char* durationText, int* slee
 void CmdExecute(int sleepMinutes)
 {
     int outcome = SET_UNANSWERED;
-    if (curroption > OPTION_NONE && curroption <= SNMP_OPTIONS) {
+    if (curroption > OPTION_NONE && curroption <= ISSUER_SNMP_OPTIONS) {
         const SnmpCommand& command = SNMP_COMMANDS[curroption];
         if (curroption == SNMP_SLEEP)
             UPS_setvalue(OID_SLEEP_TIME, sleepMinutes, &outcome);
@@ -280,7 +277,7 @@ void CmdExecute(int sleepMinutes)
 void CPortCmdExecute(const char* durationText)
 {
     int queue = CreateMsgQ(COMMAND_QUEUE);
-    if (curroption <= OPTION_NONE || curroption > SERIAL_OPTIONS)
+    if (curroption <= OPTION_NONE || curroption > ISSUER_SERIAL_OPTIONS)
         return;
     char text[4];
     FormatText(text, sizeof(text), "%c%.2s", SERIAL_COMMANDS[curroption],
@@ -364,7 +361,7 @@ void ExecuteOption(CommandCenter& center)
 {
     if (center.config.commMode == MODE_SNMP) {
         CmdExecute(center.sleepMinutes);
-    } else {
+    } else if (center.config.commMode == MODE_SERIAL) {
         CPortCmdExecute(center.durationText);
         WipeRow(PROMPT_ROW, 5);
     }
@@ -377,7 +374,7 @@ void HandleKey(CommandCenter& center)
     if (curroption == OPTION_NONE) {
         if (center.config.commMode == MODE_SNMP)
             DoSNMP(center.key);
-        else
+        else if (center.config.commMode == MODE_SERIAL)
             DoComPort(center.key);
     }
     if (curroption == OPTION_NONE)

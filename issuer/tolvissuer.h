@@ -11,6 +11,17 @@ extern int curroption;
 // Minutes (1 to 99) of the timed commands of both modes; kept between them.
 extern int dur;
 
+// The menu of each mode, and the description line of each option; option 0 asks
+// for a choice.
+inline constexpr int ISSUER_SNMP_LINES = 11;
+inline constexpr int ISSUER_SERIAL_LINES = 10;
+inline constexpr int ISSUER_SNMP_OPTIONS = 10;
+inline constexpr int ISSUER_SERIAL_OPTIONS = 6;
+extern const char ISSNMP[ISSUER_SNMP_LINES][80];
+extern const char ISCOMPORT[ISSUER_SERIAL_LINES][50];
+extern const char IS_SNMP_DESC[ISSUER_SNMP_OPTIONS + 1][79];
+extern const char IS_CPORT_DESC[ISSUER_SERIAL_OPTIONS + 1][79];
+
 // Runs the command center. Returns only when the user is not the super-user;
 // otherwise ends the process with status 0.
 void tolvan_issuer();

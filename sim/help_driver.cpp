@@ -1,4 +1,7 @@
 // Opens the help viewer, which no command word reaches. Never installed.
 #include "help/tolvhelp.h"
 
-int main() { tolvan_help(); }
+int main()
+{
+    tolvan_help();
+}
