@@ -1,0 +1,311 @@
+"""The settings outlive whatever happens during a save: the editor killed at any system call, any
+call refused, a full disk, a read-only folder. Each file is then wholly old or wholly new."""
+
+import errno
+import os
+import re
+import signal
+import stat
+import subprocess
+import tempfile
+import time
+
+import pytest
+
+import queues
+import world
+from config_painter import SAVED, edit, empty_world, file_bytes  # noqa: F401
+from fixtures import close_and_check
+from settings import Settings
+from terminal import Terminal
+
+NOTICE_QUEUES = ("daemonControlQueue", "screenControlQueue")
+NAMES = ("power.ini", "wardenlink.cfg")
+OLD = Settings(snmp_community="old", schedule=[[1, 2, 3, 4]] * 7)
+NEW = Settings(snmp_community="old", schedule=[[1, 2, 3, 4]] * 7, countdown_on=0)
+MODES = {"power.ini": 0o640, "wardenlink.cfg": 0o604}
+# What a save may leave, from its begin to its end: the first file is replaced first.
+IN_ORDER = (("old", "old"), ("new", "old"), ("new", "new"))
+TRACER_READY = re.compile(r"strace: Process \d+ attached")
+
+
+def content(settings):
+    return {"power.ini": settings.record(), "wardenlink.cfg": settings.text().encode("latin-1")}
+
+
+@pytest.fixture
+def owned():
+    """The old files with modes and, where there are other users, an owner of their own."""
+    OLD.write()
+    owner = 12, 34
+    for name, mode in MODES.items():
+        path = os.path.join(world.FOLDER, name)
+        os.chmod(path, mode)
+        try:
+            os.chown(path, *owner)
+        except OSError:
+            owner = 0, 0  # the only user of this namespace
+    yield owner
+
+
+def told():
+    """How often the daemon and the status screen were told of a save."""
+    return [len(queues.drain(name)) for name in NOTICE_QUEUES]
+
+
+def restore(owner):
+    told()
+    for name, data in content(OLD).items():
+        path = os.path.join(world.FOLDER, name)
+        with open(path, "wb") as target:
+            target.write(data)
+        os.chmod(path, MODES[name])
+        os.chown(path, *owner)
+    for name in set(os.listdir(world.FOLDER)) - set(NAMES):
+        os.remove(os.path.join(world.FOLDER, name))
+
+
+def versions():
+    """Which of both contents each file has: ("old", "new"); fails for any other content."""
+    found = []
+    for name in NAMES:
+        data = file_bytes(name)
+        assert data in (content(OLD)[name], content(NEW)[name]), f"{name} holds {data!r}"
+        found.append("old" if data == content(OLD)[name] else "new")
+    return tuple(found)
+
+
+def check_owner(owner):
+    for name, mode in MODES.items():
+        state = os.stat(os.path.join(world.FOLDER, name))
+        assert (stat.S_IMODE(state.st_mode), state.st_uid, state.st_gid) == (mode, *owner), name
+
+
+class Tracer:
+    """strace on a running editor that stands before a save."""
+
+    def __init__(self, pid, *options):
+        self.log = tempfile.NamedTemporaryFile("r", prefix="save-")
+        self.process = subprocess.Popen(
+            ["strace", "-y", "-o", self.log.name, *options, "-p", str(pid)],
+            stdin=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True)
+        line = self.process.stderr.readline()
+        assert TRACER_READY.match(line), line
+
+    def end(self):
+        """Detaches; the lines of the log."""
+        if self.process.poll() is None:
+            self.process.send_signal(signal.SIGINT)
+        self.process.communicate(timeout=20)
+        return self.log.read().splitlines()
+
+
+def save_under(edit, *options):
+    """Presses [s] in an editor with a change, under strace; the editor, and strace's log."""
+    editor = edit(OLD, written=True)
+    editor.press("n", at=(9, 42), countdown_on=0)
+    tracer = Tracer(editor.screen.pid, *options)
+    editor.screen.send("s")
+    editor.screen.wait_for(
+        lambda: not editor.screen.alive() or all(map(queues.count, NOTICE_QUEUES)),
+        what="the end of the save")
+    return editor, tracer.end()
+
+
+def check_left_whole(owner):
+    found = versions()
+    assert found in IN_ORDER, found
+    check_owner(owner)
+    return found
+
+
+# --- killed ------------------------------------------------------------------------------------
+
+
+def list_calls(log):
+    """The calls of a save that touch its folder or a queue, in order, each with its number
+    among those of the same name."""
+    begin = next(at for at, line in enumerate(log) if line.startswith("read("))
+    names = [line.partition("(")[0] for line in log]
+    end = max(at for at, name in enumerate(names) if name == "msgsnd")
+    return [(names[at], names[:at + 1].count(names[at])) for at in range(begin + 1, end + 1)
+            if world.FOLDER in log[at] or names[at].startswith("msg")]
+
+
+def test_an_editor_killed_at_any_call_of_a_save_leaves_whole_files(edit, owned):
+    _, log = save_under(edit)
+    left = []
+    for call, number in list_calls(log):
+        restore(owned)
+        editor, _ = save_under(edit, "-e", f"inject={call}:signal=KILL:when={number}")
+        assert editor.screen.wait_exit() == -signal.SIGKILL, (call, number)
+        left.append(check_left_whole(owned))
+        close_and_check(editor.screen)
+    assert left == sorted(left, key=IN_ORDER.index), left
+    assert set(left) == set(IN_ORDER) and len(left) > 20
+
+
+def age_leftovers():
+    """Makes what the killed save left look two minutes old: nobody is at work on it any more."""
+    left = set(os.listdir(world.FOLDER)) - set(NAMES)
+    assert len(left) == 1
+    for name in left:
+        path = os.path.join(world.FOLDER, name)
+        os.utime(path, (time.time() - 120,) * 2)
+
+
+def test_after_a_kill_the_next_editor_starts_saves_and_clears_up(edit, owned):
+    for call in ("write", "rename", "fsync"):
+        restore(owned)
+        editor, _ = save_under(edit, "-e", f"inject={call}:signal=KILL:when=1")
+        assert editor.screen.wait_exit() == -signal.SIGKILL
+        assert check_left_whole(owned) == ("old", "old")
+        age_leftovers()
+        editor = edit(OLD, written=True)
+        editor.press("n", at=(9, 42), countdown_on=0)
+        editor.press("s", at=(18, 42))
+        assert check_left_whole(owned) == ("new", "new")
+        assert sorted(os.listdir(world.FOLDER)) == sorted(NAMES)
+
+
+# --- refused -----------------------------------------------------------------------------------
+
+
+@pytest.mark.parametrize("call, error", [
+    ("openat", "ENOSPC"), ("openat", "EMFILE"), ("write", "ENOSPC"), ("write", "EIO"),
+    ("fsync", "EIO"), ("fchmod", "EPERM"), ("fchown", "EPERM"), ("close", "EIO"),
+    ("rename", "ENOSPC"), ("rename", "EROFS")])
+def test_a_save_with_a_refused_call_leaves_whole_files(edit, owned, call, error):
+    left = []
+    for number in range(1, 12):
+        restore(owned)
+        editor, log = save_under(edit, "-e", f"inject={call}:error={error}:when={number}")
+        end = max(at for at, line in enumerate(log) if line.startswith("msgsnd("))
+        if not any("(INJECTED)" in line for line in log[:end]):
+            break  # the save has no call of this kind any more
+        left.append(check_left_whole(owned))
+        assert sorted(os.listdir(world.FOLDER)) == sorted(NAMES)
+        assert told() == [1, 1]
+        close_and_check(editor.screen, "\nqq")
+    if owned == (0, 0) and call == "fchown":
+        return  # nothing to hand over where there is one user only
+    assert {("old", "old"), ("new", "old")} <= set(left), left
+
+
+def test_an_interrupted_write_is_taken_up_again(edit, owned):
+    for number in (1, 2):
+        restore(owned)
+        save_under(edit, "-e", f"inject=write:error=EINTR:when={number}")
+        assert check_left_whole(owned) == ("new", "new")
+
+
+# --- in order ----------------------------------------------------------------------------------
+
+
+def position(log, pattern, start):
+    """Where the next line that matches stands in the log."""
+    for at in range(start, len(log)):
+        if re.match(pattern, log[at]) and " = -1 " not in log[at]:
+            return at
+    raise AssertionError(f"no {pattern} from line {start} of\n" + "\n".join(log))
+
+
+def test_each_file_is_flushed_before_and_its_folder_after_it_takes_its_name(edit, owned):
+    _, log = save_under(edit)
+    at = 0
+    for name in NAMES:
+        path = re.escape(f"{world.FOLDER}/{name}")
+        at = position(log, rf'openat\(.*"{world.FOLDER}/[^"/]+", .*O_EXCL', at)
+        scratch = re.escape(re.search(r'"([^"]+)"', log[at]).group(1))
+        at = position(log, rf"write\(\d+<{scratch}>", at)
+        at = position(log, rf"f(data)?sync\(\d+<{scratch}>", at)
+        at = position(log, rf'rename(at2?)?\(.*"{scratch}", .*"{path}"', at)
+        at = position(log, rf"fsync\(\d+<{re.escape(world.FOLDER)}>", at)
+    position(log, "msgsnd", at)
+    in_place = [line for line in log if re.match(r'openat\(.*/(power.ini|wardenlink.cfg)", ', line)]
+    assert not [line for line in in_place if "O_RDONLY" not in line]
+
+
+# --- no room, no right -------------------------------------------------------------------------
+
+
+@pytest.fixture
+def mounted():
+    """mounted(WORDS) puts a file system over the settings folder, if that is possible here."""
+    count = 0
+
+    def Mount(*words):
+        nonlocal count
+        result = subprocess.run(["mount", *words, world.FOLDER], check=False,
+                                stderr=subprocess.DEVNULL)
+        count += result.returncode == 0 and "remount" not in ",".join(words)
+        return result.returncode == 0
+
+    yield Mount
+    for _ in range(count):
+        subprocess.run(["umount", "--lazy", world.FOLDER], check=True)
+
+
+def fill(path):
+    """Takes all the room that there is: the files' number, then their bytes."""
+    made = []
+    try:
+        while len(made) < 1000:
+            with open(f"{path}/filler{len(made)}", "wb", buffering=0) as filler:
+                made.append(filler.name)
+                while True:
+                    filler.write(b"#" * 512)
+    except OSError as problem:
+        assert problem.errno == errno.ENOSPC
+    return made
+
+
+def check_failed_save(editor, owner):
+    """A save that cannot be: nothing changes on disk, and both readers are told all the same."""
+    before = sorted(os.listdir(world.FOLDER))
+    editor.screen.press("ns")
+    assert editor.screen.cells(18, 35, 17) == SAVED
+    assert check_left_whole(owner) == ("old", "old")
+    assert sorted(os.listdir(world.FOLDER)) == before
+    assert told() == [1, 1]
+
+
+@pytest.mark.parametrize("room", ["size=64k", "size=1m,nr_inodes=4"])
+def test_a_save_on_a_full_disk_keeps_the_old_files_until_there_is_room(edit, owned, mounted, room):
+    if not mounted("-t", "tmpfs", "-o", room + ",mode=755", "tmpfs"):
+        check_refused_everywhere(edit, owned, "ENOSPC")
+        return
+    restore(owned)
+    editor = edit(OLD, written=True)
+    made = fill(world.FOLDER)
+    check_failed_save(editor, owned)
+    for path in made:
+        os.remove(path)
+    editor.screen.press("ddddns")  # the four passes that still read the files, then again
+    assert check_left_whole(owned) == ("new", "new")
+    assert sorted(os.listdir(world.FOLDER)) == sorted(NAMES)
+
+
+def test_a_save_in_a_read_only_folder_keeps_the_old_files(edit, owned, mounted):
+    if not mounted("--bind", world.FOLDER):
+        check_refused_everywhere(edit, owned, "EROFS")
+        return
+    assert mounted("-o", "remount,ro,bind")
+    editor = edit(OLD, written=True)
+    check_failed_save(editor, owned)
+    editor.screen.press("ddddd")
+    assert editor.screen.cells(9, 42, 3) == "ON ", "the old settings were read again"
+
+
+def check_refused_everywhere(edit, owner, error):
+    """Where nothing may be mounted: every opening and flushing of the save fails instead."""
+    save_under(edit, "-e", f"inject=openat,fsync:error={error}")
+    assert check_left_whole(owner) == ("old", "old")
+
+
+def test_a_read_only_folder_without_settings_is_an_error_before_the_screen(mounted):
+    if not mounted("--bind", world.FOLDER) or not mounted("-o", "remount,ro,bind"):
+        os.mkdir(os.path.join(world.FOLDER, "power.ini"))  # no file can take its place
+    with Terminal([world.bin("wardenlink"), "config"]) as screen:
+        assert screen.wait_exit() == 1
+        assert screen.raw == b"File /etc/wardenlink/power.ini Error!\r\n"
