@@ -271,14 +271,16 @@ def test_keys_without_a_meaning_change_nothing(watch):
 def test_q_ends_the_screen_and_gives_the_terminal_back(watch, start):
     watch.screen.send("q")
     assert watch.screen.wait_exit() == 0
-    shell = start(f"{world.bin(DRIVER)}; echo ended $?", shell=True)
+    shell = start("", shell=True)
+    shell.wait_quiet(0.3)
     before = shell.termios()
+    shell.send(f"{world.bin(DRIVER)}; echo ended $?\n")
     shell.wait_text(23, 41, "Type 'r'")
     shell.wait_key()
     assert shell.termios() != before
     shell.send("q")
     shell.wait_raw(b"ended 0")
-    shell.wait_quiet()
+    shell.wait_quiet(0.3)
     assert shell.termios() == before
 
 
