@@ -205,7 +205,9 @@ def test_memory_does_not_grow_with_the_requests(agent, control):
     flood(21000)  # past the length that the log keeps
     before = resident_pages(agent)
     flood(20000)
-    assert resident_pages(agent) - before <= 64
+    # A sanitizer holds freed memory back; there it looks for leaks itself, at the end.
+    limit = 512 if "ASAN_OPTIONS" in os.environ else 64
+    assert resident_pages(agent) - before <= limit
 
 
 def test_the_demonstration_fails_and_recovers(agent):

@@ -64,16 +64,19 @@ def daemon():
 
 @pytest.fixture
 def start():
-    """start(COMMAND, ...) opens a Terminal that is closed and checked at the test's end."""
+    """start(COMMAND, ...) opens a Terminal that is closed and checked at the test's end.
+
+    quit_keys="" says that the program does not listen: it is then not asked to quit.
+    """
     opened = []
 
-    def Start(command, **options):
-        opened.append(Terminal(command, **options))
-        return opened[-1]
+    def Start(command, quit_keys="q", **options):
+        opened.append((Terminal(command, **options), quit_keys))
+        return opened[-1][0]
 
     yield Start
-    for screen in opened:
-        close_and_check(screen)
+    for screen, quit_keys in opened:
+        close_and_check(screen, quit_keys)
 
 
 @pytest.hookimpl(hookwrapper=True)

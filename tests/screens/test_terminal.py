@@ -219,7 +219,8 @@ def test_a_larger_terminal_shows_the_same_picture_in_its_corner(start, no_agent)
 @pytest.mark.parametrize("agent_address", [None, "127.0.0.1"])
 def test_without_input_it_takes_its_idle_time_and_does_not_spin(start, agent, agent_address):
     Settings(snmp_ip=agent_address or world.agent_address()).write()
-    screens = [start(command("</dev/null")), start(command("<&-")), start(command())]
+    screens = [start(command("</dev/null"), quit_keys=""), start(command("<&-"), quit_keys=""),
+               start(command(), quit_keys="")]
     for screen in screens:
         screen.wait_text(3, 23, agent_address or world.agent_address())
     screens[2].close_master()
@@ -235,7 +236,7 @@ def test_without_input_it_takes_its_idle_time_and_does_not_spin(start, agent, ag
 
 
 def test_without_a_terminal_on_its_input_the_picture_is_right_all_the_same(start, no_agent):
-    screen = start(command("</dev/null"))
+    screen = start(command("</dev/null"), quit_keys="")
     screen.wait_text(23, 41, "Type 'r'")
     screen.wait_quiet(0.5)
     check_no_data(screen, no_agent)
