@@ -102,12 +102,26 @@ constexpr MenuKey MENU_KEYS[] = {
 };
 // clang-format on
 
-// The page on the screen; another one is drawn only when it differs.
+// The page on the screen, and the size of the screen; another one is drawn only
+// when one of them differs. A smaller screen cuts the text, and there is no key
+// to redraw it.
 struct DrawnPage {
     int window;
     int page;
+    int rows;
+    int cols;
 };
-DrawnPage lastDrawn = {WINDOW_CONTENTS, 0};
+DrawnPage lastDrawn = {WINDOW_CONTENTS, 0, 0, 0};
+
+bool IsDrawn()
+{
+    if (lastDrawn.rows == 0) { // the size that the viewer started with
+        lastDrawn.rows = LINES;
+        lastDrawn.cols = COLS;
+    }
+    return currwindow == lastDrawn.window && currentpage == lastDrawn.page &&
+           LINES == lastDrawn.rows && COLS == lastDrawn.cols;
+}
 
 const HelpWindow& WindowEntry(int window)
 {
@@ -247,9 +261,9 @@ void Footer(const char table[HELP_FOOTER_LINES][HELP_LINE_SIZE])
 
 void FirstWindow()
 {
-    if (currwindow != lastDrawn.window || currentpage != lastDrawn.page) {
+    if (!IsDrawn()) {
         Print_text(currentpage);
-        lastDrawn = {currwindow, currentpage};
+        lastDrawn = {currwindow, currentpage, LINES, COLS};
     }
     DrawHeader(st_p, "(SNMP WardenLink for Linux) UPS ONLINE HELP,");
     if (currwindow == WINDOW_CONTENTS)
