@@ -1,0 +1,93 @@
+"""What commands of the command center do to a UPS, as the status screen shows it."""
+
+import time
+
+import pytest
+
+import world
+from issuer_watch import open_center
+from painter import Readings, Watch
+
+OFF = dict(output_status=5, output_voltage=0, output_frequency=0, load=0)
+
+
+@pytest.fixture
+def beside(agent, settings, start, status):
+    """A command center and, on a terminal of its own, the status screen of the same UPS."""
+    return open_center(start, settings), Watch(status, agent, settings)
+
+
+def wait_state(agent, **wanted):
+    """Waits until the model is so, then holds it."""
+    def Matches():
+        return wanted.items() <= agent.state().items()
+    world.wait_until(Matches, timeout=40, what=f"the UPS with {wanted}")
+    agent.freeze()
+
+
+def show_status(watch, **readings):
+    """The status screen's whole picture; the battery is where the UPS has it."""
+    for name in ("capacity", "time_on_battery"):
+        readings[name] = watch.agent.get(name)
+    watch.readings = Readings(**readings)
+    watch.screen.press("r")
+    watch.painter.clear()
+    watch.check()
+
+
+def test_a_ups_is_turned_off_after_twelve_seconds_and_on_again(beside, agent):
+    center, watch = beside
+    center.press("s")
+    center.press("p")
+    assert agent.state()["output_on"] == "on", "the delay has just begun"
+    agent.speed(8)
+    wait_state(agent, output_on="off")
+    show_status(watch, **OFF)
+    center.painter.output = False
+    center.press("o")
+    center.press("p")
+    wait_state(agent, output_on="on")
+    show_status(watch)
+
+
+def test_a_ups_sleeps_for_its_minutes_and_wakes(beside, agent):
+    center, watch = beside
+    center.press("l")
+    center.press("+")
+    center.press("p")
+    wait_state(agent, output_on="off", sleeping="on")
+    show_status(watch, **OFF)
+    agent.speed(30)
+    agent.freeze(False)
+    slept = time.monotonic()
+    wait_state(agent, output_on="on", sleeping="off")
+    assert 3 < time.monotonic() - slept < 12, "two minutes of the UPS's own, thirty times as fast"
+    show_status(watch)
+
+
+def test_a_simulated_failure_puts_the_ups_on_battery_and_back(beside, agent):
+    center, watch = beside
+    center.press("m")
+    center.press("p")
+    wait_state(agent, output_status="3")
+    show_status(watch, output_status=3)
+    center.press("c")
+    center.press("p")
+    agent.freeze(False)
+    wait_state(agent, output_status="2", charge="100")
+    show_status(watch)
+
+
+def test_a_calibration_drains_the_battery_and_recovers(beside, agent):
+    center, watch = beside
+    center.press("t")
+    center.press("p")
+    wait_state(agent, output_status="3", test="calibration")
+    show_status(watch, output_status=3)
+    agent.speed(20)
+    agent.freeze(False)
+    wait_state(agent, output_status="2")
+    assert agent.get("capacity") < 60, "it was drained"
+    agent.freeze(False)
+    wait_state(agent, output_status="2", charge="100", test="none")
+    show_status(watch)
