@@ -1,5 +1,6 @@
 #include "config/getch.h"
 
+#include <cerrno>
 #include <ctime>
 #include <curses.h>
 #include <sys/select.h>
@@ -16,16 +17,6 @@ double Now()
     timespec now = {};
     clock_gettime(CLOCK_MONOTONIC, &now);
     return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) / 1e9;
-}
-
-void SleepSeconds(double seconds)
-{
-    if (seconds <= 0)
-        return;
-    timespec rest = {};
-    rest.tv_sec = static_cast<time_t>(seconds);
-    rest.tv_nsec = static_cast<long>((seconds - static_cast<double>(rest.tv_sec)) * 1e9);
-    nanosleep(&rest, nullptr);
 }
 
 void WaitForKey()
@@ -49,8 +40,20 @@ int GetCH()
     // At the end of the input, or without a terminal, the read fails at once:
     // the pass is drawn out to its idle time, or the screen would spin.
     if (key == ERR && Now() - readStart < READ_SECONDS / 2)
-        SleepSeconds(start + WAIT_SECONDS + READ_SECONDS - Now());
+        PauseSeconds(start + WAIT_SECONDS + READ_SECONDS - Now());
     if (key > 255) // the library's notice of a resize is no key
         return NO_KEY;
     return key == DELETE_BYTE ? KEY_BACKSPACE_OR_DELETE : key;
+}
+
+void PauseSeconds(double seconds)
+{
+    if (seconds <= 0)
+        return;
+    double until = Now() + seconds;
+    timespec moment = {};
+    moment.tv_sec = static_cast<time_t>(until);
+    moment.tv_nsec = static_cast<long>((until - static_cast<double>(moment.tv_sec)) * 1e9);
+    while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &moment, nullptr) == EINTR) {
+    }
 }

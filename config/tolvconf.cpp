@@ -100,13 +100,13 @@ void WipeLine(int row)
 
 void DrawCommunication(const PowerConfig& config)
 {
-    if (config.commMode == 0) {
+    if (config.commMode == COMM_SERIAL) {
         WipeLine(ROW_ADDRESS);
         WipeLine(ROW_DEVICE);
         PutText(cw_p[ITEM_DEVICE].row, cw_p[ITEM_DEVICE].labelCol, cw_s[ITEM_DEVICE]);
         PutBlanks(ROW_DEVICE, ENTRY_COL, 44);
         PutText(ROW_DEVICE, ENTRY_COL, config.comPort);
-    } else if (config.commMode == 1) {
+    } else if (config.commMode == COMM_SNMP) {
         WipeLine(ROW_ADDRESS);
         WipeLine(ROW_COMMUNITY);
         PutText(ROW_ADDRESS, LABEL_COL, "[p] Ip Address       : ");
@@ -122,7 +122,7 @@ void DrawLabels(const PowerConfig& config)
         if (item != ITEM_DEVICE)
             PutText(cw_p[item].row, cw_p[item].labelCol, cw_s[item]);
     }
-    if (config.commMode == 1)
+    if (config.commMode == COMM_SNMP)
         WipeLine(ROW_BATTERY_RATING);
 }
 
@@ -138,7 +138,7 @@ void DrawDelays(const PowerConfig& config)
     PutValue(ITEM_BATT_LOW, text);
     FormatText(text, sizeof(text), "%4.1f", static_cast<double>(config.upsOffDelay));
     PutValue(ITEM_OFF_DELAY, text);
-    if (config.batteryRating > 0 && config.commMode != 1) {
+    if (config.batteryRating > 0 && config.commMode != COMM_SNMP) {
         FormatText(text, sizeof(text), "%4.1f", static_cast<double>(config.batteryRating));
         PutValue(ITEM_RATING, text);
     }
@@ -238,7 +238,7 @@ void StartSchedule(const PowerConfig& config, const Cursor& cursor, int16_t* mod
 void LimitTexts(PowerConfig& config)
 {
     if (isdigit(static_cast<unsigned char>(config.snmpIp[0])) == 0)
-        CopyField(config.snmpIp, "127.0.0.1");
+        CopyField(config.snmpIp, NO_AGENT_ADDRESS);
     if (strlen(config.snmpCommunity) > COMMUNITY_LIMIT)
         config.snmpCommunity[COMMUNITY_LIMIT] = '\0';
     if (strlen(config.snmpIp) > ADDRESS_LIMIT)
@@ -319,18 +319,18 @@ int ScreenFunc1(PowerConfig& config, ScheduleEntry schedule[7], int key, int* cu
         ToggleItem(&config.scheduleOn, cw_p[ITEM_SCHEDULE], cursor, modified);
         break;
     case 'c': // the cursor after the old text: typing extends it
-        if (config.commMode != 1)
+        if (config.commMode != COMM_SNMP)
             StartEntry(MODE_DEVICE, ROW_DEVICE,
                        ENTRY_COL + static_cast<int>(strlen(config.comPort)), config.comPort,
                        savedDevice, cursor, mode);
         break;
     case 'o': // the cursor on its first character: typing replaces it
-        if (config.commMode != 0)
+        if (config.commMode != COMM_SERIAL)
             StartEntry(MODE_COMMUNITY, ROW_COMMUNITY, ENTRY_COL, config.snmpCommunity,
                        savedCommunity, cursor, mode);
         break;
     case 'p':
-        if (config.commMode != 0)
+        if (config.commMode != COMM_SERIAL)
             StartEntry(MODE_ADDRESS, ROW_ADDRESS, ENTRY_COL, config.snmpIp, savedIp, cursor, mode);
         break;
     case 't':
@@ -440,7 +440,7 @@ int tolvan_config()
     editor.mode = MODE_ITEMS;
     uname(&systemRecord);
     if (LoadOrCreateConfig(editor.config, editor.schedule) == 0) {
-        printf("File %s Error!\n", POWER_INI_PATH);
+        PrintSettingsError();
         return -1;
     }
     InitScreen();

@@ -2,6 +2,7 @@
 
 #include "config/tolvconf.h"
 #include "ipc/tolvipc.h"
+#include "settings/tolv_lib.h"
 #include "status/tolvstat.h"
 
 #include <cstdio>
@@ -14,7 +15,6 @@ namespace {
 constexpr char DAEMON_PATH[] = "/etc/wardenlink/daemon";
 constexpr char DAEMON_ARGUMENT[] = "            "; // twelve blanks, expected by the daemon
 constexpr char DAEMON_DEBUG_PATH[] = "/etc/wardenlink/powerd.dbg";
-constexpr char STATUS_DEBUG_PATH[] = "/etc/wardenlink/status.dbg";
 
 struct Command {
     const char* word;

@@ -115,10 +115,6 @@ DrawnPage lastDrawn = {WINDOW_CONTENTS, 0, 0, 0};
 
 bool IsDrawn()
 {
-    if (lastDrawn.rows == 0) { // the size that the viewer started with
-        lastDrawn.rows = LINES;
-        lastDrawn.cols = COLS;
-    }
     return currwindow == lastDrawn.window && currentpage == lastDrawn.page &&
            LINES == lastDrawn.rows && COLS == lastDrawn.cols;
 }
@@ -319,6 +315,8 @@ void tolvan_help()
     }
     InitScreen();
     Print_text(0);
+    lastDrawn.rows = LINES;
+    lastDrawn.cols = COLS;
     while (true) {
         FirstWindow();
         DrawBox(19, 79, 2, 0);

@@ -1,5 +1,7 @@
 #include "ipc/tolvipc.h"
 
+#include "settings/tolv_lib.h"
+
 #include <cstring>
 #include <initializer_list>
 #include <sys/ipc.h>
@@ -8,7 +10,6 @@
 
 namespace {
 
-constexpr char QUEUE_FOLDER[] = "/etc/wardenlink";
 constexpr int PRESENCE_TRIES = 15; // seconds in which a living daemon shows itself again
 
 // The one record of the process: every send and receive goes through it.
@@ -31,7 +32,7 @@ ssize_t TakeMessage(int queue, int type)
 
 int CreateMsgQ(char id)
 {
-    key_t key = ftok(QUEUE_FOLDER, id);
+    key_t key = ftok(SETTINGS_FOLDER, id);
     // Without the folder there is no key: -1 would name a queue of its own.
     return key == -1 ? -1 : msgget(key, IPC_CREAT | 0666);
 }

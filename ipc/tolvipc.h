@@ -47,13 +47,17 @@ int CreateMsgQ(char id);
 int SendMsg(int queue, int type, const char* text);
 
 // Takes the oldest message of the type (0 = any) into dst, 100 bytes. 1, or -1
-// when there is none. A tail of an older, longer text may follow the new one.
+// when there is none or an empty one was taken. A tail of an older, longer text
+// may follow the new one.
 int ReceiveMsg(int queue, int type, char* dst);
 
 // Messages waiting, or -1.
 int MsgNumber(int queue);
 
+// Throws away every waiting message; an empty one ends it early.
 void ClearMsgQ(int queue);
+
+// Removes the queue from the system.
 void DestroyMsgQ(int queue);
 
 // Opens the queues '1' to '4' into the four places, then empties all four.
@@ -68,6 +72,7 @@ int SendToMsgQ(int queue, int type, const char* text);
 // The three texts as types 1, 2 and 3; 1, or -1 at the first that failed.
 int SendMessages(int queue, MessageText first, MessageText second, MessageText third);
 
+// Asks a running status screen to redraw.
 void SendRedrawMsg();
 
 // Takes one control message; a CTRL_ value.

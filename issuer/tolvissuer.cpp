@@ -69,9 +69,6 @@ const char IS_CPORT_DESC[ISSUER_SERIAL_OPTIONS + 1][79] = {
 
 namespace {
 
-constexpr int MODE_SNMP = 1;
-constexpr int MODE_SERIAL = 0;
-
 // Options that need more than a description and a command.
 constexpr int SNMP_TURN_OFF = 1;
 constexpr int SNMP_SLEEP = 3;
@@ -81,7 +78,6 @@ constexpr int SERIAL_TIMED_TEST = 3;
 constexpr int ARMED_DELAY = 12; // seconds until the UPS turns off
 constexpr int DURATION_MIN = 1;
 constexpr int DURATION_MAX = 99;
-constexpr int OUTPUT_OFF = 5; // value of the output status
 
 // Rows 3 to 13 hold the menu, rows 16 to 22 the panel of the pending command.
 constexpr int MENU_ROW = 3;
@@ -228,10 +224,10 @@ void FirstScreen(int mode)
     DrawBox(9, 79, 15, 0);
     DrawHeader(st_p, "(wardenlink Power Management Software for Linux) UPS COMMAND CENTER,");
     int row = MENU_ROW;
-    if (mode == MODE_SNMP) {
+    if (mode == COMM_SNMP) {
         for (const char* line : ISSNMP)
             PutTabbedText(row++, MENU_COL, line);
-    } else if (mode == MODE_SERIAL) {
+    } else if (mode == COMM_SERIAL) {
         for (const char* line : ISCOMPORT)
             PutTabbedText(row++, MENU_COL, line);
     }
@@ -249,9 +245,9 @@ void DoComPort(int key)
 
 void DoOptions(const PowerConfig& config, int key, char* durationText, int* sleepMinutes)
 {
-    if (config.commMode == MODE_SNMP)
+    if (config.commMode == COMM_SNMP)
         ShowSnmpOption(key, sleepMinutes);
-    else if (config.commMode == MODE_SERIAL)
+    else if (config.commMode == COMM_SERIAL)
         ShowSerialOption(key, durationText);
     if (curroption != OPTION_NONE) {
         PutText(PROMPT_ROW, PROMPT_COL, "Press [p] to proceed, [Esc] to cancel");
@@ -344,13 +340,14 @@ struct CommandCenter {
 
 void CheckBeforeStart(CommandCenter& center)
 {
+    InitConfig(center.config, center.schedule); // what a short file leaves out
     if (ReadConfig(center.config, center.schedule) == 0) {
-        printf("File %s Error!\n", POWER_INI_PATH);
+        PrintSettingsError();
         exit(0);
     }
     if (InstanceExist() == 0)
         Refuse("Initialize Daemon Process first by typing [wardenlink start]\n\n");
-    if (center.config.commMode != MODE_SNMP)
+    if (center.config.commMode != COMM_SNMP)
         return;
     upsconf_load(center.config.snmpIp, center.config.snmpCommunity);
     if (UPS_init() == -1)
@@ -359,9 +356,9 @@ void CheckBeforeStart(CommandCenter& center)
 
 void ExecuteOption(CommandCenter& center)
 {
-    if (center.config.commMode == MODE_SNMP) {
+    if (center.config.commMode == COMM_SNMP) {
         CmdExecute(center.sleepMinutes);
-    } else if (center.config.commMode == MODE_SERIAL) {
+    } else if (center.config.commMode == COMM_SERIAL) {
         CPortCmdExecute(center.durationText);
         WipeRow(PROMPT_ROW, 5);
     }
@@ -372,9 +369,9 @@ void ExecuteOption(CommandCenter& center)
 void HandleKey(CommandCenter& center)
 {
     if (curroption == OPTION_NONE) {
-        if (center.config.commMode == MODE_SNMP)
+        if (center.config.commMode == COMM_SNMP)
             DoSNMP(center.key);
-        else if (center.config.commMode == MODE_SERIAL)
+        else if (center.config.commMode == COMM_SERIAL)
             DoComPort(center.key);
     }
     if (curroption == OPTION_NONE)

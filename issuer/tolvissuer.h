@@ -26,7 +26,7 @@ extern const char IS_CPORT_DESC[ISSUER_SERIAL_OPTIONS + 1][79];
 // otherwise ends the process with status 0.
 void tolvan_issuer();
 
-// Draws frame and menu of a mode: 1 SNMP, 0 serial port.
+// Draws frame and menu of a communication mode, COMM_SNMP or COMM_SERIAL.
 void FirstScreen(int mode);
 
 // Choose an option by its key; any other key changes nothing.

@@ -14,7 +14,6 @@
 
 namespace {
 
-constexpr char SETTINGS_FOLDER[] = "/etc/wardenlink";
 constexpr int MINUTES_PER_WEEK = 7 * 24 * 60;
 constexpr size_t VALUE_BUFFER_SIZE = 524;   // all bracketed values of wardenlink.cfg
 constexpr size_t TEXT_FILE_SIZE = 2048;     // the eleven lines at their longest
@@ -306,11 +305,11 @@ void InitConfig(PowerConfig& cfg, ScheduleEntry sched[7])
     cfg.upsOffDelay = 3.0F;
     cfg.batteryRating = 0.0F;
     CopyField(cfg.comPort, "/dev/ttyS1");
-    CopyField(cfg.snmpIp, "127.0.0.1");
-    CopyField(cfg.snmpCommunity, "public");
+    CopyField(cfg.snmpIp, NO_AGENT_ADDRESS);
+    CopyField(cfg.snmpCommunity, DEFAULT_COMMUNITY);
     cfg.scheduleOn = 0;
     cfg.countdownOn = 1;
-    cfg.commMode = 1;
+    cfg.commMode = COMM_SNMP;
     cfg.turnOffUps = 1;
     cfg.reserved = 0;
     for (int day = 0; day < 7; day++)
@@ -344,6 +343,11 @@ int LoadOrCreateConfig(PowerConfig& cfg, ScheduleEntry sched[7])
     return WriteConfig(cfg, sched);
 }
 
+void PrintSettingsError()
+{
+    printf("File %s Error!\n", POWER_INI_PATH);
+}
+
 int TimeDif(int day, int hour, int minute, const int hours[7], const int minutes[7], int* foundDay)
 {
     *foundDay = day;
@@ -368,7 +372,7 @@ void CalcSchdlTime(const ScheduleEntry sched[7], int* shutdownAt, int* restartAf
                    int* shutdownDay, int* restartDay, double upsOffDelay)
 {
     time_t now = time(nullptr);
-    tm local = *localtime(&now); // this call follows a change of the time zone
+    tm local = LocalTime(now);
 
     int hours[7];
     int minutes[7];
@@ -415,6 +419,11 @@ int ChkUserID()
     fprintf(stderr, "%d", static_cast<int>(uid));
     fputs(")!!\n", stderr);
     return 0;
+}
+
+tm LocalTime(time_t moment)
+{
+    return *localtime(&moment);
 }
 
 FILE* OpenToRead(const char* path)

@@ -5,9 +5,20 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <ctime>
 
 inline constexpr const char POWER_INI_PATH[] = "/etc/wardenlink/power.ini";
 inline constexpr const char TEXT_CFG_PATH[] = "/etc/wardenlink/wardenlink.cfg";
+
+inline constexpr const char SETTINGS_FOLDER[] = "/etc/wardenlink"; // also the queues' key
+inline constexpr const char STATUS_DEBUG_PATH[] = "/etc/wardenlink/status.dbg";
+
+inline constexpr const char NO_AGENT_ADDRESS[] = "127.0.0.1"; // stands for no agent at all
+inline constexpr const char DEFAULT_COMMUNITY[] = "public";
+
+// How the UPS is reached (commMode).
+inline constexpr int COMM_SERIAL = 0;
+inline constexpr int COMM_SNMP = 1;
 
 inline constexpr int SETTINGS_TEXT_SIZE = 30; // bytes of a text setting, terminator included
 
@@ -22,7 +33,7 @@ struct PowerConfig {
     char snmpCommunity[SETTINGS_TEXT_SIZE]; // community name of the SNMP agent
     int16_t scheduleOn;                     // weekly schedule: 0 off, 1 on
     int16_t countdownOn;                    // shutdown countdown display: 0 off, 1 on
-    int32_t commMode;                       // 0 serial port, 1 SNMP
+    int32_t commMode;                       // COMM_SERIAL or COMM_SNMP
     int32_t turnOffUps;                     // turn the UPS off after shutdown: 0 no, 1 yes
     int32_t reserved;                       // the daemon's; carried through, never changed
 };
@@ -58,6 +69,9 @@ int WriteConfig(const PowerConfig& cfg, const ScheduleEntry sched[7]);
 // could not be read, both written with what is held now. 0 when that failed too.
 int LoadOrCreateConfig(PowerConfig& cfg, ScheduleEntry sched[7]);
 
+// Tells on standard output that the settings could be neither read nor written.
+void PrintSettingsError();
+
 // Minutes (1 to 10080) from the given moment of the week to the next event of
 // the table, -1 without any event. foundDay receives the event's weekday.
 int TimeDif(int day, int hour, int minute, const int hours[7], const int minutes[7], int* foundDay);
@@ -75,7 +89,11 @@ int ChkUserID();
 // pipe in a file's place is just empty.
 FILE* OpenToRead(const char* path);
 
-// Copies as much of src as dst holds; dst is always terminated.
+// The moment in local time. A program that runs for months follows a change of the
+// machine's time zone: localtime looks for one, localtime_r does not.
+tm LocalTime(time_t moment);
+
+// Copies as much of src as dst (size bytes, 1 or more) holds, always terminated.
 void CopyText(char* dst, size_t size, const char* src);
 
 // Prints into dst as much as it holds; dst is always terminated.

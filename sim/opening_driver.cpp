@@ -42,7 +42,7 @@ int main()
     PowerConfig config = {};
     ScheduleEntry schedule[7];
     if (LoadOrCreateConfig(config, schedule) == 0) {
-        printf("File %s Error!\n", POWER_INI_PATH);
+        PrintSettingsError();
         return 1;
     }
     OpeningScreen screen = {ENTRY_CHOOSE, 0, 0, "", ""};

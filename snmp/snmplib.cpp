@@ -8,6 +8,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <initializer_list>
+#include <netdb.h>
 #include <unistd.h>
 
 netsnmp_session session;
@@ -23,12 +24,9 @@ namespace {
 constexpr size_t OID_TEXT_SIZE = 64;
 constexpr int REQUEST_RETRIES = 4; // so five datagrams, a second apart
 constexpr char UNANSWERED[] = "blank";
-constexpr int ON_BATTERY = 3;
-constexpr int LOW_BATTERY = 3;
-constexpr char DEFAULT_COMMUNITY[] = "public";
 
 // What the session record points to.
-char peerName[CONF_TEXT_SIZE + 4];
+char peerName[CONF_TEXT_SIZE + 16];
 char communityName[CONF_TEXT_SIZE];
 
 // A loopback address, the default, or none at all: there is no agent to ask.
@@ -50,11 +48,21 @@ void TameLibrary()
         silence = netsnmp_register_loghandler(NETSNMP_LOGHANDLER_NONE, LOG_DEBUG);
 }
 
+// The port that the services database names, as the library itself no longer asks.
+int SnmpPort()
+{
+    const servent* service = getservbyname("snmp", "udp");
+    return service != nullptr ? ntohs(static_cast<uint16_t>(service->s_port)) : SNMP_PORT;
+}
+
 // The transport is named for the library, or it would read one out of whatever
 // stands in the settings. An empty community means the usual one.
 void FillPeer()
 {
-    FormatText(peerName, sizeof(peerName), "udp:%s", Conf.agent_ip);
+    if (strchr(Conf.agent_ip, ':') != nullptr) // the address brings its port along
+        FormatText(peerName, sizeof(peerName), "udp:%s", Conf.agent_ip);
+    else
+        FormatText(peerName, sizeof(peerName), "udp:%s:%d", Conf.agent_ip, SnmpPort());
     session.peername = peerName;
     const char* community = Conf.community[0] != '\0' ? Conf.community : DEFAULT_COMMUNITY;
     CopyField(communityName, community);
@@ -188,8 +196,8 @@ int S_GetStatus(char* status)
     if (!AgentAnswers())
         return -1;
     memset(status, ' ', UPS_STATUS_SIZE);
-    status[38] = StatusMark(OID_OUTPUT_STATUS, ON_BATTERY);
-    status[39] = StatusMark(OID_BATTERY_STATUS, LOW_BATTERY);
+    status[38] = StatusMark(OID_OUTPUT_STATUS, OUTPUT_ON_BATTERY);
+    status[39] = StatusMark(OID_BATTERY_STATUS, BATTERY_LOW);
     sleep(1);
     return 1;
 }

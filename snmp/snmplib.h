@@ -22,6 +22,13 @@ inline constexpr const char OID_OUTPUT_VOLTAGE[] = ".1.3.6.1.4.1.935.1.1.1.4.2.1
 inline constexpr const char OID_OUTPUT_SECOND[] = ".1.3.6.1.4.1.935.1.1.1.4.2.2.0"; // 0 = no output
 inline constexpr const char OID_OUTPUT_LOAD[] = ".1.3.6.1.4.1.935.1.1.1.4.2.3.0";   // %
 
+// Values of the two status objects.
+inline constexpr int OUTPUT_ON_BATTERY = 3;
+inline constexpr int OUTPUT_OFF = 5; // also while the UPS sleeps
+inline constexpr int BATTERY_UNKNOWN = 1;
+inline constexpr int BATTERY_NORMAL = 2;
+inline constexpr int BATTERY_LOW = 3;
+
 // Objects that are written; UPS_COMMAND except for the two times.
 inline constexpr const char OID_SHUTDOWN_DELAY[] = ".1.3.6.1.4.1.935.1.1.1.5.2.10.0"; // s
 inline constexpr const char OID_SLEEP_TIME[] = ".1.3.6.1.4.1.935.1.1.1.5.2.11.0";     // min

@@ -47,7 +47,6 @@ const char HLP_CMNTY[3][70] = {
 namespace {
 
 constexpr char TERMINAL_DEVICE[] = "/dev/ttyv0";
-constexpr char DEFAULT_ADDRESS[] = "127.0.0.1";
 
 constexpr char LOCAL_LINE[] = "<<< [l]  M O N I T O R   L O C A L     U  P  S   >>>";
 constexpr char REMOTE_LINE[] = "<<< [r]  M O N I T O R   R E M O T E   U  P  S   >>>";
@@ -179,7 +178,7 @@ int tolvan_status()
     PowerConfig config = {};
     ScheduleEntry schedule[7];
     if (LoadOrCreateConfig(config, schedule) == 0) {
-        printf("File %s Error!\n", POWER_INI_PATH);
+        PrintSettingsError();
         return -1;
     }
     char address[ENTRY_TEXT_SIZE];
@@ -247,7 +246,7 @@ void EditIPADDRESS(int key, int* mode, int* col, int* row, char* address)
     }
     LeaveField(mode, row, col, &inum);
     if (isdigit(static_cast<unsigned char>(address[0])) == 0)
-        CopyText(address, ENTRY_TEXT_SIZE, DEFAULT_ADDRESS);
+        CopyText(address, ENTRY_TEXT_SIZE, NO_AGENT_ADDRESS);
 }
 
 void EditCOMMUNITYNAME(int key, int* mode, int* col, int* row, char* community)

@@ -13,7 +13,6 @@ namespace {
 constexpr char STATUS_REPLY_PATH[] = "/etc/wardenlink/wardenlink.q1";
 constexpr char RATING_REPLY_PATH[] = "/etc/wardenlink/wardenlink.rtg";
 constexpr char MODEL_REPLY_PATH[] = "/etc/wardenlink/wardenlink.mdl";
-constexpr char STATUS_DEBUG_PATH[] = "/etc/wardenlink/status.dbg";
 
 // Bytes read of each reply, its line end included.
 constexpr size_t STATUS_REPLY_LENGTH = 48;

@@ -277,7 +277,7 @@ void OpenQueues(LocalScreen& screen)
 void StartAgent(LocalScreen& screen)
 {
     upsconf_load(screen.config.snmpIp, screen.config.snmpCommunity);
-    screen.lastCommMode = 1;
+    screen.lastCommMode = COMM_SNMP;
     if (UPS_init() == 1)
         screen.snmpUp = 1;
 }
@@ -322,9 +322,9 @@ void ObeyControlMessage(LocalScreen& screen)
 void RunLocalPass(LocalScreen& screen)
 {
     SOpenTextFile();
-    if (screen.config.commMode == 0)
+    if (screen.config.commMode == COMM_SERIAL)
         PaintSerialPass(screen);
-    if (screen.config.commMode == 1)
+    if (screen.config.commMode == COMM_SNMP)
         SNMP_actions(screen.key, &screen.mode, &screen.redraw, &screen.snmpUp, &screen.pagePending,
                      screen.fields, screen.config, screen.daemonPresent);
     refresh();
@@ -349,10 +349,11 @@ int tolvan_status_local(int daemonPresent)
     screen.daemonPresent = daemonPresent;
     SOpenTextFile();
     uname(&systemRecord);
+    InitConfig(screen.config, screen.schedule); // what a short file leaves out
     if (ReadConfig(screen.config, screen.schedule) == 0)
         return printf("%s not found!\n", POWER_INI_PATH);
     GetFromConfig(screen.fields, screen.config, screen.schedule, &screen.shutdownDue);
-    if (screen.config.commMode == 1)
+    if (screen.config.commMode == COMM_SNMP)
         StartAgent(screen);
     OpenQueues(screen);
     ClearMsgQ(screen.controlQueue);

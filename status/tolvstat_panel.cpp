@@ -8,8 +8,11 @@ namespace {
 constexpr int LABEL_COL = 42;
 constexpr int BAR_COL = 43;
 
-constexpr int HIGH_VOLTAGE_ABOVE = 135; // whole volts from which the scale changes
-constexpr int LOW_SCALE_START = 70;     // volts at the first cell of each scale
+// Whole volts above which the high scale is shown, and above which the bar follows
+// it: at 135 the bar has changed and the scale has not. Kept.
+constexpr int HIGH_SCALE_ABOVE = 135;
+constexpr int HIGH_BAR_ABOVE = 134;
+constexpr int LOW_SCALE_START = 70; // volts at the first cell of each scale
 constexpr int HIGH_SCALE_START = 180;
 constexpr int VOLTS_PER_CELL = 2;
 constexpr int UNITS_PER_CELL = 4; // percent or hertz
@@ -62,7 +65,7 @@ void DrawVoltageBar(RightLine line, const char* voltage)
     if (ChkFloat(voltage) == 0)
         return;
     int volts = atoi(voltage);
-    bool isHigh = volts > HIGH_VOLTAGE_ABOVE - 1;
+    bool isHigh = volts > HIGH_BAR_ABOVE;
     int aboveStart = volts - (isHigh ? HIGH_SCALE_START : LOW_SCALE_START);
     DrawBar(line, aboveStart / VOLTS_PER_CELL);
 }
@@ -92,7 +95,7 @@ void DrawHighVoltageScale(RightLine scale)
 
 int IsHighVoltage(int wholeVolts)
 {
-    return wholeVolts > HIGH_VOLTAGE_ABOVE ? 1 : 0;
+    return wholeVolts > HIGH_SCALE_ABOVE ? 1 : 0;
 }
 
 void PutBlinking(int row, int col, const char* text, int phase)

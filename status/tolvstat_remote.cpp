@@ -9,7 +9,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <curses.h>
-#include <unistd.h>
 
 char bufprevip[SETTINGS_TEXT_SIZE];
 char bufprevcname[SETTINGS_TEXT_SIZE];
@@ -71,12 +70,7 @@ constexpr char NORMAL_TEXT[] = "Normal  ";
 constexpr char BASIC_PROMPT[] = "[r]-Redraw, [q]-Quit       ";
 constexpr char PAGE_PROMPT[] = "[r]-Redraw, [q]-Quit\t      ";
 constexpr int PROMPT_COL = 51;
-constexpr unsigned PANEL_PAUSE = 3; // seconds, for reading the panels
-
-constexpr int OUTPUT_ON_BATTERY = 3; // values of the status objects
-constexpr int BATTERY_UNKNOWN = 1;
-constexpr int BATTERY_NORMAL = 2;
-constexpr int BATTERY_LOW = 3;
+constexpr double PANEL_PAUSE = 3.0; // seconds, for reading the panels
 
 // Left panel: labels at column 3 of rows 3 to 21, values where the table says.
 constexpr int LEFT_TOP = 3;
@@ -394,8 +388,7 @@ void PaintPanels(StatusFields& fields)
     PutText(sb_p.row, PROMPT_COL, BASIC_PROMPT);
     DrawSnmpLeft(fields);
     DrawSnmpRight(fields);
-    for (unsigned left = PANEL_PAUSE; left > 0;) // a swallowed signal shortens nothing
-        left = sleep(left);
+    PauseSeconds(PANEL_PAUSE);
 }
 
 void PaintNoData(int* mode, StatusFields& fields)
@@ -466,7 +459,7 @@ int tolvan_status_remote(const char* address, const char* community)
     PowerConfig config = {};
     ScheduleEntry schedule[7];
     if (LoadOrCreateConfig(config, schedule) == 0) {
-        printf("File %s Error!\n", POWER_INI_PATH);
+        PrintSettingsError();
         return -1;
     }
     InitScreen();
@@ -536,18 +529,18 @@ void ReConfig(StatusFields& fields, PowerConfig& config, ScheduleEntry schedule[
     GetFromConfig(fields, config, schedule, shutdownDue);
     bool isOtherAgent =
         strcmp(config.snmpIp, bufprevip) != 0 || strcmp(config.snmpCommunity, bufprevcname) != 0;
-    if (config.commMode == 1 && (isOtherAgent || *snmpUp == 0)) {
+    if (config.commMode == COMM_SNMP && (isOtherAgent || *snmpUp == 0)) {
         LoadAgent(config, snmpUp);
         CopyField(bufprevip, config.snmpIp);
         CopyField(bufprevcname, config.snmpCommunity);
     }
     if (config.commMode == *lastCommMode)
         return;
-    if (config.commMode == 1) {
+    if (config.commMode == COMM_SNMP) {
         LoadAgent(config, snmpUp);
         *mode = MODE_PANELS;
         localPass.prevconnection = 0; // the serial screen's prompt is to be wiped
-    } else if (config.commMode == 0) {
+    } else if (config.commMode == COMM_SERIAL) {
         PutBlanks(st_p[0].row, st_p[0].valueCol, 38);
     }
     *lastCommMode = config.commMode;

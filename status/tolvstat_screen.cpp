@@ -29,7 +29,7 @@ bool IsDigit(char c)
 void FormatDate(char* dst, size_t size)
 {
     time_t now = time(nullptr);
-    tm local = *localtime(&now); // this call follows a change of the time zone
+    tm local = LocalTime(now);
     char dayName[5] = "";
     WeekDay(dayName, local.tm_wday);
     FormatText(dst, size, "%04d-%02d-%02d, %02d:%02d %s", local.tm_year + 1900, local.tm_mon + 1,
@@ -81,7 +81,7 @@ int PutTabbedText(int row, int col, const char* text)
 int PutBlanks(int row, int col, int count)
 {
     char blanks[81];
-    FormatText(blanks, sizeof(blanks), "%*s", count, "");
+    FormatText(blanks, sizeof(blanks), "%*s", CutToRange(count, 0, 80), "");
     return PutText(row, col, blanks);
 }
 

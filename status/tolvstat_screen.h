@@ -41,10 +41,11 @@ void SetSignals(int signalNumber = 0);
 // byte shows as a blank, a byte that is not ASCII as '?'.
 int PutText(int row, int col, const char* text);
 
-// The same for the program's own texts with tabs, which the terminal expands.
+// The same for texts that may hold tabs, which curses expands to columns of 8; it
+// is then the caller who sees to it that the cells end on this row.
 int PutTabbedText(int row, int col, const char* text);
 
-// The same with count blanks.
+// The same with count blanks, 0 to 80.
 int PutBlanks(int row, int col, int count);
 
 // An ASCII box of height rows and width columns; gives the last write's result.

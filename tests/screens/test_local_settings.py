@@ -162,6 +162,17 @@ def test_without_both_settings_files_the_screen_never_opens(start, left):
     assert not queues.exists("screenControlQueue")
 
 
+def test_an_empty_power_ini_invents_no_shutdown(start):
+    settings = Settings(comm_mode=0, schedule_on=1)
+    settings.write()
+    with open("/etc/wardenlink/power.ini", "wb"):
+        pass  # what a power failure may leave of a file written in place
+    Files().write()
+    screen = start([world.bin(DRIVER)])
+    screen.wait_key()
+    assert [screen.cells(row, 24, len(NO_EVENT)) for row in (18, 19)] == [NO_EVENT] * 2
+
+
 def test_messages_from_before_the_start_are_thrown_away(start):
     Settings(comm_mode=0).write()
     for name, kind in (("dataQueue", 1), ("heartbeatQueue", 4), ("daemonControlQueue", 5),
