@@ -2,7 +2,9 @@
 
 import os
 import re
+import shutil
 import signal
+import tempfile
 
 import pytest
 
@@ -77,6 +79,17 @@ def start():
     yield Start
     for screen, quit_keys in opened:
         close_and_check(screen, quit_keys)
+
+
+@pytest.fixture
+def everyones():
+    """A copy of the program that ordinary users can reach."""
+    folder = tempfile.mkdtemp(dir="/tmp")
+    os.chmod(folder, 0o755)
+    path = shutil.copy(world.bin("wardenlink"), folder)
+    os.chmod(path, 0o755)
+    yield path
+    shutil.rmtree(folder)
 
 
 @pytest.hookimpl(hookwrapper=True)

@@ -2,10 +2,8 @@
 cursor, what each key does to each value, how the editor ends."""
 
 import os
-import shutil
 import signal
 import subprocess
-import tempfile
 
 import pytest
 
@@ -15,9 +13,9 @@ import world
 from config_painter import (ADDRESS, COMMUNITY, DEVICE, ITEMS, SCHEDULE, edit,  # noqa: F401
                             empty_world, open_editor)
 from fixtures import close_and_check
+from process import OrdinaryUser
 from settings import Settings
 
-NOBODY = ["setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"]
 ERROR_LINE = b"File /etc/wardenlink/power.ini Error!\n"
 
 SNMP_PICTURE = """\
@@ -433,20 +431,9 @@ def test_keys_typed_on_a_small_terminal_act_too(edit):
 # --- what keeps it from starting -----------------------------------------------------------
 
 
-@pytest.fixture
-def everyones():
-    """A copy of the program that ordinary users can reach."""
-    folder = tempfile.mkdtemp(dir="/tmp")
-    os.chmod(folder, 0o755)
-    path = shutil.copy(world.bin("wardenlink"), folder)
-    os.chmod(path, 0o755)
-    yield path
-    shutil.rmtree(folder)
-
-
 def test_an_ordinary_user_is_refused(everyones):
     Settings().write()
-    result = subprocess.run(NOBODY + [everyones, "config"], capture_output=True, check=False,
+    result = subprocess.run(OrdinaryUser() + [everyones, "config"], capture_output=True, check=False,
                             stdin=subprocess.DEVNULL, timeout=20)
     assert result.stderr == (b"\nSorry. You must login as super-user to run this program "
                              b"(User ID: 65534)!!\n")

@@ -12,12 +12,12 @@ import queues
 import world
 from issuer_painter import SERIAL
 from issuer_watch import DRIVER, clean, open_center, presence  # noqa: F401
+from process import OrdinaryUser
 from settings import FOLDER, Settings
 
 NO_DAEMON = b"Initialize Daemon Process first by typing [wardenlink start]\r\n\r\n"
 NO_SETTINGS = b"File /etc/wardenlink/power.ini Error!\r\n"
 NO_AGENT = b"Error......Exiting"
-NOBODY = ["setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"]
 
 
 def refusal(start):
@@ -107,7 +107,7 @@ def test_an_ordinary_user_is_refused_before_anything_else():
     try:
         os.chmod(folder, 0o755)
         driver = shutil.copy(world.bin(DRIVER), folder)
-        result = subprocess.run(NOBODY + [driver], capture_output=True, check=False,
+        result = subprocess.run(OrdinaryUser() + [driver], capture_output=True, check=False,
                                 stdin=subprocess.DEVNULL, timeout=20)
     finally:
         shutil.rmtree(folder)

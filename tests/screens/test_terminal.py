@@ -6,7 +6,6 @@ import shutil
 import signal
 import stat
 import subprocess
-import tempfile
 import termios
 import time
 
@@ -15,12 +14,11 @@ import pytest
 import settings as files
 import world
 from painter import Watch, check_no_data, no_data_differences
-from process import MemoryKilobytes, OpenFiles
+from process import MemoryKilobytes, OpenFiles, OrdinaryUser
 from settings import Settings
 
 FOUR_SIGNALS = (signal.SIGINT, signal.SIGHUP, signal.SIGTERM, signal.SIGQUIT)
 POWER_INI = "/etc/wardenlink/power.ini"
-NOBODY = ["setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"]
 
 
 @pytest.fixture
@@ -33,17 +31,6 @@ def no_agent():
 def watch(status, agent, settings):
     """The remote screen with its first pass painted."""
     return Watch(status, agent, settings)
-
-
-@pytest.fixture
-def everyones():
-    """A copy of the program that ordinary users can reach."""
-    folder = tempfile.mkdtemp(dir="/tmp")
-    os.chmod(folder, 0o755)
-    path = shutil.copy(world.bin("wardenlink"), folder)
-    os.chmod(path, 0o755)
-    yield path
-    shutil.rmtree(folder)
 
 
 def command(redirection=""):
@@ -296,7 +283,7 @@ def test_a_folder_in_the_place_of_the_file_is_an_error(start):
 def powerless(everyones):
     """The status command for which /etc/wardenlink is read-only."""
     if os.environ["WARDENLINK_WORLD"] != "private":
-        yield NOBODY + [everyones, "status"]
+        yield OrdinaryUser() + [everyones, "status"]
         return
     subprocess.run(["mount", "--bind", "/etc/wardenlink", "/etc/wardenlink"], check=True)
     subprocess.run(["mount", "-o", "remount,ro,bind", "/etc/wardenlink"], check=True)
@@ -316,18 +303,19 @@ def test_settings_in_a_read_only_folder_are_used(no_agent, powerless, start):
 
 
 def test_an_ordinary_user_may_watch(agent, settings, start, everyones):
-    screen = start(NOBODY + [everyones, "status"])
+    screen = start(OrdinaryUser() + [everyones, "status"])
     screen.wait_key()
     watch = Watch(screen, agent, settings)
     watch.check()
-    assert os.stat(f"/proc/{screen.pid}").st_uid == 65534
+    assert subprocess.run(OrdinaryUser() + ["id", "-u"], capture_output=True, check=True,
+                          text=True).stdout == "65534\n"
     watch.show(load=12)
     screen.send("q")
     assert screen.wait_exit() == 0
 
 
 def test_an_ordinary_user_cannot_make_missing_settings(start, everyones):
-    check_settings_error(start(NOBODY + [everyones, "status"]))
+    check_settings_error(start(OrdinaryUser() + [everyones, "status"]))
     assert os.listdir("/etc/wardenlink") == []
 
 

@@ -13,6 +13,7 @@ import time
 
 import pytest
 
+from process import OrdinaryUser
 import queues
 from settings import Settings
 from world import DAEMON, FOLDER, bin, run, wait_until
@@ -27,15 +28,6 @@ REFUSAL = ("\nSorry. You must login as super-user to run this program"
            " (User ID: 65534)!!\n")
 BANNER = "<SNMP WardenLink for Linux>\n "
 RECORD = FOLDER + "/launched"
-
-
-def ordinary_user():
-    """The words before a command that make an ordinary user, number 65534, run it."""
-    words = ["setpriv", "--reuid", "65534", "--clear-groups"]
-    if subprocess.run([*words, "true"], stderr=subprocess.DEVNULL, check=False).returncode == 0:
-        return words
-    # Root of a world that knows one user only: in an empty world nobody is left.
-    return ["unshare", "--user"]
 
 
 @pytest.fixture
@@ -114,7 +106,7 @@ def test_a_wrong_number_of_arguments_gets_the_usage(words, line):
 
 @pytest.mark.parametrize("words,line", WRONG_CALLS)
 def test_an_ordinary_user_gets_the_same_usage_before_any_refusal(program, words, line):
-    result = call(*ordinary_user(), program, *words)
+    result = call(*OrdinaryUser(), program, *words)
     assert result.stdout == line + "\n" + USAGE.format(program)
     assert result.stderr == ""
     assert result.returncode == 1
@@ -129,7 +121,7 @@ def test_an_unknown_word_is_an_argument_error_for_the_super_user(word):
 
 
 def test_help_passes_the_super_user_rule_and_is_no_command_for_anybody(program):
-    result = call(*ordinary_user(), program, "help")
+    result = call(*OrdinaryUser(), program, "help")
     assert result.stdout == "Argument error!\n" + USAGE.format(program)
     assert result.stderr == ""
     assert result.returncode == 1
@@ -154,7 +146,7 @@ def test_wrong_calls_leave_no_trace(program):
 @pytest.mark.parametrize("word", ["start", "stop", "config", *UNKNOWN_WORDS])
 def test_an_ordinary_user_is_refused_every_word_but_two(program, word):
     place_recorder()
-    result = call(*ordinary_user(), program, word)
+    result = call(*OrdinaryUser(), program, word)
     assert result.stderr == REFUSAL
     assert result.stdout == ""
     assert result.returncode == 1
@@ -164,7 +156,7 @@ def test_an_ordinary_user_is_refused_every_word_but_two(program, word):
 
 def test_an_ordinary_user_may_watch_the_status(program, start):
     Settings(snmp_ip="127.0.0.1").write()
-    screen = start([*ordinary_user(), program, "status"])
+    screen = start([*OrdinaryUser(), program, "status"])
     screen.wait_text(0, 1, "(SNMP WardenLink for Linux) UPS Status Screen, Ver. 3.4")
     screen.wait_text(23, 1, "System:")
     assert b"Sorry" not in screen.raw
@@ -173,7 +165,7 @@ def test_an_ordinary_user_may_watch_the_status(program, start):
 
 
 def test_a_refusal_leaves_the_terminal_alone(program, start):
-    screen = start([*ordinary_user(), program, "config"])
+    screen = start([*OrdinaryUser(), program, "config"])
     assert screen.wait_exit() == 1
     # Only the text: nothing that moves the cursor or clears the screen.
     assert screen.raw.decode() == REFUSAL.replace("\n", "\r\n")
