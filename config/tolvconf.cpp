@@ -191,16 +191,30 @@ void DrawMessages(const PowerConfig& config, int row, int col, int alertCode)
     attrset(A_NORMAL);
 }
 
-// The editor's cursor, which the painter puts on the screen after each pass.
-struct Cursor {
-    int* row;
-    int* col;
-};
-
 void SetCursor(const Cursor& cursor, int row, int col)
 {
     *cursor.row = row;
     *cursor.col = col;
+}
+
+// Keys that only choose a numeric item: its row.
+struct ItemKey {
+    int key;
+    int row;
+};
+constexpr ItemKey ITEM_KEYS[] = {
+    {'d', ROW_AC_FAIL_DELAY},
+    {'b', ROW_BATT_LOW_DELAY},
+    {'u', ROW_UPS_OFF_DELAY},
+    {'v', ROW_BATTERY_RATING},
+};
+
+void ChooseItem(int key, const Cursor& cursor)
+{
+    for (const ItemKey& item : ITEM_KEYS) {
+        if (item.key == key)
+            SetCursor(cursor, item.row, COL_ITEM_CURSOR);
+    }
 }
 
 template <typename Number> void ToggleSwitch(Number* state)
@@ -289,6 +303,7 @@ int ScreenFunc1(PowerConfig& config, ScheduleEntry schedule[7], int key, int* cu
     int daemonQueue = CreateMsgQ(DAEMON_CONTROL_QUEUE);
     int screenQueue = CreateMsgQ(SCREEN_CONTROL_QUEUE);
     Cursor cursor = {cursorRow, cursorCol};
+    ChooseItem(key, cursor);
     switch (key) {
     case '+':
     case '-':
@@ -296,18 +311,6 @@ int ScreenFunc1(PowerConfig& config, ScheduleEntry schedule[7], int key, int* cu
     case 'm':
         DoChange(config, schedule, key, *cursorRow);
         *modified = 1; // also where nothing could be changed
-        break;
-    case 'd':
-        SetCursor(cursor, ROW_AC_FAIL_DELAY, COL_ITEM_CURSOR);
-        break;
-    case 'b':
-        SetCursor(cursor, ROW_BATT_LOW_DELAY, COL_ITEM_CURSOR);
-        break;
-    case 'u':
-        SetCursor(cursor, ROW_UPS_OFF_DELAY, COL_ITEM_CURSOR);
-        break;
-    case 'v':
-        SetCursor(cursor, ROW_BATTERY_RATING, COL_ITEM_CURSOR);
         break;
     case 'a':
         ToggleItem(&config.turnOffUps, TURN_OFF_PLACE, cursor, modified);

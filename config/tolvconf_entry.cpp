@@ -8,11 +8,6 @@
 
 namespace {
 
-struct Cursor {
-    int* row;
-    int* col;
-};
-
 void LeaveEntry(const Cursor& cursor, int16_t* mode)
 {
     *mode = MODE_ITEMS;

@@ -34,6 +34,12 @@ inline constexpr int ALERT_NONE = 0;
 inline constexpr int ALERT_TOGGLE_REBOOT = 1; // "(Toggle [a] to set Automatic Reboot)"
 inline constexpr int ALERT_TOO_CLOSE = 2;     // "(Start Time Too Close to Shutdown Time!)"
 
+// The editor's cursor, which the painter puts on the screen after each pass.
+struct Cursor {
+    int* row;
+    int* col;
+};
+
 inline constexpr int SCHEDULE_COLUMNS = 14; // hour and minute of each weekday
 extern const int x_position[SCHEDULE_COLUMNS];
 
@@ -52,7 +58,8 @@ void UPSOffChange(float* field, int key);
 void SchdlChange(ScheduleEntry schedule[7], int key, int column, int row);
 
 // Completes half-set times of the table, then tells whether it may be left: 0
-// when a day's start lies on its shutdown or less than the turn-off delay after.
+// when a day's start lies on its shutdown, or after it by no more than the whole
+// minutes of the turn-off delay.
 int ChkSchedule(const PowerConfig& config, ScheduleEntry schedule[7]);
 
 // One key of the schedule mode. The editor's main loop does not call it.

@@ -50,7 +50,8 @@ void Print_text(int page);
 // Writes a footer at rows 21 to 23.
 void Footer(const char table[HELP_FOOTER_LINES][HELP_LINE_SIZE]);
 
-// Draws the page when window or page changed, then the header and the footer.
+// Draws the page when window, page or the screen's size changed, then the header
+// and the footer.
 void FirstWindow();
 
 // One key of the contents page and of each topic menu.

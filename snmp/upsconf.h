@@ -48,4 +48,5 @@ void upsconf_show();
 // given again, so only index tells.
 void* find_val(const char* key, int* index);
 
+// Does nothing, and nothing calls it.
 void upsconf_test();
