@@ -102,7 +102,7 @@ int main(int argc, char** argv)
     AgentOptions options;
     if (!ParseOptions(options, argc, argv)) {
         fprintf(stderr,
-                "usage: %s [--listen ADDR] [--community NAME] [--control PATH] "
+                "usage: %s [--listen ADDR[:PORT]] [--community NAME] [--control PATH] "
                 "[--scenario demo]\n",
                 argv[0]);
         return 2;

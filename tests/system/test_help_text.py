@@ -7,12 +7,14 @@ import pytest
 
 from help_painter import CONTENTS, MENUS, PAGE_LINES, PAGES, SOURCE, WINDOWS
 from settings import LINES, Settings
-from world import ROOT
+from world import ROOT, run
 
 PRODUCT = ("front", "settings", "ipc", "snmp", "status", "config", "issuer", "help")
 WIDEST = 72
 GLOSSARY = "textapc.txt"
 PREFIX = ".1.3.6.1.4.1.935.1.1.1"
+# The one message that is not the program's own: it comes from the terminal library.
+NO_TERMINAL = "Error opening terminal: ..."
 
 FILES = [window.file for _, window in sorted(WINDOWS.items())]
 KEY = re.compile(r"^  \[(\w+)\] (\S.*)$")
@@ -121,7 +123,7 @@ def test_a_heading_stands_below_a_blank_line_and_on_the_page_of_its_text(name):
 
 def test_headings_are_recognised():
     yes = ("THE COMMANDS", "SNMP MODE: POWER", "[l] SCHEDULE SWITCH      on or off, default off",
-           "THE STATUS LINE (wardenlink.q1), 46 characters and a line end", "STOPPING",
+           "THE STATUS LINE (wardenlink.q1), 46 characters and a carriage return", "STOPPING",
            "THE EDITOR TAKES NO KEY AFTER [t]", '"wardenlink start" PRINTS NOTHING')
     no = ("Contents", "A menu of commands", "  [1] Introduction", "", "P stands for .1.3",
           '  "FAILED"    The UPS', "SNMP version 1")
@@ -174,10 +176,18 @@ def test_every_message_that_the_help_quotes_is_in_the_sources():
     patterns = [as_pattern(text) for text in literals() if text and
                 (not FORMAT.search(text) or re.search("[A-Za-z]{3}", FORMAT.sub("", text)))]
     quoted = QUOTED.findall(read("text6.txt"))
+    quoted.remove(NO_TERMINAL)
     assert len(quoted) > 50
     unknown = [text for text in quoted
                if not any(pattern.fullmatch(trim(text)) for pattern in patterns)]
     assert not unknown
+
+
+@pytest.mark.parametrize("word", ["status", "config"])
+def test_a_terminal_that_is_not_known_is_met_with_the_message_that_the_help_quotes(word):
+    result = run(word, env=dict(os.environ, TERM="no-such-terminal"))
+    assert result.stderr.strip() == NO_TERMINAL.replace("...", "no-such-terminal.")
+    assert result.returncode == 1
 
 
 def test_every_message_that_the_program_prints_is_explained():
