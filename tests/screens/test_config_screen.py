@@ -2,6 +2,7 @@
 cursor, what each key does to each value, how the editor ends."""
 
 import os
+import shutil
 import signal
 import subprocess
 
@@ -464,9 +465,9 @@ def test_settings_neither_readable_nor_writable_are_an_error_before_the_screen()
 
 
 def test_settings_without_a_folder_are_an_error_before_the_screen():
-    os.rename("/etc/wardenlink", "/etc/wardenlink.away")
+    shutil.rmtree("/etc/wardenlink")
     try:
         check_refusal()
         assert not os.path.exists("/etc/wardenlink")
     finally:
-        os.rename("/etc/wardenlink.away", "/etc/wardenlink")
+        os.mkdir("/etc/wardenlink", 0o755)

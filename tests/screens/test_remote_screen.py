@@ -3,6 +3,7 @@
 import dataclasses
 import fcntl
 import os
+import socket
 import sys
 import termios
 import time
@@ -315,15 +316,13 @@ def test_the_status_bar_holds_a_long_host_name(agent, settings, start):
     command = [world.bin("wardenlink"), "status"]
     try:
         if os.environ["WARDENLINK_WORLD"] == "private":
-            with open("/proc/sys/kernel/hostname", "w", encoding="ascii") as name:
-                name.write("a-host-name-that-is-as-long-as-any-kernel-lets-it-be-64-letters.")
+            socket.sethostname("a-host-name-that-is-as-long-as-any-kernel-lets-it-be-64-letters.")
         screen = start(command)
         screen.wait_key()
         Watch(screen, agent, settings).check()
     finally:
         if os.uname().nodename != own_name:
-            with open("/proc/sys/kernel/hostname", "w", encoding="ascii") as name:
-                name.write(own_name)
+            socket.sethostname(own_name)
 
 
 @pytest.mark.parametrize("zone", ["UTC-14", "UTC+12"])

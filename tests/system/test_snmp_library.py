@@ -3,6 +3,7 @@
 import os
 import re
 import socket
+import subprocess
 import threading
 
 import pytest
@@ -112,7 +113,9 @@ def test_the_environment_cannot_lead_the_library_to_files(agent, settings, start
 
 def test_files_of_the_library_on_the_machine_have_no_effect(agent, settings, start):
     if os.environ["WARDENLINK_WORLD"] == "private":
-        os.makedirs("/etc/snmp/hosts", exist_ok=True)
+        os.makedirs("/etc/snmp", exist_ok=True)
+        subprocess.run(["mount", "-t", "tmpfs", "tmpfs", "/etc/snmp"], check=True)
+        os.mkdir("/etc/snmp/hosts")
         hosts = [f"hosts/{prefix}{world.agent_address()}.conf" for prefix in ("", "udp:")]
         for name in ("snmp.conf", *hosts):
             with open("/etc/snmp/" + name, "w", encoding="ascii") as target:
