@@ -1,6 +1,6 @@
 """Checks of the simulated UPS itself.
 
-They run inside a private network with 192.0.2.10 on the loopback device and a /run of
+They run inside a world, with the agent at the world's agent address, and a /run of
 their own; WARDENLINK_BIN_DIR names the build folder.
 """
 
@@ -13,8 +13,8 @@ import time
 
 import pytest
 
-from selftest_tools import (CONTROL, UPS, Control, ask, field, integer, number, open_socket,
-                            parse, request, write)
+from selftest_tools import (ADDRESS, CONTROL, UPS, Control, ask, field, integer, number,
+                            open_socket, parse, request, write)
 
 LOAD = UPS + "4.2.3.0"
 INPUT = UPS + "3.2.1.0"
@@ -29,7 +29,8 @@ def program(name):
 
 @pytest.fixture(scope="module")
 def agent():
-    with subprocess.Popen([program("ups_agent")], stdout=subprocess.PIPE, text=True) as process:
+    with subprocess.Popen([program("ups_agent"), "--listen", ADDRESS], stdout=subprocess.PIPE,
+                          text=True) as process:
         assert process.stdout.readline() == "ready\n"
         yield process
         process.send_signal(signal.SIGTERM)

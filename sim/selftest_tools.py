@@ -2,10 +2,11 @@
 the agent is not checked by its own library.
 """
 
+import os
 import socket
 import time
 
-ADDRESS = "192.0.2.10"
+ADDRESS = os.environ.get("WARDENLINK_AGENT", "192.0.2.10")
 CONTROL = "/run/wardenlink-sim.sock"
 UPS = "1.3.6.1.4.1.935.1.1.1."
 NULL = bytes([5, 0])
