@@ -188,10 +188,15 @@ class Terminal:
 
     def key_wait(self):
         """How the program waits for a key just now: see process.FindKeyWait."""
-        try:
-            return FindKeyWait(os.tcgetpgrp(self._child.child_fd) if self.shell else self.pid)
-        except OSError:
-            return None
+        program = self._program()
+        return FindKeyWait(program) if program else None
+
+    def _program(self):
+        """The program's process, or None while the shell has not started it or has it back."""
+        if not self.shell:
+            return self.pid
+        foreground = self._foreground()
+        return foreground if foreground != self.pid else None
 
     def wait_key(self, timeout=30):
         """Waits until the program waits for a key: all it had to paint is painted."""
