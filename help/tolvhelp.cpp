@@ -71,6 +71,7 @@ namespace {
 
 constexpr int TEXT_ROW = 3;
 constexpr int TEXT_COL = 3;
+constexpr int TEXT_WIDTH = 75; // up to the box
 constexpr int FOOTER_ROW = 21;
 constexpr int FOOTER_COL = 9;
 
@@ -162,13 +163,17 @@ bool HoldsText(const char* line)
     return line[strspn(line, " \t\r\n")] != '\0';
 }
 
-// Control bytes but tab and newline would write over the line.
-void BlankControls(char* line)
+// Tabs become the blanks that they stand for; what would pass the box is cut.
+void PutLine(int row, const char* text)
 {
-    for (char* c = line; *c != '\0'; c++) {
-        if (*c == '\x7f' || (*c > '\0' && *c < ' ' && *c != '\t' && *c != '\n'))
-            *c = ' ';
+    char line[TEXT_WIDTH + 1] = "";
+    int length = 0;
+    for (const char* c = text; *c != '\0' && length < TEXT_WIDTH; c++) {
+        line[length++] = *c == '\t' ? ' ' : *c;
+        while (*c == '\t' && (TEXT_COL + length) % TABSIZE != 0 && length < TEXT_WIDTH)
+            line[length++] = ' ';
     }
+    PutText(row, TEXT_COL, line);
 }
 
 // Fills the store with as many lines as it holds; a line that is too long goes on
@@ -180,7 +185,6 @@ void StoreLines(FILE* file)
         char* text = Page[page][line % HELP_PAGE_LINES];
         if (fgets(text, HELP_LINE_SIZE, file) == nullptr)
             break;
-        BlankControls(text);
         if (HoldsText(text))
             pagenum = page;
     }
@@ -243,7 +247,7 @@ void Print_text(int page)
     clear();
     page = CutToRange(page, 0, HELP_PAGES - 1);
     for (int line = 0; line < HELP_PAGE_LINES; line++)
-        PutTabbedText(TEXT_ROW + line, TEXT_COL, Page[page][line]);
+        PutLine(TEXT_ROW + line, Page[page][line]);
 }
 
 void Footer(const char table[HELP_FOOTER_LINES][HELP_LINE_SIZE])

@@ -230,14 +230,38 @@ def test_a_file_without_any_newline_fills_the_store_and_stops(read):
     assert turn_to_end(screen, 20, data) == PAGES
 
 
-def test_control_bytes_show_as_blanks_and_do_nothing(read):
+@pytest.fixture
+def show(read):
+    """show(data) puts these bytes into the topic that is open and reads it again."""
     screen = read(b"a plain line\n")
-    with open(PLACE + "/text5.txt", "wb") as target:
-        target.write(b"bell\x07 back\x08 return\rreverse \x1b[7mno\x7f.\nafter\n")
-    screen.press("p5")
-    assert screen.row(3) == f"|  {'bell  back  return reverse  [7mno .':75}| "
+
+    def Show(data):
+        with open(PLACE + "/text5.txt", "wb") as target:
+            target.write(data)
+        screen.press("p5")
+        return screen
+
+    return Show
+
+
+def test_control_bytes_show_as_blanks_and_do_nothing(show):
+    screen = show(b"bell\x07 back\x08 return\rreverse \x1b[7mno\x7f.\nafter\n")
+    assert screen.row(3) == f"|  {'bell  back  return reverse  [7mno?.':75}| "
     assert screen.row(4) == f"|  {'after':75}| "
     assert screen.standout(3) == set()
+
+
+def test_bytes_of_other_character_sets_show_as_question_marks(show):
+    screen = show(b"caf\xc3\xa9 " + b"\xc0" * 67 + b"\nafter\n")
+    assert screen.row(3) == f"|  {'caf?? ' + '?' * 67:75}| "
+    assert screen.row(4) == f"|  {'after':75}| "
+
+
+def test_tabs_reach_the_next_eighth_column_and_never_pass_the_box(show):
+    screen = show(b"\tone\ttwo\n" + b"\t" * 30 + b"lost\nafter\n")
+    assert screen.row(3) == f"|  {'     one     two':75}| "
+    assert screen.row(4) == f"|  {'':75}| "
+    assert screen.row(5) == f"|  {'after':75}| "
 
 
 # --- title, date, redrawing ----------------------------------------------------------------
