@@ -8,6 +8,11 @@
 
 namespace {
 
+struct Field {
+    char* text;
+    int row;
+};
+
 void LeaveEntry(const Cursor& cursor, int16_t* mode)
 {
     *mode = MODE_ITEMS;
@@ -17,13 +22,14 @@ void LeaveEntry(const Cursor& cursor, int16_t* mode)
 
 // The index into the field that the screen's cursor stands for, -1 when a screen
 // too small for the field has left it elsewhere; it comes back with the next size.
-int EditPosition(const Cursor& cursor)
+int EditPosition(const Field& field, const Cursor& cursor)
 {
     int row = 0;
     int col = 0;
     getyx(stdscr, row, col);
-    if (row != *cursor.row || col < ENTRY_COL)
+    if (row != field.row || col < ENTRY_COL)
         return -1;
+    *cursor.row = row;
     *cursor.col = col;
     return col - ENTRY_COL;
 }
@@ -35,28 +41,28 @@ void MoveCursor(const Cursor& cursor, int step)
 }
 
 // The character left of the cursor goes, and everything after it.
-void DeleteCharacter(char* field, const Cursor& cursor)
+void DeleteCharacter(const Field& field, const Cursor& cursor)
 {
-    int position = EditPosition(cursor);
+    int position = EditPosition(field, cursor);
     if (position < 1 || position > ENTRY_LENGTH)
         return;
-    field[position - 1] = '\0';
+    field.text[position - 1] = '\0';
     MoveCursor(cursor, -1);
 }
 
 // The character takes the cursor's place and cuts what stood after it.
-void StoreCharacter(char* field, char character, const Cursor& cursor)
+void StoreCharacter(const Field& field, char character, const Cursor& cursor)
 {
-    int position = EditPosition(cursor);
+    int position = EditPosition(field, cursor);
     if (position < 0 || position >= ENTRY_LENGTH)
         return;
-    field[position] = character;
-    field[position + 1] = '\0';
+    field.text[position] = character;
+    field.text[position + 1] = '\0';
     MoveCursor(cursor, 1);
 }
 
-void EditField(char* field, int key, const Cursor& cursor, int16_t* mode, const char* savedCopy,
-               int* modified)
+void EditField(const Field& field, int key, const Cursor& cursor, int16_t* mode,
+               const char* savedCopy, int* modified)
 {
     switch (key) {
     case KEY_BACKSPACE_OR_DELETE:
@@ -65,11 +71,11 @@ void EditField(char* field, int key, const Cursor& cursor, int16_t* mode, const 
     case KEY_ENTER_LINEFEED:
     case KEY_ENTER_RETURN:
         LeaveEntry(cursor, mode);
-        if (strcmp(field, savedCopy) != 0)
+        if (strcmp(field.text, savedCopy) != 0)
             *modified = 1;
         break;
     case KEY_ESCAPE:
-        CopyText(field, SETTINGS_TEXT_SIZE, savedCopy);
+        CopyText(field.text, SETTINGS_TEXT_SIZE, savedCopy);
         LeaveEntry(cursor, mode);
         break;
     default:
@@ -84,17 +90,18 @@ void EditField(char* field, int key, const Cursor& cursor, int16_t* mode, const 
 void ScreenFunc2(PowerConfig& config, int key, int* cursorRow, int* cursorCol, int16_t* mode,
                  char* savedCopy, int* modified)
 {
-    EditField(config.comPort, key, {cursorRow, cursorCol}, mode, savedCopy, modified);
+    EditField({config.comPort, ROW_DEVICE}, key, {cursorRow, cursorCol}, mode, savedCopy, modified);
 }
 
 void ScreenFunc4(PowerConfig& config, int key, int* cursorRow, int* cursorCol, int16_t* mode,
                  char* savedCopy, int* modified)
 {
-    EditField(config.snmpCommunity, key, {cursorRow, cursorCol}, mode, savedCopy, modified);
+    EditField({config.snmpCommunity, ROW_COMMUNITY}, key, {cursorRow, cursorCol}, mode, savedCopy,
+              modified);
 }
 
 void ScreenFunc5(PowerConfig& config, int key, int* cursorRow, int* cursorCol, int16_t* mode,
                  char* savedCopy, int* modified)
 {
-    EditField(config.snmpIp, key, {cursorRow, cursorCol}, mode, savedCopy, modified);
+    EditField({config.snmpIp, ROW_ADDRESS}, key, {cursorRow, cursorCol}, mode, savedCopy, modified);
 }
