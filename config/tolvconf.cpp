@@ -29,6 +29,8 @@ enum ItemLine {
     ITEM_ADDRESS = 13
 };
 
+} // namespace
+
 // Title and vendor notice.
 const ScreenPlace ct_p[2] = {{0, 1, -1}, {1, 1, -1}};
 
@@ -60,6 +62,8 @@ const char cw_s[ITEMS][64] = {
 
 const ScreenPlace cb_p[3] = {{21, 9, -1}, {22, 9, -1}, {23, 9, -1}};
 const ScreenPlace t_xy = {ROW_ALERT, 37, -1};
+
+namespace {
 
 // Help lines by mode, from mode 1 on.
 const char* const HELP_LINES[5][3] = {

@@ -103,6 +103,7 @@ void FormatText(char* dst, size_t size, const char* format, ...)
 // Truncates toward zero; what no int can hold becomes the nearest int, NaN 0.
 int TruncateToInt(double number);
 
+// The same for an array, whose size it knows.
 template <size_t size> void CopyField(char (&dst)[size], const char* src)
 {
     CopyText(dst, size, src);

@@ -23,6 +23,7 @@ struct UpsConf {
     char agent_ip[CONF_TEXT_SIZE];
 };
 
+// The one in use, filled by upsconf_load.
 extern UpsConf Conf;
 
 // Keys in field order, padded with blanks to 19 characters.

@@ -58,11 +58,16 @@ struct Position {
     int col;
 };
 
+} // namespace
+
 constexpr Position LPos = {OPENING_LOCAL_ROW, OPENING_COL};
 constexpr Position RPos = {OPENING_REMOTE_ROW, OPENING_COL};
 constexpr Position IPos = {15, 10};
 constexpr Position CPos = {16, 10};
 constexpr Position HPos = {19, 2};
+
+namespace {
+
 constexpr int VALUE_OFFSET = 21; // of a prompt's value from its prompt
 constexpr int VALUE_LENGTH = 20;
 constexpr int PROMPT_LENGTH = 52;

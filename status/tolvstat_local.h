@@ -12,6 +12,8 @@ int tolvan_status_local(int daemonPresent);
 // shutdownDue is 1 when a scheduled shutdown is near.
 void DrawScreen(StatusFields& fields, int shutdownDue);
 
+// The left panel: labels, values, blinking alarms. While the daemon runs, also the
+// warning of a mains failure, a low battery or a shutdown that is due.
 void DrawComportLeft(StatusFields& fields, int shutdownDue);
 
 // Also overwrites batteryRating of an on-line UPS, which reports the voltage of

@@ -34,6 +34,7 @@ enum RightLine {
 extern const ScreenPlace sw2_p[RIGHT_LINES];
 extern const char sw2_s[RIGHT_LINES][35];
 
+// All of them; their blanks and bar rules wipe the values and bars of the last pass.
 void DrawRightLabels();
 
 // Writes text at the value column of a right-panel line.
