@@ -14,14 +14,12 @@ import pytest
 import queues
 import world
 from fixtures import close_and_check
+from notice import notice_row
 from settings import Settings
 from terminal import Terminal
 
 ITEMS, DEVICE, SCHEDULE, COMMUNITY, ADDRESS = 1, 2, 3, 4, 5
 TITLE = "(SNMP WardenLink for Linux) UPS Configuration Utility, Ver. 3.4"
-WEEK_DAYS = ("Mon.", "Tue.", "Wed.", "Thu.", "Fri.", "Sat.", "Sun.")
-DATE_COLUMN = 55  # the 22 characters end before column 77
-DATE_WIDTH = 22
 
 # (row, column, text) of what stands there in every mode, blanks included.
 LABELS = (
@@ -72,11 +70,6 @@ def minutes_text(minutes):
     if minutes > 60:
         return f"{minutes // 60:2}.0 Hrs."
     return f"{minutes:2}.0"
-
-
-def date_text(seconds):
-    local = time.localtime(seconds)
-    return time.strftime("%Y-%m-%d, %H:%M ", local) + WEEK_DAYS[local.tm_wday]
 
 
 class Painter:
@@ -167,12 +160,7 @@ class Painter:
         """The rows; the wording of the notice on row 1 is free, so is the minute just over."""
         rows = ["".join(row) for row in self.text]
         now = time.time()
-        dates = [date_text(now - ago) for ago in (0, 10)]
-        date = shown_row_1[DATE_COLUMN:DATE_COLUMN + DATE_WIDTH]
-        if date not in dates:
-            date = dates[0]
-        rest = " " * (self.cols - DATE_COLUMN - DATE_WIDTH)
-        rows[1] = " " + shown_row_1[1:DATE_COLUMN] + date + rest
+        rows[1] = notice_row(shown_row_1, self.cols, (now, now - 10))
         return rows
 
     def differences(self, screen):

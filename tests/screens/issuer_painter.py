@@ -5,7 +5,8 @@ An IssuerPainter holds the cells as they ought to stand after each key.
 
 import time
 
-from painter import DATE_COLUMN, DATE_WIDTH, Painter, date_text
+from notice import notice_row
+from painter import Painter
 
 SERIAL, SNMP = 0, 1
 ESCAPE = "\x1b"
@@ -174,10 +175,5 @@ class IssuerPainter(Painter):
         """The rows; the date line is as old as the picture, the notice before it is free."""
         rows = ["".join(row) for row in self.text]
         first, last = (int(moment) for moment in self.drawn)
-        dates = [date_text(moment) for moment in range(first, last + 1)]
-        date = shown_row_1[DATE_COLUMN:DATE_COLUMN + DATE_WIDTH]
-        if date not in dates:
-            date = dates[-1]
-        rest = " " * (self.cols - DATE_COLUMN - DATE_WIDTH)
-        rows[1] = " " + shown_row_1[1:DATE_COLUMN] + date + rest
+        rows[1] = notice_row(shown_row_1, self.cols, range(last, first - 1, -1))
         return rows

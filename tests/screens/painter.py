@@ -10,6 +10,8 @@ import os
 import re
 import time
 
+from notice import notice_row
+
 # What an object answers: a number, None (no such object), or an Answer of another kind, which
 # reads as `number`. Its kind and text are words of the simulator's control channel.
 Answer = collections.namedtuple("Answer", "kind text number", defaults=(0,))
@@ -19,9 +21,6 @@ TITLE = "(SNMP WardenLink for Linux) UPS Status Screen, Ver. 3.4"
 NO_DATA_PROMPT = "Type 'r' to Redraw, Type 'q' to Quit."
 PROMPT = "[r]-Redraw, [q]-Quit       "
 NA = "N/A         "
-WEEK_DAYS = ("Mon.", "Tue.", "Wed.", "Thu.", "Fri.", "Sat.", "Sun.")
-DATE_COLUMN = 55
-DATE_WIDTH = 22
 
 LEFT_LABELS = {
     3: "Ip Address     :",
@@ -104,11 +103,6 @@ def level_cells(level):
 
 def frequency_cells(text):
     return cells(min(whole(text), 105), 4) if is_decimal(text) else 0
-
-
-def date_text(seconds):
-    local = time.localtime(seconds)
-    return time.strftime("%Y-%m-%d, %H:%M ", local) + WEEK_DAYS[local.tm_wday]
 
 
 class Painter:
@@ -263,12 +257,7 @@ class Painter:
         """The rows; the wording of the notice on row 1 is free, so is the minute just over."""
         rows = ["".join(row) for row in self.text]
         now = time.time()
-        dates = [date_text(now - ago) for ago in (0, 10, 20)]
-        date = shown_row_1[DATE_COLUMN:DATE_COLUMN + DATE_WIDTH]
-        if date not in dates:
-            date = dates[0]
-        rest = " " * (self.cols - DATE_COLUMN - DATE_WIDTH)
-        rows[1] = " " + shown_row_1[1:DATE_COLUMN] + date + rest
+        rows[1] = notice_row(shown_row_1, self.cols, (now, now - 10, now - 20))
         return rows
 
     def differences(self, screen):

@@ -12,7 +12,7 @@ import pytest
 import world
 from help_painter import (CONTENTS, MENUS, PAGE_LINES, PAGES, PLACE, READ_LIMIT, SOURCE, TOPICS,
                           WINDOWS, check, pages, path_to, place_help, read_help)
-from painter import DATE_COLUMN, DATE_WIDTH, date_text
+from notice import DATE_COLUMN, DATE_WIDTH, date_text
 
 DRIVER = "sim/help_driver"
 ROOT_ERROR = b"\r\nerror.....exiting\r\n"

@@ -11,7 +11,8 @@ import time
 import pytest
 
 import world
-from painter import DATE_COLUMN, GEN_ERR, NA, Answer, Readings, Watch, check_no_data, date_text
+from notice import DATE_COLUMN, date_text
+from painter import GEN_ERR, NA, Answer, Readings, Watch, check_no_data
 from settings import Settings
 
 WARNING = b"System is About to Shut Down"

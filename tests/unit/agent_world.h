@@ -3,6 +3,7 @@
 #pragma once
 
 #include "tests/unit/agent_wire.h"
+#include "tests/unit/files.h"
 
 #include <csignal>
 #include <cstdio>
@@ -10,22 +11,11 @@
 #include <string>
 #include <vector>
 
-#include <dirent.h>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
-
-inline int CountOpenFiles()
-{
-    int count = 0;
-    DIR* folder = opendir("/proc/self/fd");
-    while (readdir(folder) != nullptr)
-        count++;
-    closedir(folder);
-    return count;
-}
 
 struct SimulatedAgent {
     pid_t pid = -1;

@@ -1,5 +1,6 @@
 // The UPS's replies taken apart into the texts of the screen.
 #include "status/tolvstat_data.h"
+#include "tests/unit/status_fields.h"
 
 #include <algorithm>
 #include <cstring>
@@ -9,7 +10,6 @@
 
 namespace {
 
-const std::string STATUS_LINE = "(215.0 195.0 220.0 045 50.0 13.6 25.0 00001001";
 const std::string RATING_LINE = "#230.0 005 024.0 60.0";
 
 StatusFields ParsedStatus(const std::string& line)
@@ -23,19 +23,7 @@ StatusFields ParsedStatus(const std::string& line)
 TEST(StatusReply, FillsTheFieldsOfAWholeLine)
 {
     StatusFields fields = ParsedStatus(STATUS_LINE);
-    EXPECT_STREQ(fields.inputVoltage, "215.0");
-    EXPECT_STREQ(fields.faultVoltage, "195.") << "its field holds four characters";
-    EXPECT_STREQ(fields.outputVoltage, "220.0");
-    EXPECT_STREQ(fields.loadPercent, " 45");
-    EXPECT_STREQ(fields.inputFrequency, "50.0");
-    EXPECT_STREQ(fields.batteryVoltage, "13.6");
-    EXPECT_STREQ(fields.temperature, "25.0");
-    EXPECT_STREQ(fields.acPower, "Normal  ");
-    EXPECT_STREQ(fields.batteryStatus, "Normal  ");
-    EXPECT_STREQ(fields.boostBuck, "OFF");
-    EXPECT_STREQ(fields.upsFunctioning, "Normal");
-    EXPECT_STREQ(fields.upsType, "Standby");
-    EXPECT_STREQ(fields.selfTest, "Stop       ");
+    ExpectStatusLine(fields);
 }
 
 TEST(StatusReply, TurnsEachBitIntoItsText)

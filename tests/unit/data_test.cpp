@@ -2,6 +2,7 @@
 #include "front/tolvan.h"
 #include "status/tolvstat_data.h"
 #include "tests/unit/files.h"
+#include "tests/unit/status_fields.h"
 
 #include <cstring>
 #include <gtest/gtest.h>
@@ -146,13 +147,7 @@ TEST(Placeholders, StandWhereOnlyTheUpsKnows)
     memset(&fields, 'x', sizeof(fields));
     strcpy(fields.batteryRating, "12.0");
     InitScreenData(fields);
-    for (const char* text :
-         {fields.upsType, fields.ratingVoltage, fields.ratingCurrent, fields.lineFrequency,
-          fields.acPower, fields.batteryStatus, fields.upsFunctioning, fields.boostBuck,
-          fields.temperature, fields.selfTest, fields.inputVoltage, fields.outputVoltage,
-          fields.loadPercent, fields.batteryVoltage, fields.inputFrequency, fields.faultVoltage})
-        EXPECT_STREQ(text, "N/A");
-    EXPECT_EQ(std::string(fields.modelText, 38), std::string(38, '\0'));
+    ExpectPlaceholders(fields);
     EXPECT_STREQ(fields.batteryRating, "12.0") << "the settings know it";
     // The settings' own texts stand in one row of fields.
     EXPECT_EQ(std::string(fields.countdownText, 4 + 4 + 11 + 11 + 9 + 5), std::string(44, 'x'));

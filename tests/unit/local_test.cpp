@@ -1,6 +1,7 @@
 // The local screen's refresh from the daemon's files, and its battery level, as painted.
 #include "status/tolvstat_local.h"
 #include "tests/unit/files.h"
+#include "tests/unit/status_fields.h"
 
 #include <cmath>
 #include <cstring>
@@ -13,7 +14,7 @@ const std::string STATUS_FILE = FOLDER + "/wardenlink.q1";
 const std::string RATING_FILE = FOLDER + "/wardenlink.rtg";
 const std::string MODEL_FILE = FOLDER + "/wardenlink.mdl";
 
-constexpr char STATUS[] = "(215.0 195.0 220.0 045 50.0 13.6 25.0 00001001\r";
+const std::string STATUS = std::string(STATUS_LINE) + "\r";
 constexpr char RATING[] = "#220.0 005 12.00 50.0\r";
 constexpr char MODEL[] = "#WATCHMAN       WM1500     R12.3      \r";
 
@@ -54,19 +55,7 @@ class GetDataTest : public testing::Test {
 TEST_F(GetDataTest, FillsTheRecordFromThreeFiles)
 {
     Refresh();
-    EXPECT_STREQ(fields.inputVoltage, "215.0");
-    EXPECT_STREQ(fields.faultVoltage, "195.") << "cut to its field";
-    EXPECT_STREQ(fields.outputVoltage, "220.0");
-    EXPECT_STREQ(fields.loadPercent, " 45");
-    EXPECT_STREQ(fields.inputFrequency, "50.0");
-    EXPECT_STREQ(fields.batteryVoltage, "13.6");
-    EXPECT_STREQ(fields.temperature, "25.0");
-    EXPECT_STREQ(fields.acPower, "Normal  ");
-    EXPECT_STREQ(fields.batteryStatus, "Normal  ");
-    EXPECT_STREQ(fields.boostBuck, "OFF");
-    EXPECT_STREQ(fields.upsFunctioning, "Normal");
-    EXPECT_STREQ(fields.upsType, "Standby");
-    EXPECT_STREQ(fields.selfTest, "Stop       ");
+    ExpectStatusLine(fields);
     EXPECT_STREQ(fields.ratingVoltage, "220.0");
     EXPECT_STREQ(fields.ratingCurrent, "  5");
     EXPECT_STREQ(fields.batteryRating, "12.00");
@@ -96,14 +85,8 @@ TEST_F(GetDataTest, LeavesPlaceholdersWithoutAStatusLine)
     Refresh();
     unlink(STATUS_FILE.c_str());
     Refresh();
-    for (const char* text :
-         {fields.upsType, fields.ratingVoltage, fields.ratingCurrent, fields.lineFrequency,
-          fields.acPower, fields.batteryStatus, fields.upsFunctioning, fields.boostBuck,
-          fields.temperature, fields.selfTest, fields.inputVoltage, fields.outputVoltage,
-          fields.loadPercent, fields.batteryVoltage, fields.inputFrequency, fields.faultVoltage})
-        EXPECT_STREQ(text, "N/A");
+    ExpectPlaceholders(fields);
     EXPECT_STREQ(fields.batteryRating, "12.00") << "a valid rating survives";
-    EXPECT_EQ(std::string(fields.modelText, sizeof(fields.modelText)), std::string(38, '\0'));
 }
 
 TEST_F(GetDataTest, SeesAReplacedFileAtOnce)

@@ -101,7 +101,7 @@ TEST_F(Library, AShutdownWithARestartTimePutsTheUpsToSleep)
 TEST_F(Library, AShutdownClosesTheSession)
 {
     Open();
-    int files = CountOpenFiles();
+    size_t files = CountOpenFiles();
     Printed([] { EXPECT_EQ(UPS_shutdown(1.0, 0, 1), 1); });
     EXPECT_EQ(CountOpenFiles(), files - 1);
     Control(agent, "log clear");

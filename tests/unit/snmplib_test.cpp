@@ -146,7 +146,7 @@ TEST_F(Library, OpeningAgainLeavesNoSocketAndNoMemoryBehind)
     Open();
     for (int i = 0; i < 20; i++)
         ASSERT_EQ(UPS_init(), 1);
-    int files = CountOpenFiles();
+    size_t files = CountOpenFiles();
     size_t memory = mallinfo2().uordblks;
     for (int i = 0; i < 200; i++)
         ASSERT_EQ(UPS_init(), 1);
@@ -158,7 +158,7 @@ TEST_F(Library, OpeningInVainLeavesNoSocketBehind)
 {
     upsconf_load("127.0.0.1", "public");
     UPS_init();
-    int files = CountOpenFiles();
+    size_t files = CountOpenFiles();
     for (int i = 0; i < 200; i++)
         ASSERT_EQ(UPS_init(), -1);
     EXPECT_EQ(CountOpenFiles(), files);
@@ -350,7 +350,7 @@ TEST_F(Library, CallsBeforeItIsOpenedAreSurvived)
 TEST_F(Library, AfterTheCloseNothingIsAskedAnyMore)
 {
     Open();
-    int files = CountOpenFiles();
+    size_t files = CountOpenFiles();
     EXPECT_EQ(UPS_close(), 1);
     EXPECT_EQ(CountOpenFiles(), files - 1);
     UPS_close();
