@@ -6,26 +6,26 @@ import platform
 import re
 import subprocess
 
-# How a program waits for a key. `fresh` is the first step of a wait (select or poll on the
-# standard input alone), otherwise it is the read that follows; `switches` counts the waits
-# of any kind since the program's start.
+# How a program waits for a key. `fresh` is the first step of a wait (a select on the standard
+# input alone), otherwise it is the read that follows; `switches` counts the waits of any kind
+# since the program's start. The library polls that input while it paints: no wait for a key.
 KeyWait = collections.namedtuple("KeyWait", "fresh switches")
 
-# Number of the call by machine: plain reads, and the kinds of select and poll.
+# Number of the call by machine: plain reads, and the kinds of select.
 CALLS = {
-    "x86_64": {"read": 0, "poll": 7, "select": 23, "pselect": 270, "ppoll": 271},
-    "aarch64": {"read": 63, "pselect": 72, "ppoll": 73},
+    "x86_64": {"read": 0, "select": 23, "pselect": 270},
+    "aarch64": {"read": 63, "pselect": 72},
 }
 NAMES = {number: name for name, number in CALLS.get(platform.machine(), {}).items()}
 
 
 def ReadCall(pid):
-    """The call that pid is blocked in and its first two arguments, or None."""
+    """The call that pid is blocked in and its first argument, or None."""
     with open(f"/proc/{pid}/syscall", encoding="ascii") as source:
         fields = source.read().split()
     if len(fields) < 4 or int(fields[0]) < 0:
         return None
-    return NAMES.get(int(fields[0])), int(fields[1], 16), int(fields[2], 16)
+    return NAMES.get(int(fields[0])), int(fields[1], 16)
 
 
 def ReadSwitches(pid):
@@ -42,10 +42,8 @@ def FindKeyWait(pid):
             return None
     except (OSError, AttributeError, ValueError):
         return None
-    name, first, second = call
+    name, first = call
     if name in ("select", "pselect") and first == 1:
-        return KeyWait(True, before)
-    if name in ("poll", "ppoll") and second == 1:
         return KeyWait(True, before)
     if name == "read" and first == 0:
         return KeyWait(False, before)

@@ -15,6 +15,9 @@ import pexpect
 import pyte
 
 from process import FindKeyWait
+from stopwatch import running_time
+
+LASTING = 0.03  # seconds that a wait for a key goes on, to count as one
 
 LIVE = []  # terminals not yet closed, for the report of a failed test
 
@@ -163,12 +166,12 @@ class Terminal:
 
     def wait_for(self, predicate, timeout=20, what="the condition", step=0.01):
         """Waits until predicate() is true and returns its value."""
-        until = time.monotonic() + timeout
+        until = running_time() + timeout
         while True:
             value = predicate()
             if value:
                 return value
-            if time.monotonic() > until:
+            if running_time() > until:
                 raise AssertionError(f"{what}: not within {timeout} s\n{self.picture()}")
             time.sleep(step)
 
@@ -200,11 +203,7 @@ class Terminal:
 
     def wait_key(self, timeout=30):
         """Waits until the program waits for a key: all it had to paint is painted."""
-        def WaitsForKey():
-            if not self.alive():
-                raise AssertionError("the program ended\n" + self.picture())
-            return self.key_wait()
-        found = self.wait_for(WaitsForKey, timeout, "the program waiting for a key")
+        found = self._wait_lasting(lambda wait: True, timeout, "the program waiting for a key")
         self._settle()
         return found
 
@@ -223,21 +222,38 @@ class Terminal:
         self._wait_new_wait(before, timeout)
 
     def _wait_new_wait(self, before, timeout):
-        def IsNewWait():
-            now = self.key_wait()
-            # From the select of one wait its own read comes next: that is no new wait yet.
-            if now and now.switches > before.switches and (now.fresh or not before.fresh):
-                return True
-            if not self.alive():
-                raise AssertionError("the program ended\n" + self.picture())
-            return False
-        self.wait_for(IsNewWait, timeout, "a whole pass", 0.004)
+        # From the select of one wait its own read comes next: that is no new wait yet.
+        self._wait_lasting(lambda wait: wait.switches > before.switches
+                           and (wait.fresh or not before.fresh), timeout, "a whole pass")
         self._settle()
+
+    def _wait_lasting(self, is_wanted, timeout, what):
+        """Waits for a wanted wait for a key that lasts, or goes on to its own read.
+
+        A key on its way through the kernel can block the program again for a moment, in the
+        very call that the key is about to end.
+        """
+        seen, since = None, 0
+
+        def Lasts():
+            nonlocal seen, since
+            now = self.key_wait()
+            if not now:
+                if not self.alive():
+                    raise AssertionError("the program ended\n" + self.picture())
+                return None
+            if seen and (now == seen and time.monotonic() - since > LASTING
+                         or seen.fresh and not now.fresh):
+                return now
+            if now != seen and is_wanted(now):
+                seen, since = now, time.monotonic()
+            return None
+        return self.wait_for(Lasts, timeout, what, 0.004)
 
     def _settle(self):
         # What was written before is in the pty already: let the thread take it in.
-        deadline = time.monotonic() + 2
-        while time.monotonic() < deadline:
+        deadline = running_time() + 2
+        while running_time() < deadline:
             if self._gone or not select.select([self._child.child_fd], [], [], 0)[0]:
                 break
             time.sleep(0.002)
@@ -304,7 +320,7 @@ class Terminal:
                     os.killpg(group, signals.SIGKILL)
                 except OSError:
                     pass
-            self.wait_exit(5)
+            self.wait_exit()
         self.close_master()
 
     def _foreground(self):

@@ -1,12 +1,11 @@
 """What commands of the command center do to a UPS, as the status screen shows it."""
 
-import time
-
 import pytest
 
 import world
 from issuer_watch import open_center
 from painter import Readings, Watch
+from stopwatch import Stopwatch
 
 OFF = dict(output_status=5, output_voltage=0, output_frequency=0, load=0)
 
@@ -59,9 +58,9 @@ def test_a_ups_sleeps_for_its_minutes_and_wakes(beside, agent):
     show_status(watch, **OFF)
     agent.speed(30)
     agent.freeze(False)
-    slept = time.monotonic()
+    slept = Stopwatch()
     wait_state(agent, output_on="on", sleeping="off")
-    assert 3 < time.monotonic() - slept < 12, "two minutes of the UPS's own, thirty times as fast"
+    assert slept.between(3, 12), "two minutes of the UPS's own, thirty times as fast"
     show_status(watch)
 
 

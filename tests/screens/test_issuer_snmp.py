@@ -10,6 +10,7 @@ from issuer_painter import ACCEPTED, DESCRIPTIONS, ESCAPE, REFUSED, SNMP
 from issuer_watch import (COMMANDS, DRIVER, Center, center, open_center, presence,  # noqa: F401
                           put, shown_passes)
 from process import OpenFiles
+from stopwatch import Stopwatch
 
 PICTURE = """\
  (wardenlink Power Management Software for Linux) UPS COMMAND CENTER, Ver. 3.4
@@ -63,9 +64,9 @@ def test_keys_without_a_meaning_change_nothing(center, agent):
 
 def test_an_idle_pass_takes_the_wait_for_a_key(center):
     center.screen.wait_paint()
-    began = time.monotonic()
+    took = Stopwatch()
     center.screen.wait_paint()
-    assert 3.2 < time.monotonic() - began < 4.5
+    assert took.between(3.2, 4.5)
 
 
 # --- every command -------------------------------------------------------------------------------

@@ -16,6 +16,7 @@ import world
 from painter import Watch, check_no_data, no_data_differences
 from process import MemoryKilobytes, OpenFiles, OrdinaryUser
 from settings import Settings
+from stopwatch import Stopwatch
 
 FOUR_SIGNALS = (signal.SIGINT, signal.SIGHUP, signal.SIGTERM, signal.SIGQUIT)
 POWER_INI = "/etc/wardenlink/power.ini"
@@ -128,9 +129,9 @@ def test_stopped_from_the_keyboard_it_comes_back_with_fg(start, no_agent):
     check_no_data(screen, no_agent)
     assert read_timeout(screen) == (0, 20)
     screen.wait_paint()
-    began = time.monotonic()
+    took = Stopwatch()
     screen.wait_paint()
-    assert 3.2 < time.monotonic() - began < 4.5
+    assert took.between(3.2, 4.5)
     check_no_data(screen, no_agent)
     screen.clear_raw()
     screen.send("q")

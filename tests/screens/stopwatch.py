@@ -1,0 +1,62 @@
+"""Time as the tests count it.
+
+Now and then a whole machine stands still for seconds: a virtual one that is halted, a busy one
+whose processors are all elsewhere. The product can do nothing for that, so such a time does not
+count against an upper limit.
+"""
+
+import threading
+import time
+
+TICK = 0.05
+TOLERANCE = 0.3  # a tick that late is nothing special among many tests
+
+
+class _Standstill(threading.Thread):
+    """Notices ticks that come too late, and adds up by how much."""
+
+    def __init__(self):
+        super().__init__(daemon=True)
+        self.lost = 0.0
+        self.last = time.monotonic()
+        self.start()
+
+    def run(self):
+        while True:
+            time.sleep(TICK)
+            now = time.monotonic()
+            self.lost += self.late(now)
+            self.last = now
+
+    def late(self, now):
+        return max(0.0, now - self.last - TICK - TOLERANCE)
+
+    def total(self):
+        return self.lost + self.late(time.monotonic())
+
+
+_standstill = _Standstill()
+
+
+def running_time():
+    """A clock for time-outs, in seconds, that stands still together with the machine."""
+    return time.monotonic() - _standstill.total()
+
+
+class Stopwatch:
+    """Started when it is made; an event's own time, for its limits."""
+
+    def __init__(self):
+        self.real = time.monotonic()
+        self.running = running_time()
+
+    def between(self, lowest, highest):
+        """Whether more than `lowest` seconds have passed, and less than `highest` of running."""
+        return lowest < time.monotonic() - self.real and self.below(highest)
+
+    def below(self, highest):
+        return running_time() - self.running < highest
+
+    def __repr__(self):
+        return (f"{time.monotonic() - self.real:.2f} s passed, "
+                f"{running_time() - self.running:.2f} s of them running")
