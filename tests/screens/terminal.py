@@ -17,7 +17,7 @@ import pyte
 from process import FindKeyWait
 from stopwatch import running_time
 
-LASTING = 0.03  # seconds that a wait for a key goes on, to count as one
+LASTING = 0.05  # seconds that a wait for a key goes on, to count as one
 
 LIVE = []  # terminals not yet closed, for the report of a failed test
 
@@ -228,10 +228,10 @@ class Terminal:
         self._settle()
 
     def _wait_lasting(self, is_wanted, timeout, what):
-        """Waits for a wanted wait for a key that lasts, or goes on to its own read.
+        """Waits for a wanted wait for a key, or the read that it goes on to, that lasts.
 
         A key on its way through the kernel can block the program again for a moment, in the
-        very call that the key is about to end.
+        very calls that the key is about to end.
         """
         seen, since = None, 0
 
@@ -242,10 +242,9 @@ class Terminal:
                 if not self.alive():
                     raise AssertionError("the program ended\n" + self.picture())
                 return None
-            if seen and (now == seen and time.monotonic() - since > LASTING
-                         or seen.fresh and not now.fresh):
-                return now
-            if now != seen and is_wanted(now):
+            if now == seen:
+                return now if time.monotonic() - since > LASTING else None
+            if is_wanted(now) or seen and seen.fresh and not now.fresh:
                 seen, since = now, time.monotonic()
             return None
         return self.wait_for(Lasts, timeout, what, 0.004)
