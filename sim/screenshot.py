@@ -23,7 +23,7 @@ def TakePicture(screen, seconds):
     until = time.monotonic() + seconds
     while time.monotonic() < until and screen.alive():
         if HasPicture(screen):
-            screen.wait_key(5)
+            screen.wait_key(max(1, until - time.monotonic()))
             return screen.lines()
         time.sleep(0.05)
     return None

@@ -4,8 +4,10 @@ They run inside a world, with the agent at the world's agent address, and a /run
 their own; WARDENLINK_BIN_DIR names the build folder.
 """
 
+import contextlib
 import os
 import re
+import select
 import signal
 import struct
 import subprocess
@@ -14,7 +16,7 @@ import time
 import pytest
 
 from selftest_tools import (ADDRESS, CONTROL, UPS, Control, ask, field, integer, number,
-                            open_socket, parse, request, write)
+                            open_socket, parse, request, wait_until, write)
 
 LOAD = UPS + "4.2.3.0"
 INPUT = UPS + "3.2.1.0"
@@ -27,14 +29,25 @@ def program(name):
     return os.path.join(os.environ["WARDENLINK_BIN_DIR"], "sim", name)
 
 
+@contextlib.contextmanager
+def launched(name, *words, **options):
+    """A program of the simulator that does not outlive its test, however that ends."""
+    with subprocess.Popen([program(name), *words], stdout=subprocess.PIPE, text=True,
+                          **options) as process:
+        try:
+            yield process
+        finally:
+            if process.poll() is None:
+                process.kill()
+
+
 @pytest.fixture(scope="module")
 def agent():
-    with subprocess.Popen([program("ups_agent"), "--listen", ADDRESS], stdout=subprocess.PIPE,
-                          text=True) as process:
+    with launched("ups_agent", "--listen", ADDRESS) as process:
         assert process.stdout.readline() == "ready\n"
         yield process
         process.send_signal(signal.SIGTERM)
-        assert process.wait(5) == 0
+        assert process.wait(20) == 0
         assert not os.path.exists(CONTROL)
 
 
@@ -135,15 +148,15 @@ def test_silence_for_one_object_leaves_the_others(control):
 
 
 def test_a_late_answer_holds_up_nothing(control):
-    control.do("delay 600 load")
+    control.do("delay 2000 load")
     with open_socket() as sock:
-        sock.settimeout(2)
+        sock.settimeout(10)
         started = time.monotonic()
         sock.send(request(LOAD))
         assert number(INPUT) == 2300 and control.do("get load") == ["integer 35"]
-        assert time.monotonic() - started < 0.4
+        assert not select.select([sock], [], [], 0)[0], "the late answer came first"
         assert parse(sock.recv(4096))[1] == 0
-        assert 0.55 < time.monotonic() - started < 1.2
+        assert time.monotonic() - started > 1.95
 
 
 def test_another_request_id_is_far_from_the_own(control):
@@ -195,7 +208,7 @@ def resident_pages(process):
 
 def flood(count):
     with open_socket() as sock:
-        sock.settimeout(2)
+        sock.settimeout(10)
         for index in range(count):
             oid = (LOAD, INPUT, UPS + "1.1.1.0", UPS + "9.9.0")[index % 4]
             sock.send(request(oid, number=index + 1))
@@ -213,17 +226,16 @@ def test_memory_does_not_grow_with_the_requests(agent, control):
 
 def test_the_demonstration_fails_and_recovers(agent):
     path = "/run/wardenlink-selftest.sock"
-    with subprocess.Popen([program("ups_agent"), "--listen", "127.0.0.1:16100", "--scenario",
-                           "demo", "--control", path], stdout=subprocess.PIPE,
-                          text=True) as process:
+    with launched("ups_agent", "--listen", "127.0.0.1:16100", "--scenario", "demo",
+                  "--control", path) as process:
         assert process.stdout.readline() == "ready\n"
         channel = Control(path)
         channel.do("speed 25")
         for key, value in (("mains", "off"), ("battery_status", "3"), ("mains", "on"),
                            ("charge", "100"), ("mains", "off")):
-            channel.wait_for(key, value, 10)
+            channel.wait_for(key, value)
         process.terminate()
-        assert process.wait(5) == 0
+        assert process.wait(20) == 0
 
 
 # The stand-in daemon; queues and files are its own business only inside such a world.
@@ -259,15 +271,9 @@ def read_file(name):
 
 @pytest.fixture
 def daemon(control):
-    with subprocess.Popen([program("ups_daemon"), " " * 12], stdout=subprocess.PIPE,
-                          text=True) as process:
-        deadline = time.monotonic() + 3
-        while not os.path.exists("/etc/wardenlink/wardenlink.mdl"):
-            assert time.monotonic() < deadline
-            time.sleep(0.05)
+    with launched("ups_daemon", " " * 12) as process:
+        wait_until(lambda: os.path.exists("/etc/wardenlink/wardenlink.mdl"))
         yield process
-        if process.poll() is None:
-            process.kill()
 
 
 def test_the_daemon_writes_replies_of_fixed_width(daemon, control):
@@ -277,9 +283,8 @@ def test_the_daemon_writes_replies_of_fixed_width(daemon, control):
     assert re.fullmatch(rb"#[^\r]{37}\r", read_file("wardenlink.mdl"))
     control.do("mains fail")
     control.do("battery low")
-    time.sleep(1.5)
-    assert re.fullmatch(rb"\(000\.0 000\.0 230\.0 035 00\.0 \d\d\.\d 25\.0 11000000\r",
-                        read_file("wardenlink.q1"))
+    expected = rb"\(000\.0 000\.0 230\.0 035 00\.0 \d\d\.\d 25\.0 11000000\r"
+    wait_until(lambda: re.fullmatch(expected, read_file("wardenlink.q1")))
 
 
 def test_the_daemon_shows_presence_and_never_more_than_six(daemon):
@@ -297,23 +302,22 @@ def test_the_daemon_obeys_commands_and_control_texts(daemon, control):
     time.sleep(0.3)
     assert daemon.poll() is None
     send_message("3", 5, b"100")
-    assert daemon.wait(3) == 0
+    assert daemon.wait(20) == 0
     assert not any(name.startswith("wardenlink.") and name != "wardenlink.cfg"
                    for name in os.listdir("/etc/wardenlink"))
 
 
 def test_a_second_daemon_gives_way(daemon):
-    assert subprocess.run([program("ups_daemon"), " "], timeout=5, check=False).returncode == 1
+    assert subprocess.run([program("ups_daemon"), " "], timeout=20, check=False).returncode == 1
     assert daemon.poll() is None
 
 
 def test_the_daemon_has_a_ups_of_its_own_without_an_agent(control):
     environment = dict(os.environ, WARDENLINK_SIM_CONTROL="/run/nobody.sock")
-    with subprocess.Popen([program("ups_daemon"), " "], env=environment) as process:
-        time.sleep(1)
+    with launched("ups_daemon", " ", env=environment) as process:
+        wait_until(lambda: os.path.exists("/etc/wardenlink/wardenlink.q1"))
         send_message("5", 9, b"a")
-        time.sleep(2)
-        assert read_file("wardenlink.q1").endswith(b" 00000100\r")
+        wait_until(lambda: read_file("wardenlink.q1").endswith(b" 00000100\r"))
         assert control.state()["test"] == "none"
         process.terminate()
-        assert process.wait(3) == 0
+        assert process.wait(20) == 0

@@ -68,13 +68,20 @@ def parse(datagram):
     return (*numbers, value_tag, content)
 
 
+def wait_until(predicate, what="the condition", seconds=20):
+    deadline = time.monotonic() + seconds
+    while not predicate():
+        assert time.monotonic() < deadline, f"{what}: not within {seconds} s"
+        time.sleep(0.05)
+
+
 def open_socket():
     sock = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
     sock.connect((ADDRESS, 161))
     return sock
 
 
-def ask(oid, wait=1.0, **how):
+def ask(oid, wait=10.0, **how):
     """The parsed answer, or None when none comes in time."""
     with open_socket() as sock:
         sock.settimeout(wait)
@@ -98,7 +105,7 @@ def number(oid):
 class Control:
     def __init__(self, path=CONTROL):
         self.sock = socket.socket(socket.AF_UNIX)
-        self.sock.settimeout(5)
+        self.sock.settimeout(20)
         self.sock.connect(path)
         self.file = self.sock.makefile("r")
 
@@ -121,8 +128,5 @@ class Control:
     def state(self):
         return dict(line.split(" ", 1) for line in self.do("state"))
 
-    def wait_for(self, key, value, seconds=5):
-        deadline = time.monotonic() + seconds
-        while self.state()[key] != value:
-            assert time.monotonic() < deadline, f"{key} never became {value}: {self.state()}"
-            time.sleep(0.05)
+    def wait_for(self, key, value):
+        wait_until(lambda: self.state()[key] == value, f"{key} {value}")
