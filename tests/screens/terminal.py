@@ -4,6 +4,7 @@ Rows and columns count from 0. A thread takes in everything the program writes, 
 program never waits for its terminal, whatever the test does meanwhile.
 """
 
+import fcntl
 import os
 import select
 import signal as signals
@@ -17,7 +18,7 @@ import pyte
 from process import FindKeyWait
 from stopwatch import running_time
 
-LASTING = 0.05  # seconds that a wait for a key goes on, to count as one
+TIOCGPTPEER = 0x5441  # opens the terminal that belongs to a master
 
 LIVE = []  # terminals not yet closed, for the report of a failed test
 
@@ -86,18 +87,22 @@ class Terminal:
     # --- taking in ---------------------------------------------------------------------
 
     def _take_in(self):
+        while not self._stop and not self._gone:
+            if select.select([self._child.child_fd], [], [], 0.05)[0]:
+                self._take_in_all()
+
+    def _take_in_all(self):
+        """Takes in what the program has written up to now."""
         fd = self._child.child_fd
-        while not self._stop:
-            if not select.select([fd], [], [], 0.05)[0]:
-                continue
-            try:
-                data = os.read(fd, 65536)
-            except OSError:
-                data = b""
-            if not data:
-                self._gone = True
-                return
-            with self._lock:
+        with self._lock:
+            while not self._gone and select.select([fd], [], [], 0)[0]:
+                try:
+                    data = os.read(fd, 65536)
+                except OSError:
+                    data = b""
+                if not data:
+                    self._gone = True
+                    return
                 self.raw += data
                 # One byte is one cell: no character set is in use on these screens.
                 self._stream.feed(data.decode("latin-1"))
@@ -203,9 +208,7 @@ class Terminal:
 
     def wait_key(self, timeout=30):
         """Waits until the program waits for a key: all it had to paint is painted."""
-        found = self._wait_lasting(lambda wait: True, timeout, "the program waiting for a key")
-        self._settle()
-        return found
+        return self._wait_key_wait(lambda wait: True, timeout, "the program waiting for a key")
 
     def wait_paint(self, timeout=40):
         """Waits for a whole pass that began after this call and is painted to its end.
@@ -213,52 +216,40 @@ class Terminal:
         A pass that changes no cell writes nothing, so the program's own waiting is watched,
         not its output: a new wait for a key has begun since the one that is on now.
         """
-        self._wait_new_wait(self.wait_key(timeout), timeout)
+        before = self.wait_key(timeout)
+        # From the select of one wait its own read comes next: that is no new wait yet.
+        self._wait_key_wait(lambda wait: wait.switches > before.switches
+                        and (wait.fresh or not before.fresh), timeout, "a whole pass")
 
     def press(self, keys, timeout=40):
         """Types keys and waits until the pass that took the last of them is painted."""
-        before = self.wait_key(timeout)
+        self.wait_key(timeout)
         self.send(keys)
-        self._wait_new_wait(before, timeout)
+        self._wait_taken(timeout)
+        self.wait_key(timeout)
 
-    def _wait_new_wait(self, before, timeout):
-        # From the select of one wait its own read comes next: that is no new wait yet.
-        self._wait_lasting(lambda wait: wait.switches > before.switches
-                           and (wait.fresh or not before.fresh), timeout, "a whole pass")
-        self._settle()
+    def _wait_taken(self, timeout):
+        """Waits until the program has read every key typed up to now."""
+        peer = fcntl.ioctl(self._child.child_fd, TIOCGPTPEER,
+                           os.O_RDWR | os.O_NOCTTY | os.O_NONBLOCK)
+        try:
+            # Asking the terminal also delivers what is still on its way through the kernel.
+            self.wait_for(lambda: not select.select([peer], [], [], 0)[0], timeout,
+                          "the program reading its keys", 0.004)
+        finally:
+            os.close(peer)
 
-    def _wait_lasting(self, is_wanted, timeout, what):
-        """Waits for a wanted wait for a key, or the read that it goes on to, that lasts.
-
-        A key on its way through the kernel can block the program again for a moment, in the
-        very calls that the key is about to end.
-        """
-        seen, since = None, 0
-
-        def Lasts():
-            nonlocal seen, since
+    def _wait_key_wait(self, is_wanted, timeout, what):
+        def IsWanted():
             now = self.key_wait()
-            if not now:
-                if not self.alive():
-                    raise AssertionError("the program ended\n" + self.picture())
-                return None
-            if now == seen:
-                return now if time.monotonic() - since > LASTING else None
-            if is_wanted(now) or seen and seen.fresh and not now.fresh:
-                seen, since = now, time.monotonic()
+            if now and is_wanted(now):
+                return now
+            if not self.alive():
+                raise AssertionError("the program ended\n" + self.picture())
             return None
-        return self.wait_for(Lasts, timeout, what, 0.004)
-
-    def _settle(self):
-        # What was written before is in the pty already: let the thread take it in.
-        deadline = running_time() + 2
-        while running_time() < deadline:
-            if self._gone or not select.select([self._child.child_fd], [], [], 0)[0]:
-                break
-            time.sleep(0.002)
-        time.sleep(0.02)
-        with self._lock:
-            pass
+        found = self.wait_for(IsWanted, timeout, what, 0.004)
+        self._take_in_all()
+        return found
 
     # --- acting ------------------------------------------------------------------------
 
