@@ -219,7 +219,7 @@ class Terminal:
         before = self.wait_key(timeout)
         # From the select of one wait its own read comes next: that is no new wait yet.
         self._wait_key_wait(lambda wait: wait.switches > before.switches
-                        and (wait.fresh or not before.fresh), timeout, "a whole pass")
+                            and (wait.fresh or not before.fresh), timeout, "a whole pass")
 
     def press(self, keys, timeout=40):
         """Types keys and waits until the pass that took the last of them is painted."""
