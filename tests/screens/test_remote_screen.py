@@ -193,7 +193,7 @@ def test_one_silent_object_holds_up_the_pass_but_not_the_other_values(watch):
     took = Stopwatch()
     watch.show(capacity=64, input_frequency=485)
     # Five requests a second apart, and the pause of every pass.
-    assert took.between(7.9, 11)
+    assert took.between(7.9, 12.5)
     assert watch.screen.cells(11, 62, 12) == NA
 
 
@@ -351,19 +351,19 @@ def test_an_idle_pass_takes_the_pause_and_the_wait_for_a_key(watch):
         took = Stopwatch()
         watch.screen.wait_paint()
         # 3 s of pause, 1.3 s and 2.0 s of waiting for a key.
-        assert took.between(6.2, 7.8)
+        assert took.between(6.2, 9)
 
 
 def test_a_key_ends_the_wait_but_not_the_pause(watch):
     took = Stopwatch()
     watch.show()
-    assert took.between(2.9, 4.5)
+    assert took.between(2.9, 6)
     watch.screen.send(" ")
     watch.screen.pump(0.5)
     took = Stopwatch()
     watch.screen.send("q")  # half a second into the pause
     assert watch.screen.wait_exit() == 0
-    assert took.between(2.0, 4.0)
+    assert took.between(2.0, 5)
 
 
 def test_keys_without_a_meaning_change_nothing(watch):
