@@ -16,7 +16,7 @@ import world
 from fixtures import close_and_check
 from notice import notice_row
 from settings import Settings
-from stopwatch import running_time
+from stopwatch import Stopwatch
 from terminal import Terminal
 
 ITEMS, DEVICE, SCHEDULE, COMMUNITY, ADDRESS = 1, 2, 3, 4, 5
@@ -210,8 +210,8 @@ class Editor:
 
     def check(self):
         self.painter.paint(self.settings, self.mode, self.row, self.col, self.alert)
-        until = running_time() + 2
-        while self.painter.differences(self.screen) and running_time() < until:
+        waited = Stopwatch()
+        while self.painter.differences(self.screen) and waited.below(2):
             time.sleep(0.02)
         found = self.painter.differences(self.screen)
         assert not found, "\n".join(found)

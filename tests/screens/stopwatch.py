@@ -42,25 +42,28 @@ class _Standstill(threading.Thread):
 _standstills = [_Standstill(processor) for processor in sorted(os.sched_getaffinity(0))[:8]]
 
 
-def running_time():
-    """A clock for time-outs, in seconds, that stands still together with the machine."""
-    return time.monotonic() - sum(standstill.total() for standstill in _standstills)
-
-
 class Stopwatch:
     """Started when it is made; an event's own time, for its limits."""
 
     def __init__(self):
-        self.real = time.monotonic()
-        self.running = running_time()
+        self.began = time.monotonic()
+        self.lost = [standstill.total() for standstill in _standstills]
+
+    def passed(self):
+        return time.monotonic() - self.began
+
+    def running(self):
+        """The seconds passed, less those of the processor that stood still longest."""
+        lost = [standstill.total() - before
+                for standstill, before in zip(_standstills, self.lost)]
+        return self.passed() - max(lost)
 
     def between(self, lowest, highest):
         """Whether more than `lowest` seconds have passed, and less than `highest` of running."""
-        return lowest < time.monotonic() - self.real and self.below(highest)
+        return lowest < self.passed() and self.below(highest)
 
     def below(self, highest):
-        return running_time() - self.running < highest
+        return self.running() < highest
 
     def __repr__(self):
-        return (f"{time.monotonic() - self.real:.2f} s passed, "
-                f"{running_time() - self.running:.2f} s of them running")
+        return f"{self.passed():.2f} s passed, {self.running():.2f} s of them running"

@@ -16,7 +16,7 @@ import pexpect
 import pyte
 
 from process import FindKeyWait
-from stopwatch import running_time
+from stopwatch import Stopwatch
 
 TIOCGPTPEER = 0x5441  # opens the terminal that belongs to a master
 
@@ -171,12 +171,12 @@ class Terminal:
 
     def wait_for(self, predicate, timeout=20, what="the condition", step=0.01):
         """Waits until predicate() is true and returns its value."""
-        until = running_time() + timeout
+        waited = Stopwatch()
         while True:
             value = predicate()
             if value:
                 return value
-            if running_time() > until:
+            if not waited.below(timeout):
                 raise AssertionError(f"{what}: not within {timeout} s\n{self.picture()}")
             time.sleep(step)
 
@@ -208,7 +208,7 @@ class Terminal:
 
     def wait_key(self, timeout=30):
         """Waits until the program waits for a key: all it had to paint is painted."""
-        return self._wait_key_wait(lambda wait: True, timeout, "the program waiting for a key")
+        return self._wait_until_waiting(lambda wait: True, timeout, "the program waiting for a key")
 
     def wait_paint(self, timeout=40):
         """Waits for a whole pass that began after this call and is painted to its end.
@@ -218,8 +218,8 @@ class Terminal:
         """
         before = self.wait_key(timeout)
         # From the select of one wait its own read comes next: that is no new wait yet.
-        self._wait_key_wait(lambda wait: wait.switches > before.switches
-                            and (wait.fresh or not before.fresh), timeout, "a whole pass")
+        self._wait_until_waiting(lambda wait: wait.switches > before.switches
+                                 and (wait.fresh or not before.fresh), timeout, "a whole pass")
 
     def press(self, keys, timeout=40):
         """Types keys and waits until the pass that took the last of them is painted."""
@@ -239,7 +239,7 @@ class Terminal:
         finally:
             os.close(peer)
 
-    def _wait_key_wait(self, is_wanted, timeout, what):
+    def _wait_until_waiting(self, is_wanted, timeout, what):
         def IsWanted():
             now = self.key_wait()
             if now and is_wanted(now):

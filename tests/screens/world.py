@@ -11,7 +11,7 @@ import time
 
 import queues
 from process import RunningFrom
-from stopwatch import running_time
+from stopwatch import Stopwatch
 
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 FOLDER = "/etc/wardenlink"
@@ -35,12 +35,12 @@ def agent_address():
 
 def wait_until(predicate, timeout=20, what="the condition"):
     """Waits until predicate() is true and returns its value."""
-    until = running_time() + timeout
+    waited = Stopwatch()
     while True:
         value = predicate()
         if value:
             return value
-        assert running_time() < until, f"{what}: not within {timeout} s"
+        assert waited.below(timeout), f"{what}: not within {timeout} s"
         time.sleep(0.02)
 
 
@@ -253,8 +253,8 @@ class Daemon:
         for sig in (signal.SIGTERM, signal.SIGKILL):
             for pid in self.pids():
                 os.kill(pid, sig)
-            until = running_time() + 3
-            while self.running() and running_time() < until:
+            waited = Stopwatch()
+            while self.running() and waited.below(3):
                 time.sleep(0.02)
         if self.process is not None:
             self.process.wait()
