@@ -7,10 +7,6 @@
 // read nor written.
 int tolvan_config();
 
-// Paints the whole screen from the editor's state.
-void DrawString(const PowerConfig& config, const ScheduleEntry schedule[7], int row, int col,
-                int mode, int alertCode);
-
 // One key of the item selection. 0 = the editor is to end, else 1. The saved
 // texts are copies that text entry can restore; modified tells of unsaved changes.
 int ScreenFunc1(PowerConfig& config, ScheduleEntry schedule[7], int key, int* cursorRow,

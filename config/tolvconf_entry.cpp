@@ -1,7 +1,7 @@
 #include "config/tolvconf_entry.h"
 
-#include "config/getch.h"
-#include "config/tolvconf_value.h"
+#include "base/text.h"
+#include "screen/getch.h"
 
 #include <cstring>
 #include <curses.h>

@@ -2,13 +2,7 @@
 // agent's address, typed in place.
 #pragma once
 
-#include "settings/tolv_lib.h"
-
-inline constexpr int ENTRY_COL = 33;    // first column of each of the fields
-inline constexpr int ENTRY_LENGTH = 29; // characters that a field takes
-inline constexpr int ROW_DEVICE = 7;    // in serial mode
-inline constexpr int ROW_COMMUNITY = 7; // in SNMP mode
-inline constexpr int ROW_ADDRESS = 8;
+#include "config/tolvconf_layout.h"
 
 // One key of text entry in modes 2 (comPort), 4 (snmpCommunity) and 5 (snmpIp).
 // The screen's cursor is the edit position; savedCopy is what Escape restores.

@@ -1,5 +1,5 @@
+#include "base/system.h"
 #include "front/tolvan.h"
-#include "settings/tolv_lib.h"
 
 #include <cstdio>
 #include <sys/ioctl.h>

@@ -1,8 +1,8 @@
 #include "front/tolvan.h"
 
+#include "base/system.h"
 #include "config/tolvconf.h"
 #include "ipc/tolvipc.h"
-#include "settings/tolv_lib.h"
 #include "status/tolvstat.h"
 
 #include <cstdio>
@@ -12,9 +12,7 @@
 
 namespace {
 
-constexpr char DAEMON_PATH[] = "/etc/wardenlink/daemon";
 constexpr char DAEMON_ARGUMENT[] = "            "; // twelve blanks, expected by the daemon
-constexpr char DAEMON_DEBUG_PATH[] = "/etc/wardenlink/powerd.dbg";
 
 struct Command {
     const char* word;

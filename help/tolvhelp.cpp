@@ -1,8 +1,9 @@
 #include "help/tolvhelp.h"
 
-#include "config/getch.h"
-#include "settings/tolv_lib.h"
-#include "status/tolvstat_screen.h"
+#include "base/system.h"
+#include "base/text.h"
+#include "screen/frame.h"
+#include "screen/getch.h"
 
 #include <cstdlib>
 #include <cstring>

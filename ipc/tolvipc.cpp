@@ -1,6 +1,6 @@
 #include "ipc/tolvipc.h"
 
-#include "settings/tolv_lib.h"
+#include "base/system.h"
 
 #include <cstring>
 #include <initializer_list>

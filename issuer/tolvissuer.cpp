@@ -1,10 +1,12 @@
 #include "issuer/tolvissuer.h"
 
-#include "config/getch.h"
+#include "base/system.h"
+#include "base/text.h"
 #include "ipc/tolvipc.h"
+#include "screen/frame.h"
+#include "screen/getch.h"
 #include "snmp/snmplib.h"
 #include "snmp/upsconf.h"
-#include "status/tolvstat_screen.h"
 
 #include <cstdio>
 #include <cstdlib>

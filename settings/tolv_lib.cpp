@@ -1,5 +1,8 @@
 #include "settings/tolv_lib.h"
 
+#include "base/system.h"
+#include "base/text.h"
+
 #include <cerrno>
 #include <climits>
 #include <cstdarg>
@@ -14,7 +17,6 @@
 
 namespace {
 
-constexpr int MINUTES_PER_WEEK = 7 * 24 * 60;
 constexpr size_t VALUE_BUFFER_SIZE = 524;   // all bracketed values of wardenlink.cfg
 constexpr size_t TEXT_FILE_SIZE = 2048;     // the eleven lines at their longest
 constexpr size_t TEXT_READ_LIMIT = 1 << 20; // what lies beyond is no settings file's
@@ -287,15 +289,6 @@ bool ReplaceFile(const char* path, const char* bytes, size_t length)
     return FlushFolder();
 }
 
-// An event at exactly the given minute counts as not yet past here; TimeDif then
-// moves it a full week ahead.
-bool StillToCome(int eventHour, int eventMinute, int hour, int minute)
-{
-    if (eventHour == -1)
-        return false;
-    return eventHour > hour || (eventHour == hour && eventMinute >= minute);
-}
-
 } // namespace
 
 void InitConfig(PowerConfig& cfg, ScheduleEntry sched[7])
@@ -346,115 +339,4 @@ int LoadOrCreateConfig(PowerConfig& cfg, ScheduleEntry sched[7])
 void PrintSettingsError()
 {
     printf("File %s Error!\n", POWER_INI_PATH);
-}
-
-int TimeDif(int day, int hour, int minute, const int hours[7], const int minutes[7], int* foundDay)
-{
-    *foundDay = day;
-    if (!StillToCome(hours[day], minutes[day], hour, minute)) {
-        int steps = 0;
-        do {
-            *foundDay = (*foundDay + 1) % 7;
-            steps++;
-        } while (hours[*foundDay] == -1 && steps < 7);
-        if (hours[*foundDay] == -1)
-            return -1;
-    }
-    // Nothing keeps nonsense hours out of the table, so the sum is done wide.
-    int64_t difference = (*foundDay - day) % 7;
-    difference = (difference * 24 + hours[*foundDay] - hour) * 60 + minutes[*foundDay] - minute;
-    if (difference <= 0)
-        difference += MINUTES_PER_WEEK;
-    return static_cast<int>(difference);
-}
-
-void CalcSchdlTime(const ScheduleEntry sched[7], int* shutdownAt, int* restartAfter,
-                   int* shutdownDay, int* restartDay, double upsOffDelay)
-{
-    time_t now = time(nullptr);
-    tm local = LocalTime(now);
-
-    int hours[7];
-    int minutes[7];
-    for (int day = 0; day < 7; day++) {
-        hours[day] = sched[day].shutdownHour;
-        minutes[day] = sched[day].shutdownMinute;
-    }
-    int foundDay = 0;
-    int64_t distance =
-        TimeDif(local.tm_wday, local.tm_hour, local.tm_min, hours, minutes, &foundDay);
-    *shutdownAt = static_cast<int>(distance);
-    if (distance == -1) {
-        *shutdownDay = -1;
-        return;
-    }
-    *shutdownDay = foundDay;
-    *shutdownAt = static_cast<int>(now - now % 60 + distance * 60);
-
-    for (int day = 0; day < 7; day++) {
-        hours[day] = sched[day].startHour;
-        minutes[day] = sched[day].startMinute;
-    }
-    const ScheduleEntry& shutdown = sched[foundDay];
-    int startDay = 0;
-    *restartAfter = TimeDif(foundDay, shutdown.shutdownHour, shutdown.shutdownMinute, hours,
-                            minutes, &startDay);
-    if (*restartAfter == -1) {
-        *restartDay = -1;
-        return;
-    }
-    float delay = static_cast<float>(upsOffDelay);
-    if (delay < 1.0F)
-        delay = 1.0F;
-    *restartAfter = static_cast<int>(int64_t{*restartAfter} - TruncateToInt(delay));
-    *restartDay = startDay;
-}
-
-int ChkUserID()
-{
-    uid_t uid = getuid();
-    if (uid == 0)
-        return 1;
-    fputs("\nSorry. You must login as super-user to run this program (User ID: ", stderr);
-    fprintf(stderr, "%d", static_cast<int>(uid));
-    fputs(")!!\n", stderr);
-    return 0;
-}
-
-tm LocalTime(time_t moment)
-{
-    return *localtime(&moment);
-}
-
-FILE* OpenToRead(const char* path)
-{
-    int fd = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-    if (fd < 0)
-        return nullptr;
-    FILE* file = fdopen(fd, "r");
-    if (file == nullptr)
-        close(fd);
-    return file;
-}
-
-void CopyText(char* dst, size_t size, const char* src)
-{
-    size_t length = strnlen(src, size - 1);
-    memmove(dst, src, length);
-    dst[length] = '\0';
-}
-
-void FormatText(char* dst, size_t size, const char* format, ...)
-{
-    va_list arguments;
-    va_start(arguments, format);
-    vsnprintf(dst, size, format, arguments);
-    va_end(arguments);
-}
-
-int TruncateToInt(double number)
-{
-    if (!(number > INT_MIN)) // also for what is not a number
-        return number <= INT_MIN ? INT_MIN : 0;
-    return number < INT_MAX ? static_cast<int>(number) : INT_MAX;
 }

@@ -1,17 +1,9 @@
-// The settings that the front-end shares with the resident daemon: the record,
-// its two files under /etc/wardenlink, and the arithmetic of the weekly schedule.
+// The settings that the front-end shares with the resident daemon: the record and
+// its two files under /etc/wardenlink.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
-#include <ctime>
-
-inline constexpr const char POWER_INI_PATH[] = "/etc/wardenlink/power.ini";
-inline constexpr const char TEXT_CFG_PATH[] = "/etc/wardenlink/wardenlink.cfg";
-
-inline constexpr const char SETTINGS_FOLDER[] = "/etc/wardenlink"; // also the queues' key
-inline constexpr const char STATUS_DEBUG_PATH[] = "/etc/wardenlink/status.dbg";
 
 inline constexpr const char NO_AGENT_ADDRESS[] = "127.0.0.1"; // stands for no agent at all
 inline constexpr const char DEFAULT_COMMUNITY[] = "public";
@@ -71,40 +63,3 @@ int LoadOrCreateConfig(PowerConfig& cfg, ScheduleEntry sched[7]);
 
 // Tells on standard output that the settings could be neither read nor written.
 void PrintSettingsError();
-
-// Minutes (1 to 10080) from the given moment of the week to the next event of
-// the table, -1 without any event. foundDay receives the event's weekday.
-int TimeDif(int day, int hour, int minute, const int hours[7], const int minutes[7], int* foundDay);
-
-// The next scheduled shutdown (seconds since the epoch, weekday) and the time
-// the UPS stays off after it (minutes, weekday of the restart). -1 = none;
-// restartAfter and restartDay are left alone when there is no shutdown.
-void CalcSchdlTime(const ScheduleEntry sched[7], int* shutdownAt, int* restartAfter,
-                   int* shutdownDay, int* restartDay, double upsOffDelay);
-
-// 1 for the super-user; otherwise prints the refusal on standard error and gives 0.
-int ChkUserID();
-
-// Opens a file for reading; null when it cannot be. Waits for nobody, so that a
-// pipe in a file's place is just empty.
-FILE* OpenToRead(const char* path);
-
-// The moment in local time. A program that runs for months follows a change of the
-// machine's time zone: localtime looks for one, localtime_r does not.
-tm LocalTime(time_t moment);
-
-// Copies as much of src as dst (size bytes, 1 or more) holds, always terminated.
-void CopyText(char* dst, size_t size, const char* src);
-
-// Prints into dst as much as it holds; dst is always terminated.
-void FormatText(char* dst, size_t size, const char* format, ...)
-    __attribute__((format(printf, 3, 4)));
-
-// Truncates toward zero; what no int can hold becomes the nearest int, NaN 0.
-int TruncateToInt(double number);
-
-// The same for an array, whose size it knows.
-template <size_t size> void CopyField(char (&dst)[size], const char* src)
-{
-    CopyText(dst, size, src);
-}

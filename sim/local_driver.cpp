@@ -1,6 +1,7 @@
 // Opens the local status screen, which no command word reaches. Never installed.
 #include "ipc/tolvipc.h"
 #include "status/tolvstat.h"
+#include "status/tolvstat_local.h"
 
 int main()
 {

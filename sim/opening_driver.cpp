@@ -1,6 +1,9 @@
 // Opens the opening screen, which no command word reaches: a key loop of its own
 // around the screen's handlers. Never installed.
-#include "config/getch.h"
+#include "base/text.h"
+#include "screen/frame.h"
+#include "screen/getch.h"
+#include "settings/tolv_lib.h"
 #include "status/tolvstat.h"
 
 #include <curses.h>

@@ -1,5 +1,6 @@
 #include "snmp/snmplib.h"
 
+#include "base/text.h"
 #include "settings/tolv_lib.h"
 #include "snmp/upsconf.h"
 

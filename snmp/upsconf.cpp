@@ -1,6 +1,6 @@
 #include "snmp/upsconf.h"
 
-#include "settings/tolv_lib.h"
+#include "base/text.h"
 
 #include <cstdio>
 #include <cstring>

@@ -1,7 +1,11 @@
 #include "status/tolvstat.h"
 
-#include "config/getch.h"
+#include "base/text.h"
 #include "ipc/tolvipc.h"
+#include "screen/frame.h"
+#include "screen/getch.h"
+#include "status/tolvstat_local.h"
+#include "status/tolvstat_remote.h"
 
 #include <cctype>
 #include <curses.h>

@@ -1,12 +1,6 @@
 // The status command and the opening screen, on top of the two live screens.
 #pragma once
 
-#include "status/tolvstat_data.h"
-#include "status/tolvstat_local.h"
-#include "status/tolvstat_panel.h"
-#include "status/tolvstat_remote.h"
-#include "status/tolvstat_screen.h"
-
 // What the opening screen's keys do: choose, or edit one of the two fields.
 inline constexpr int ENTRY_CHOOSE = 1;
 inline constexpr int ENTRY_ADDRESS = 2;

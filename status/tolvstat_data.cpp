@@ -1,6 +1,8 @@
 #include "status/tolvstat_data.h"
 
-#include "status/tolvstat_screen.h"
+#include "base/system.h"
+#include "base/text.h"
+#include "settings/schedule.h"
 
 #include <cstring>
 #include <ctime>
@@ -9,10 +11,6 @@ FILE* fsdesQ1 = nullptr;
 FILE* fsdesDBGSTATUS = nullptr;
 
 namespace {
-
-constexpr char STATUS_REPLY_PATH[] = "/etc/wardenlink/wardenlink.q1";
-constexpr char RATING_REPLY_PATH[] = "/etc/wardenlink/wardenlink.rtg";
-constexpr char MODEL_REPLY_PATH[] = "/etc/wardenlink/wardenlink.mdl";
 
 // Bytes read of each reply, its line end included.
 constexpr size_t STATUS_REPLY_LENGTH = 48;

@@ -8,14 +8,16 @@
 // test gave. The result of endwin, or of the message that no settings were found.
 int tolvan_status_local(int daemonPresent);
 
-// One repaint in serial mode: frame, both panels, model line, key prompt.
-// shutdownDue is 1 when a scheduled shutdown is near.
-void DrawScreen(StatusFields& fields, int shutdownDue);
+// Agent address and community that ReConfig loaded last.
+extern char bufprevip[SETTINGS_TEXT_SIZE];
+extern char bufprevcname[SETTINGS_TEXT_SIZE];
 
-// The left panel: labels, values, blinking alarms. While the daemon runs, also the
-// warning of a mains failure, a low battery or a shutdown that is due.
-void DrawComportLeft(StatusFields& fields, int shutdownDue);
+// One SNMP pass of the local screen. mode, redraw, snmpUp and pagePending (the
+// information page is still to be drawn) are the caller's; key is the last one.
+void SNMP_actions(int key, int* mode, int* redraw, int* snmpUp, int* pagePending,
+                  StatusFields& fields, const PowerConfig& config, int daemonPresent);
 
-// Also overwrites batteryRating of an on-line UPS, which reports the voltage of
-// one cell, by that of one cell.
-void DrawComportRight(StatusFields& fields);
+// Reads the settings again and follows their changes, to another agent or to
+// another way of reaching the UPS.
+void ReConfig(StatusFields& fields, PowerConfig& config, ScheduleEntry schedule[7],
+              int* lastCommMode, int* shutdownDue, int* mode, int* snmpUp);

@@ -1,5 +1,7 @@
 #include "status/tolvstat_panel.h"
 
+#include "base/text.h"
+
 #include <cstdlib>
 #include <curses.h>
 

@@ -2,8 +2,8 @@
 // and bars, and the blinking of alarm texts.
 #pragma once
 
+#include "screen/frame.h"
 #include "status/tolvstat_data.h"
-#include "status/tolvstat_screen.h"
 
 inline constexpr char SHUTDOWN_WARNING[] = "<<System is About to Shut Down>>";
 inline constexpr int SHUTDOWN_WARNING_LENGTH = 32;

@@ -1,6 +1,6 @@
 // The daemon's start and stop, the debug switches, the usage and the super-user rule.
+#include "base/system.h"
 #include "front/tolvan.h"
-#include "settings/tolv_lib.h"
 #include "tests/unit/files.h"
 #include "tests/unit/raw_queue.h"
 

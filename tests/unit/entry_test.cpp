@@ -1,6 +1,8 @@
 // The text entry's handlers, called with the screen's cursor where the user left it.
-#include "config/getch.h"
+#include "base/text.h"
 #include "config/tolvconf_entry.h"
+#include "screen/getch.h"
+#include "tests/unit/curses_screen.h"
 #include "tests/unit/held.h"
 
 #include <string>
@@ -8,7 +10,6 @@
 #include <gtest/gtest.h>
 
 // The last, for its macros.
-#include "tests/unit/curses_screen.h"
 
 namespace {
 

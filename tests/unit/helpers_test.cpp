@@ -1,5 +1,6 @@
 // The small helpers that turn numbers and replies into screen texts.
-#include "status/tolvstat_screen.h"
+#include "base/text.h"
+#include "screen/frame.h"
 
 #include <climits>
 #include <csignal>

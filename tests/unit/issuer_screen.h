@@ -2,6 +2,7 @@
 #pragma once
 
 #include "issuer/tolvissuer.h"
+#include "settings/tolv_lib.h"
 #include "snmp/snmplib.h"
 #include "snmp/upsconf.h"
 #include "tests/unit/curses_screen.h"

@@ -1,5 +1,6 @@
 // The local screen's refresh from the daemon's files, and its battery level, as painted.
-#include "status/tolvstat_local.h"
+#include "status/tolvstat_comport.h"
+#include "status/tolvstat_data.h"
 #include "tests/unit/files.h"
 #include "tests/unit/status_fields.h"
 

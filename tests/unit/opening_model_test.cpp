@@ -2,6 +2,7 @@
 #include "snmp/snmplib.h"
 #include "snmp/upsconf.h"
 #include "status/tolvstat.h"
+#include "status/tolvstat_page.h"
 #include "tests/unit/agent_world.h"
 #include "tests/unit/curses_screen.h"
 

@@ -1,6 +1,8 @@
 // The schedule mode of the editor: every key over all rows and columns of the table, and the
 // alerts on a screen of the test's own.
 #include "config/tolvconf.h"
+#include "config/tolvconf_layout.h"
+#include "config/tolvconf_schedule.h"
 #include "config/tolvconf_value.h"
 #include "tests/unit/held.h"
 #include "tests/unit/settings_image.h"

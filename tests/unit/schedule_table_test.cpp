@@ -1,6 +1,8 @@
 // The weekly schedule as the editor changes it cell by cell, and the check before its table
 // may be left.
+#include "config/tolvconf_schedule.h"
 #include "config/tolvconf_value.h"
+#include "settings/tolv_lib.h"
 #include "tests/unit/held.h"
 #include "tests/unit/settings_image.h"
 

@@ -1,4 +1,5 @@
 // The weekly schedule against a model that walks the week minute by minute.
+#include "settings/schedule.h"
 #include "settings/tolv_lib.h"
 
 #include <climits>

@@ -1,7 +1,9 @@
 // What one press of a key does to a value: each rule against a table of its whole
 // sequence, and over settings from disk that lie outside every range.
 #include "config/tolvconf.h"
+#include "config/tolvconf_schedule.h"
 #include "config/tolvconf_value.h"
+#include "settings/tolv_lib.h"
 #include "tests/unit/files.h"
 #include "tests/unit/held.h"
 #include "tests/unit/settings_image.h"

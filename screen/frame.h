@@ -8,9 +8,6 @@
 inline constexpr char VERSION_TEXT[] = "Ver. 3.4";
 inline constexpr char VENDOR_NOTICE[] = "WardenLink, the UPS console for Linux";
 
-inline constexpr int BAR_CELLS = 39;                // the longest bar that MakeBar prepares
-inline constexpr int BAR_TEXT_SIZE = BAR_CELLS + 1; // a bar with its terminator
-
 inline constexpr int SCREEN_PARK_ROW = 24; // where the cursor rests on a 25-row terminal
 inline constexpr int SCREEN_PARK_COL = 79;
 
@@ -61,29 +58,3 @@ void DrawHeader(const ScreenPlace places[2], const char* title);
 // The status monitor's frame: one box (layout 1), two side by side (layout 2),
 // or none, and header and status bar.
 void BasicScreen(int layout);
-
-// Cuts text just after its second double quote.
-void CleanString(char* text);
-
-// The value, or the limit that it lies beyond.
-int CutToRange(int value, int lowest, int highest);
-
-// The four-character name of a weekday (0 Sunday to 6 Saturday) into dst, 5
-// bytes; any other day leaves dst as it is.
-void WeekDay(char* dst, int day);
-
-// 1 for digits with exactly one decimal point and at least one digit.
-int ChkFloat(const char* text);
-
-// 1 when every character is a digit, so also for the empty text.
-int ChkInt(const char* text);
-
-// Turns leading zeros that another digit follows into blanks.
-void RpLeadingZeros(char* text);
-
-// Moves the text to the front over its leading blanks.
-void RmLeadingSpace(char* text);
-
-// A bar of n + 1 blanks, at most BAR_CELLS, to be shown in standout; n below 0
-// gives the empty text. buf holds BAR_TEXT_SIZE bytes or more.
-void MakeBar(char* buf, int n);

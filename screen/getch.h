@@ -11,6 +11,3 @@ inline constexpr int KEY_ESCAPE = 27;
 // and Delete, or -1 when none came. An idle call takes about 3.3 seconds, also
 // when the input is at its end, and so sets the pace of every screen.
 int GetCH();
-
-// Waits; a signal that is swallowed meanwhile shortens nothing.
-void PauseSeconds(double seconds);

@@ -1,4 +1,6 @@
-#include "config/getch.h"
+#include "screen/getch.h"
+
+#include "base/system.h"
 
 #include <cerrno>
 #include <ctime>
@@ -11,13 +13,6 @@ namespace {
 constexpr double WAIT_SECONDS = 1.3; // for a first byte, before the terminal is read
 constexpr double READ_SECONDS = 2.0; // the terminal's own read time-out
 constexpr int DELETE_BYTE = 127;
-
-double Now()
-{
-    timespec now = {};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) / 1e9;
-}
 
 void WaitForKey()
 {
@@ -44,16 +39,4 @@ int GetCH()
     if (key > 255) // the library's notice of a resize is no key
         return NO_KEY;
     return key == DELETE_BYTE ? KEY_BACKSPACE_OR_DELETE : key;
-}
-
-void PauseSeconds(double seconds)
-{
-    if (seconds <= 0)
-        return;
-    double until = Now() + seconds;
-    timespec moment = {};
-    moment.tv_sec = static_cast<time_t>(until);
-    moment.tv_nsec = static_cast<long>((until - static_cast<double>(moment.tv_sec)) * 1e9);
-    while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &moment, nullptr) == EINTR) {
-    }
 }

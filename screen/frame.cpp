@@ -1,6 +1,7 @@
-#include "status/tolvstat_screen.h"
+#include "screen/frame.h"
 
-#include "settings/tolv_lib.h"
+#include "base/system.h"
+#include "base/text.h"
 
 #include <csignal>
 #include <cstdio>
@@ -20,11 +21,6 @@ namespace {
 
 constexpr int DATE_END_COL = 77; // the date line ends before this column
 constexpr int LINE_SIZE = 256;   // longer than any screen is wide
-
-bool IsDigit(char c)
-{
-    return c >= '0' && c <= '9';
-}
 
 void FormatDate(char* dst, size_t size)
 {
@@ -66,10 +62,7 @@ int PutText(int row, int col, const char* text)
 {
     char line[LINE_SIZE];
     CopyField(line, text);
-    for (char* c = line; *c != '\0'; c++) {
-        if (*c < ' ' || *c > '~')
-            *c = *c >= 0 && *c < ' ' ? ' ' : '?';
-    }
+    MakePrintable(line);
     return PutTabbedText(row, col, line);
 }
 
@@ -133,71 +126,4 @@ void BasicScreen(int layout)
     FormatText(text, sizeof(text), "%s[%s]", systemRecord.sysname, systemRecord.nodename);
     PutText(sb_p.row, sb_p.labelCol, "System:");
     PutText(sb_p.row, sb_p.valueCol, text);
-}
-
-void CleanString(char* text)
-{
-    char* opening = strchr(text, '"');
-    if (opening == nullptr)
-        return;
-    char* closing = strchr(opening + 1, '"');
-    if (closing != nullptr)
-        closing[1] = '\0';
-}
-
-int CutToRange(int value, int lowest, int highest)
-{
-    if (value < lowest)
-        value = lowest;
-    return value > highest ? highest : value;
-}
-
-void WeekDay(char* dst, int day)
-{
-    static const char names[7][5] = {"Sun.", "Mon.", "Tue.", "Wed.", "Thu.", "Fri.", "Sat."};
-    if (day >= 0 && day < 7)
-        memcpy(dst, names[day], sizeof(names[day]));
-}
-
-int ChkFloat(const char* text)
-{
-    int points = 0;
-    int digits = 0;
-    for (const char* c = text; *c != '\0'; c++) {
-        if (*c == '.')
-            points++;
-        else if (IsDigit(*c))
-            digits++;
-        else
-            return 0;
-    }
-    return points == 1 && digits > 0 ? 1 : 0;
-}
-
-int ChkInt(const char* text)
-{
-    for (const char* c = text; *c != '\0'; c++) {
-        if (!IsDigit(*c))
-            return 0;
-    }
-    return 1;
-}
-
-void RpLeadingZeros(char* text)
-{
-    for (char* c = text; *c == '0' && IsDigit(c[1]); c++)
-        *c = ' ';
-}
-
-void RmLeadingSpace(char* text)
-{
-    size_t leading = strspn(text, " ");
-    memmove(text, text + leading, strlen(text + leading) + 1);
-}
-
-void MakeBar(char* buf, int n)
-{
-    int cells = CutToRange(n, -1, BAR_CELLS - 1) + 1;
-    memset(buf, ' ', static_cast<size_t>(BAR_CELLS));
-    buf[cells] = '\0';
 }

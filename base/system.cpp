@@ -1,0 +1,51 @@
+#include "base/system.h"
+
+#include <cerrno>
+#include <fcntl.h>
+#include <unistd.h>
+
+int ChkUserID()
+{
+    uid_t uid = getuid();
+    if (uid == 0)
+        return 1;
+    fputs("\nSorry. You must login as super-user to run this program (User ID: ", stderr);
+    fprintf(stderr, "%d", static_cast<int>(uid));
+    fputs(")!!\n", stderr);
+    return 0;
+}
+
+tm LocalTime(time_t moment)
+{
+    return *localtime(&moment);
+}
+
+FILE* OpenToRead(const char* path)
+{
+    int fd = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    if (fd < 0)
+        return nullptr;
+    FILE* file = fdopen(fd, "r");
+    if (file == nullptr)
+        close(fd);
+    return file;
+}
+
+double Now()
+{
+    timespec now = {};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) / 1e9;
+}
+
+void PauseSeconds(double seconds)
+{
+    if (seconds <= 0)
+        return;
+    double until = Now() + seconds;
+    timespec moment = {};
+    moment.tv_sec = static_cast<time_t>(until);
+    moment.tv_nsec = static_cast<long>((until - static_cast<double>(moment.tv_sec)) * 1e9);
+    while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &moment, nullptr) == EINTR) {
+    }
+}

@@ -1,0 +1,33 @@
+// What every program of the package asks of the system: its paths under
+// /etc/wardenlink, files opened with care, clocks and pauses, the super-user rule.
+#pragma once
+
+#include <cstdio>
+#include <ctime>
+
+inline constexpr const char SETTINGS_FOLDER[] = "/etc/wardenlink"; // also the queues' key
+inline constexpr const char STATUS_DEBUG_PATH[] = "/etc/wardenlink/status.dbg";
+inline constexpr const char POWER_INI_PATH[] = "/etc/wardenlink/power.ini";
+inline constexpr const char TEXT_CFG_PATH[] = "/etc/wardenlink/wardenlink.cfg";
+inline constexpr const char STATUS_REPLY_PATH[] = "/etc/wardenlink/wardenlink.q1";
+inline constexpr const char RATING_REPLY_PATH[] = "/etc/wardenlink/wardenlink.rtg";
+inline constexpr const char MODEL_REPLY_PATH[] = "/etc/wardenlink/wardenlink.mdl";
+inline constexpr const char DAEMON_PATH[] = "/etc/wardenlink/daemon";
+inline constexpr const char DAEMON_DEBUG_PATH[] = "/etc/wardenlink/powerd.dbg";
+
+// 1 for the super-user; otherwise prints the refusal on standard error and gives 0.
+int ChkUserID();
+
+// Opens a file for reading; null when it cannot be. Waits for nobody, so that a
+// pipe in a file's place is just empty.
+FILE* OpenToRead(const char* path);
+
+// The moment in local time. A program that runs for months follows a change of the
+// machine's time zone: localtime looks for one, localtime_r does not.
+tm LocalTime(time_t moment);
+
+// Seconds of a clock that nobody sets; only differences mean something.
+double Now();
+
+// Waits; a signal that is swallowed meanwhile shortens nothing.
+void PauseSeconds(double seconds);

@@ -1,0 +1,61 @@
+// The SNMP panels, which the remote and the local screen share: one request for
+// each value, and what is shown when the agent is lost.
+#pragma once
+
+#include "snmp/snmplib.h"
+#include "status/tolvstat_data.h"
+
+// Left panel: the labels of rows 3 to 21, column 3.
+inline constexpr int SNMP_LEFT_ROWS = 19;
+extern const char SNMP_LEFTTXT[SNMP_LEFT_ROWS][50];
+
+// Display modes of the SNMP screens.
+inline constexpr int MODE_PANELS = 1;
+inline constexpr int MODE_INFORMATION = 2; // the page of ScreenTwo
+
+inline constexpr int PROMPT_COL = 51; // of the key prompt, on the status bar's row
+
+// A place on the screen.
+struct Cell {
+    int row;
+    int col;
+};
+
+inline constexpr char NO_ANSWER[] = "***"; // preset of a text that only an answer replaces
+
+// What an object answered, or NO_ANSWER.
+struct ObjectText {
+    char text[UPS_TEXT_SIZE];
+};
+
+// Asks the agent for an object; false and NO_ANSWER when it does not answer.
+bool ReadObject(const char* objectId, ObjectText& object);
+
+// A session that an agent was not there to answer is tried again at every pass.
+void TryToOpenSession(int* snmpUp);
+
+// Writes address and community into the left panel.
+void PutAgentAddress(const char* address, const char* community);
+
+// 1 when the agent answers for its input voltage, 0 when not.
+int ConnectionStatus();
+
+// Paint the two panels from the agent's objects, one request each.
+void DrawSnmpLeft(StatusFields& fields);
+void DrawSnmpRight(StatusFields& fields);
+
+// Both panels without an agent: "N/A" everywhere.
+void SNMPnoDATA(StatusFields& fields);
+
+// Writes address and community into the left panel, wipes the shutdown warning
+// and parks the cursor.
+void RemoteSNMPLeftText(const char* address, const char* community);
+
+// Wipes what the panels are painted over, the longer key prompt included.
+void StartPanelsAnew();
+
+// Paints both panels from the agent's objects and leaves them time to be read.
+void PaintPanels(StatusFields& fields);
+
+// Goes back to the panels and shows that there is no data.
+void PaintNoData(int* mode, StatusFields& fields);
