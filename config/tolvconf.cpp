@@ -52,7 +52,7 @@ template <typename Number> void ToggleSwitch(Number* state)
 }
 
 template <typename Number>
-void ToggleItem(Number* state, const ScreenPlace& place, const Cursor& cursor, int* modified)
+void ToggleItem(Number* state, const LayoutLine& place, const Cursor& cursor, int* modified)
 {
     SetCursor(cursor, place.row, place.valueCol);
     ToggleSwitch(state);

@@ -5,13 +5,13 @@
 #include <curses.h>
 
 // Title and vendor notice.
-const ScreenPlace ct_p[2] = {{0, 1, -1}, {1, 1, -1}};
+const LayoutLine ct_p[2] = {{0, 1, -1}, {1, 1, -1}};
 
 // The items: rows 3 to 19 from column 9, help lines on rows 21 to 23. The blank
 // labels are intentional: this version shows neither the schedule nor the device
 // name's label; their keys still work.
 // clang-format off
-const ScreenPlace cw_p[ITEMS] = {
+const LayoutLine cw_p[ITEMS] = {
     { 3, 9, 62}, { 4, 9, 62}, { 5, 9, 62}, { 7, 9, 33}, { 9, 9, 42}, {10, 9, 42}, {12, 9, 36},
     {14, 9, -1}, {15, 9, -1}, {16, 9, -1}, {18, 9, 35}, {19, 9, 19}, { 6, 9, 62}, { 8, 9, 33},
 };
@@ -33,8 +33,8 @@ const char cw_s[ITEMS][64] = {
     "",
 };
 
-const ScreenPlace cb_p[3] = {{21, 9, -1}, {22, 9, -1}, {23, 9, -1}};
-const ScreenPlace t_xy = {ROW_ALERT, 37, -1};
+const LayoutLine cb_p[3] = {{21, 9, -1}, {22, 9, -1}, {23, 9, -1}};
+const LayoutLine t_xy = {ROW_ALERT, 37, -1};
 
 namespace {
 
@@ -63,12 +63,12 @@ constexpr int STRIP_LENGTH = 65; // blanks over a whole item line
 
 void PutValue(ItemLine item, const char* text)
 {
-    PutText(cw_p[item].row, cw_p[item].valueCol, text);
+    PutText(ValuePlace(cw_p[item]), text);
 }
 
 void WipeLine(int row)
 {
-    PutBlanks(row, LABEL_COL, STRIP_LENGTH);
+    PutBlanks({row, LABEL_COL}, STRIP_LENGTH);
 }
 
 void DrawCommunication(const PowerConfig& config)
@@ -76,16 +76,16 @@ void DrawCommunication(const PowerConfig& config)
     if (config.commMode == COMM_SERIAL) {
         WipeLine(ROW_ADDRESS);
         WipeLine(ROW_DEVICE);
-        PutText(cw_p[ITEM_DEVICE].row, cw_p[ITEM_DEVICE].labelCol, cw_s[ITEM_DEVICE]);
-        PutBlanks(ROW_DEVICE, ENTRY_COL, 44);
-        PutText(ROW_DEVICE, ENTRY_COL, config.comPort);
+        PutText(LabelPlace(cw_p[ITEM_DEVICE]), cw_s[ITEM_DEVICE]);
+        PutBlanks({ROW_DEVICE, ENTRY_COL}, 44);
+        PutText({ROW_DEVICE, ENTRY_COL}, config.comPort);
     } else if (config.commMode == COMM_SNMP) {
         WipeLine(ROW_ADDRESS);
         WipeLine(ROW_COMMUNITY);
-        PutText(ROW_ADDRESS, LABEL_COL, "[p] Ip Address       : ");
-        PutText(ROW_COMMUNITY, LABEL_COL, "[o] Community Name   : ");
-        PutText(ROW_ADDRESS, ENTRY_COL, config.snmpIp);
-        PutText(ROW_COMMUNITY, ENTRY_COL, config.snmpCommunity);
+        PutText({ROW_ADDRESS, LABEL_COL}, "[p] Ip Address       : ");
+        PutText({ROW_COMMUNITY, LABEL_COL}, "[o] Community Name   : ");
+        PutText({ROW_ADDRESS, ENTRY_COL}, config.snmpIp);
+        PutText({ROW_COMMUNITY, ENTRY_COL}, config.snmpCommunity);
     }
 }
 
@@ -93,7 +93,7 @@ void DrawLabels(const PowerConfig& config)
 {
     for (int item = 0; item < ITEMS; item++) {
         if (item != ITEM_DEVICE)
-            PutText(cw_p[item].row, cw_p[item].labelCol, cw_s[item]);
+            PutText(LabelPlace(cw_p[item]), cw_s[item]);
     }
     if (config.commMode == COMM_SNMP)
         WipeLine(ROW_BATTERY_RATING);
@@ -120,11 +120,11 @@ void DrawDelays(const PowerConfig& config)
 void DrawSwitches(const PowerConfig& config)
 {
     PutValue(ITEM_COUNTDOWN, config.countdownOn == 1 ? "ON " : "OFF");
-    PutText(TURN_OFF_PLACE.row, TURN_OFF_PLACE.labelCol, "[a] Turn off UPS after System Shutdown:");
+    PutText(LabelPlace(TURN_OFF_PLACE), "[a] Turn off UPS after System Shutdown:");
     if (config.turnOffUps == 1)
-        PutText(TURN_OFF_PLACE.row, TURN_OFF_PLACE.valueCol, "YES");
+        PutText(ValuePlace(TURN_OFF_PLACE), "YES");
     if (config.turnOffUps == 0)
-        PutText(TURN_OFF_PLACE.row, TURN_OFF_PLACE.valueCol, "NO ");
+        PutText(ValuePlace(TURN_OFF_PLACE), "NO ");
 }
 
 void DrawHelpLines(int mode)
@@ -132,19 +132,19 @@ void DrawHelpLines(int mode)
     if (mode < MODE_ITEMS || mode > MODE_ADDRESS)
         return;
     for (int line = 0; line < 3; line++)
-        PutTabbedText(cb_p[line].row, cb_p[line].labelCol, HELP_LINES[mode - 1][line]);
+        PutTabbedText(LabelPlace(cb_p[line]), HELP_LINES[mode - 1][line]);
 }
 
 // A message stays exactly as long as the cursor stays on its row.
 void WipeMessages(int row, int alertCode)
 {
     if (row != cw_p[ITEM_SAVE].row)
-        PutBlanks(cw_p[ITEM_SAVE].row, cw_p[ITEM_SAVE].valueCol, 20);
+        PutBlanks(ValuePlace(cw_p[ITEM_SAVE]), 20);
     if (row != cw_p[ITEM_QUIT].row)
-        PutBlanks(cw_p[ITEM_QUIT].row, cw_p[ITEM_QUIT].valueCol, 44);
+        PutBlanks(ValuePlace(cw_p[ITEM_QUIT]), 44);
     bool isAlertOver = row != ROW_START_TIME || alertCode == ALERT_NONE;
     if (alertCode != ALERT_TOO_CLOSE && isAlertOver)
-        PutBlanks(ROW_ALERT, COL_ALERT_STRIP, 41);
+        PutBlanks({ROW_ALERT, COL_ALERT_STRIP}, 41);
 }
 
 void DrawMessages(const PowerConfig& config, int row, int col, int alertCode)
@@ -156,9 +156,9 @@ void DrawMessages(const PowerConfig& config, int row, int col, int alertCode)
     if (row == cw_p[ITEM_QUIT].row)
         PutValue(ITEM_QUIT, "(Press [q] again to quit without saving!)");
     if (row == ROW_START_TIME && config.scheduleOn == 0)
-        PutText(t_xy.row, t_xy.labelCol, "(Turn Schedule Function ON first!)");
+        PutText(LabelPlace(t_xy), "(Turn Schedule Function ON first!)");
     if (alertCode == ALERT_TOGGLE_REBOOT) {
-        PutText(t_xy.row, t_xy.labelCol, "(Toggle [a] to set Automatic Reboot)");
+        PutText(LabelPlace(t_xy), "(Toggle [a] to set Automatic Reboot)");
         move(row, col);
     }
     attrset(A_NORMAL);

@@ -22,13 +22,13 @@ enum ItemLine {
 };
 
 // Title and vendor notice; items, rows 3 to 19 from column 9; help lines; alerts.
-extern const ScreenPlace ct_p[2];
-extern const ScreenPlace cw_p[ITEMS];
+extern const LayoutLine ct_p[2];
+extern const LayoutLine cw_p[ITEMS];
 extern const char cw_s[ITEMS][64];
-extern const ScreenPlace cb_p[3];
-extern const ScreenPlace t_xy;
+extern const LayoutLine cb_p[3];
+extern const LayoutLine t_xy;
 
-inline constexpr ScreenPlace TURN_OFF_PLACE = {11, 9, 49};
+inline constexpr LayoutLine TURN_OFF_PLACE = {11, 9, 49};
 
 // Screen rows of the items that DoChange changes.
 inline constexpr int ROW_AC_FAIL_DELAY = 3;

@@ -56,7 +56,7 @@ void SwitchRow(const PowerConfig& config, int* cursorRow, int* alertCode)
 void RefuseToLeave(int* alertCode)
 {
     attrset(A_STANDOUT);
-    PutText(ROW_ALERT, COL_ALERT_STRIP, TOO_CLOSE_TEXT);
+    PutText({ROW_ALERT, COL_ALERT_STRIP}, TOO_CLOSE_TEXT);
     attrset(A_NORMAL);
     *alertCode = ALERT_TOO_CLOSE;
 }
@@ -67,7 +67,7 @@ void LeaveSchedule(int* cursorRow, int* cursorCol, int16_t* mode, int* scheduleC
     *scheduleColumn = 0;
     *cursorRow = ROW_AC_FAIL_DELAY;
     *cursorCol = COL_ITEM_CURSOR;
-    PutBlanks(ROW_ALERT, COL_ALERT_STRIP, ALERT_STRIP_LENGTH);
+    PutBlanks({ROW_ALERT, COL_ALERT_STRIP}, ALERT_STRIP_LENGTH);
 }
 
 } // namespace

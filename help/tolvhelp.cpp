@@ -174,7 +174,7 @@ void PutLine(int row, const char* text)
         while (*c == '\t' && (TEXT_COL + length) % TABSIZE != 0 && length < TEXT_WIDTH)
             line[length++] = ' ';
     }
-    PutText(row, TEXT_COL, line);
+    PutText({row, TEXT_COL}, line);
 }
 
 // Fills the store with as many lines as it holds; a line that is too long goes on
@@ -256,7 +256,7 @@ void Footer(const char table[HELP_FOOTER_LINES][HELP_LINE_SIZE])
     for (int line = 0; line < HELP_FOOTER_LINES; line++) {
         if (move(FOOTER_ROW + line, FOOTER_COL) == OK)
             clrtoeol(); // nothing of a longer footer stays
-        PutTabbedText(FOOTER_ROW + line, FOOTER_COL, table[line]);
+        PutTabbedText({FOOTER_ROW + line, FOOTER_COL}, table[line]);
     }
 }
 

@@ -138,7 +138,7 @@ static_assert(sizeof(SERIAL_COMMANDS) == ISSUER_SERIAL_OPTIONS + 2);
 
 void WipeRow(int row, int col)
 {
-    PutBlanks(row, col, WIPE_LENGTH);
+    PutBlanks({row, col}, WIPE_LENGTH);
 }
 
 void WipePanel(int lastRow)
@@ -158,7 +158,7 @@ template <size_t count> void ChooseOption(const OptionKey (&keys)[count], int ke
 void PutDescription(const char (*descriptions)[79], int options)
 {
     if (curroption >= OPTION_NONE && curroption <= options)
-        PutTabbedText(DESCRIPTION_ROW, DESCRIPTION_COL, descriptions[curroption]);
+        PutTabbedText({DESCRIPTION_ROW, DESCRIPTION_COL}, descriptions[curroption]);
 }
 
 // Steps the duration and shows it as two digits over the label's "0".
@@ -169,14 +169,14 @@ void ChangeDuration(int key, char* digits)
     if (key == '-' && dur > DURATION_MIN)
         dur--;
     FormatText(digits, 3, "%d%d", dur / 10 % 10, dur % 10);
-    PutText(PANEL_ROW, DURATION_COL, digits);
+    PutText({PANEL_ROW, DURATION_COL}, digits);
 }
 
 void ShowSleepOption(int key, int* sleepMinutes)
 {
-    PutText(PANEL_ROW, PANEL_COL, "   Duration of Sleep  :   0 Minutes");
-    PutTabbedText(PANEL_ROW + 1, PANEL_COL, "\t Press  [+] to increase,\t\t");
-    PutTabbedText(PANEL_ROW + 2, PANEL_COL, "\t\t[-] to decrease Sleep Time              ");
+    PutText({PANEL_ROW, PANEL_COL}, "   Duration of Sleep  :   0 Minutes");
+    PutTabbedText({PANEL_ROW + 1, PANEL_COL}, "\t Press  [+] to increase,\t\t");
+    PutTabbedText({PANEL_ROW + 2, PANEL_COL}, "\t\t[-] to decrease Sleep Time              ");
     char digits[3];
     ChangeDuration(key, digits);
     *sleepMinutes = dur;
@@ -186,7 +186,7 @@ void ShowSnmpOption(int key, int* sleepMinutes)
 {
     PutDescription(IS_SNMP_DESC, ISSUER_SNMP_OPTIONS);
     if (curroption == SNMP_CONSERVE)
-        PutText(PANEL_ROW + 1, 5,
+        PutText({PANEL_ROW + 1, 5},
                 "(WARNING) UPS has to be turned on manually after issuing this command");
     if (curroption == SNMP_TURN_OFF) {
         // The delay is armed while the option is only shown, at every pass; the
@@ -205,9 +205,9 @@ void ShowSerialOption(int key, char* durationText)
     PutDescription(IS_CPORT_DESC, ISSUER_SERIAL_OPTIONS);
     if (curroption != SERIAL_TIMED_TEST)
         return;
-    PutText(PANEL_ROW, PANEL_COL, "Duration of Self Test :   0 Minutes");
-    PutTabbedText(PANEL_ROW + 2, PANEL_COL, "\t Press  [+] to increase,\t\t");
-    PutTabbedText(PANEL_ROW + 3, PANEL_COL, "      \t\t[-] to decrease duration of Self Test ");
+    PutText({PANEL_ROW, PANEL_COL}, "Duration of Self Test :   0 Minutes");
+    PutTabbedText({PANEL_ROW + 2, PANEL_COL}, "\t Press  [+] to increase,\t\t");
+    PutTabbedText({PANEL_ROW + 3, PANEL_COL}, "      \t\t[-] to decrease duration of Self Test ");
     ChangeDuration(key, durationText);
 }
 
@@ -228,10 +228,10 @@ void FirstScreen(int mode)
     int row = MENU_ROW;
     if (mode == COMM_SNMP) {
         for (const char* line : ISSNMP)
-            PutTabbedText(row++, MENU_COL, line);
+            PutTabbedText({row++, MENU_COL}, line);
     } else if (mode == COMM_SERIAL) {
         for (const char* line : ISCOMPORT)
-            PutTabbedText(row++, MENU_COL, line);
+            PutTabbedText({row++, MENU_COL}, line);
     }
 }
 
@@ -252,7 +252,7 @@ void DoOptions(const PowerConfig& config, int key, char* durationText, int* slee
     else if (config.commMode == COMM_SERIAL)
         ShowSerialOption(key, durationText);
     if (curroption != OPTION_NONE) {
-        PutText(PROMPT_ROW, PROMPT_COL, "Press [p] to proceed, [Esc] to cancel");
+        PutText({PROMPT_ROW, PROMPT_COL}, "Press [p] to proceed, [Esc] to cancel");
     } else {
         WipeRow(CONDITION_ROW, 1);
         WipeRow(CONDITION_ROW - 1, 1);
@@ -288,9 +288,9 @@ void Evaluate(int outcome)
     if (outcome == SET_UNANSWERED)
         WipeRow(PROMPT_ROW, 5);
     if (outcome == SET_ACCEPTED)
-        PutTabbedText(PROMPT_ROW, PROMPT_COL, "Last Command Successful\t\t\t");
+        PutTabbedText({PROMPT_ROW, PROMPT_COL}, "Last Command Successful\t\t\t");
     if (outcome == SET_REFUSED)
-        PutTabbedText(PROMPT_ROW, PROMPT_COL, "Last Command Failed.\t\t\t\t");
+        PutTabbedText({PROMPT_ROW, PROMPT_COL}, "Last Command Failed.\t\t\t\t");
 }
 
 int ChkCell(const char* objectId)
@@ -315,12 +315,13 @@ int WithOutput()
 void ChkCondition()
 {
     if (ChkCell(OID_INPUT_VOLTAGE) == -1) {
-        PutText(CONDITION_ROW, 5, "No Connection (check Ip Address and Community Name)");
+        PutText({CONDITION_ROW, 5}, "No Connection (check Ip Address and Community Name)");
         return;
     }
-    PutText(CONDITION_ROW, 5, "UPS Status (");
-    PutText(CONDITION_ROW, 18, WithUtility() == 1 ? "With Utility power." : "w/o  Utility power.");
-    PutText(CONDITION_ROW, 37, WithOutput() == 1 ? "With output power.)" : "w/o  output power.)");
+    PutText({CONDITION_ROW, 5}, "UPS Status (");
+    PutText({CONDITION_ROW, 18},
+            WithUtility() == 1 ? "With Utility power." : "w/o  Utility power.");
+    PutText({CONDITION_ROW, 37}, WithOutput() == 1 ? "With output power.)" : "w/o  output power.)");
 }
 
 namespace {
@@ -391,7 +392,7 @@ void RunCenter(CommandCenter& center)
     FirstScreen(center.config.commMode);
     while (center.key != 'q') {
         DoOptions(center.config, center.key, center.durationText, &center.sleepMinutes);
-        move(SCREEN_PARK_ROW, SCREEN_PARK_COL);
+        ParkCursor();
         refresh();
         center.key = GetCH();
         if (center.key == 'r') {

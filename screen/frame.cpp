@@ -12,15 +12,16 @@
 #include <sys/ioctl.h>
 #include <termios.h>
 
-const ScreenPlace st_p[2] = {{0, 1, 42}, {1, 1, -1}};
-const ScreenPlace sb_p = {23, 1, 9};
+const LayoutLine st_p[2] = {{0, 1, 42}, {1, 1, -1}};
+const LayoutLine sb_p = {23, 1, 9};
 
 utsname systemRecord;
 
 namespace {
 
 constexpr int DATE_END_COL = 77; // the date line ends before this column
-constexpr int LINE_SIZE = 256;   // longer than any screen is wide
+constexpr Place PARK_PLACE = {24, 79};
+constexpr int LINE_SIZE = 256; // longer than any screen is wide
 
 void FormatDate(char* dst, size_t size)
 {
@@ -58,24 +59,29 @@ void SetSignals(int /*signalNumber*/)
         signal(swallowed, SetSignals);
 }
 
-int PutText(int row, int col, const char* text)
+int PutText(Place place, const char* text)
 {
     char line[LINE_SIZE];
     CopyField(line, text);
     MakePrintable(line);
-    return PutTabbedText(row, col, line);
+    return PutTabbedText(place, line);
 }
 
-int PutTabbedText(int row, int col, const char* text)
+int PutTabbedText(Place place, const char* text)
 {
-    return mvaddnstr(row, col, text, COLS > col ? COLS - col : 0);
+    return mvaddnstr(place.row, place.col, text, COLS > place.col ? COLS - place.col : 0);
 }
 
-int PutBlanks(int row, int col, int count)
+void ParkCursor()
+{
+    move(PARK_PLACE.row, PARK_PLACE.col);
+}
+
+int PutBlanks(Place place, int count)
 {
     char blanks[81];
     FormatText(blanks, sizeof(blanks), "%*s", CutToRange(count, 0, 80), "");
-    return PutText(row, col, blanks);
+    return PutText(place, blanks);
 }
 
 int DrawBox(int height, int width, int top, int left)
@@ -103,14 +109,14 @@ void BlankScreen()
     }
 }
 
-void DrawHeader(const ScreenPlace places[2], const char* title)
+void DrawHeader(const LayoutLine places[2], const char* title)
 {
     char text[128];
     FormatText(text, sizeof(text), "%s %s", title, VERSION_TEXT);
-    PutText(places[0].row, places[0].labelCol, text);
-    PutText(places[1].row, places[1].labelCol, VENDOR_NOTICE);
+    PutText(LabelPlace(places[0]), text);
+    PutText(LabelPlace(places[1]), VENDOR_NOTICE);
     FormatDate(text, sizeof(text));
-    PutText(places[1].row, DATE_END_COL - static_cast<int>(strlen(text)), text);
+    PutText({places[1].row, DATE_END_COL - static_cast<int>(strlen(text))}, text);
 }
 
 void BasicScreen(int layout)
@@ -124,6 +130,6 @@ void BasicScreen(int layout)
     DrawHeader(st_p, "(SNMP WardenLink for Linux) UPS Status Screen,");
     char text[sizeof(systemRecord.sysname) + sizeof(systemRecord.nodename) + 3];
     FormatText(text, sizeof(text), "%s[%s]", systemRecord.sysname, systemRecord.nodename);
-    PutText(sb_p.row, sb_p.labelCol, "System:");
-    PutText(sb_p.row, sb_p.valueCol, text);
+    PutText(LabelPlace(sb_p), "System:");
+    PutText(ValuePlace(sb_p), text);
 }

@@ -8,19 +8,37 @@
 inline constexpr char VERSION_TEXT[] = "Ver. 3.4";
 inline constexpr char VENDOR_NOTICE[] = "WardenLink, the UPS console for Linux";
 
-inline constexpr int SCREEN_PARK_ROW = 24; // where the cursor rests on a 25-row terminal
-inline constexpr int SCREEN_PARK_COL = 79;
+// A place on the screen, row 0 at the top.
+struct Place {
+    int row;
+    int col;
+};
+
+constexpr Place RightOf(Place place, int cols)
+{
+    return {place.row, place.col + cols};
+}
 
 // One line of a layout table; valueCol -1 = the line carries no value.
-struct ScreenPlace {
+struct LayoutLine {
     int32_t row;
     int32_t labelCol;
     int32_t valueCol;
 };
 
+constexpr Place LabelPlace(const LayoutLine& line)
+{
+    return {line.row, line.labelCol};
+}
+
+constexpr Place ValuePlace(const LayoutLine& line)
+{
+    return {line.row, line.valueCol};
+}
+
 // Header and status bar of the status monitor: rows 0, 1 and 23.
-extern const ScreenPlace st_p[2]; // title and model line, vendor notice
-extern const ScreenPlace sb_p;    // "System:" and its text
+extern const LayoutLine st_p[2]; // title and model line, vendor notice
+extern const LayoutLine sb_p;    // "System:" and its text
 
 // What uname gave when the mode began; the status bar shows it.
 extern utsname systemRecord;
@@ -33,17 +51,21 @@ int InitScreen();
 // its own quit key only. It is its own handler.
 void SetSignals(int signalNumber = 0);
 
-// Writes text from (row, col), cut at the right edge of the screen; a place off
+// Writes text from a place on, cut at the right edge of the screen; a place off
 // the screen writes nothing. Whatever the text is, it moves nothing: a control
 // byte shows as a blank, a byte that is not ASCII as '?'.
-int PutText(int row, int col, const char* text);
+int PutText(Place place, const char* text);
 
 // The same for texts that may hold tabs, which curses expands to columns of 8; it
 // is then the caller who sees to it that the cells end on this row.
-int PutTabbedText(int row, int col, const char* text);
+int PutTabbedText(Place place, const char* text);
 
-// The same with count blanks, 0 to 80.
-int PutBlanks(int row, int col, int count);
+// Puts the cursor where it rests while nothing is typed: row 24, which a terminal
+// of 24 rows does not have.
+void ParkCursor();
+
+// Writes count blanks, 0 to 80.
+int PutBlanks(Place place, int count);
 
 // An ASCII box of height rows and width columns; gives the last write's result.
 int DrawBox(int height, int width, int top, int left);
@@ -53,7 +75,7 @@ void BlankScreen();
 
 // The header that all screens share: the title with the version at the first
 // place, the vendor notice at the second, and on its row the local date and time.
-void DrawHeader(const ScreenPlace places[2], const char* title);
+void DrawHeader(const LayoutLine places[2], const char* title);
 
 // The status monitor's frame: one box (layout 1), two side by side (layout 2),
 // or none, and header and status bar.

@@ -57,18 +57,13 @@ constexpr char REMOTE_LINE[] = "<<< [r]  M O N I T O R   R E M O T E   U  P  S  
 constexpr char ADDRESS_PROMPT[] = "[i] IP Address     : ";
 constexpr char COMMUNITY_PROMPT[] = "[c] Community Name : ";
 
-struct Position {
-    int row;
-    int col;
-};
-
 } // namespace
 
-constexpr Position LPos = {OPENING_LOCAL_ROW, OPENING_COL};
-constexpr Position RPos = {OPENING_REMOTE_ROW, OPENING_COL};
-constexpr Position IPos = {15, 10};
-constexpr Position CPos = {16, 10};
-constexpr Position HPos = {19, 2};
+constexpr Place LPos = {OPENING_LOCAL_ROW, OPENING_COL};
+constexpr Place RPos = {OPENING_REMOTE_ROW, OPENING_COL};
+constexpr Place IPos = {15, 10};
+constexpr Place CPos = {16, 10};
+constexpr Place HPos = {19, 2};
 
 namespace {
 
@@ -97,7 +92,7 @@ void OpenTerminalDevice()
         fptr_tty = fdopen(fd, "w");
 }
 
-void SetCursor(int* row, int* col, const Position& place)
+void SetCursor(int* row, int* col, Place place)
 {
     *row = place.row;
     *col = place.col;
@@ -106,11 +101,11 @@ void SetCursor(int* row, int* col, const Position& place)
 void ChooseLocal(int* row, int* col)
 {
     attrset(A_STANDOUT);
-    PutText(LPos.row, LPos.col, LOCAL_LINE);
+    PutText(LPos, LOCAL_LINE);
     attrset(A_NORMAL);
-    PutText(RPos.row, RPos.col, REMOTE_LINE);
-    PutBlanks(IPos.row, IPos.col, PROMPT_LENGTH);
-    PutBlanks(CPos.row, CPos.col, PROMPT_LENGTH);
+    PutText(RPos, REMOTE_LINE);
+    PutBlanks(IPos, PROMPT_LENGTH);
+    PutBlanks(CPos, PROMPT_LENGTH);
     choice = CHOICE_LOCAL;
     SetCursor(row, col, LPos);
     TolvdPresent();
@@ -119,16 +114,16 @@ void ChooseLocal(int* row, int* col)
 // The remote line appears in whatever rendition is current.
 void ChooseRemote(int* row, int* col)
 {
-    PutText(RPos.row, RPos.col, REMOTE_LINE);
+    PutText(RPos, REMOTE_LINE);
     attrset(A_NORMAL);
-    PutText(LPos.row, LPos.col, LOCAL_LINE);
-    PutText(IPos.row, IPos.col, ADDRESS_PROMPT);
-    PutText(CPos.row, CPos.col, COMMUNITY_PROMPT);
+    PutText(LPos, LOCAL_LINE);
+    PutText(IPos, ADDRESS_PROMPT);
+    PutText(CPos, COMMUNITY_PROMPT);
     choice = CHOICE_REMOTE;
     SetCursor(row, col, {RPos.row, LPos.col});
 }
 
-void EnterField(int entryMode, const Position& prompt, int* mode, int* row, int* col)
+void EnterField(int entryMode, Place prompt, int* mode, int* row, int* col)
 {
     if (choice == CHOICE_LOCAL)
         return;
@@ -172,9 +167,9 @@ void EditText(int key, int* col, char* text, int* typed)
     }
 }
 
-void PutPromptValue(const Position& prompt, const char* value)
+void PutPromptValue(Place prompt, const char* value)
 {
-    PutText(prompt.row, prompt.col + VALUE_OFFSET, value);
+    PutText(RightOf(prompt, VALUE_OFFSET), value);
 }
 
 } // namespace
@@ -228,8 +223,8 @@ int Opening_Text(int key, int* mode, int* col, int* row, char* address, char* co
 
 void PlaceTXT(const char* address, const char* community, int row, int col)
 {
-    PutBlanks(IPos.row, IPos.col + VALUE_OFFSET, VALUE_LENGTH);
-    PutBlanks(CPos.row, CPos.col + VALUE_OFFSET, VALUE_LENGTH);
+    PutBlanks(RightOf(IPos, VALUE_OFFSET), VALUE_LENGTH);
+    PutBlanks(RightOf(CPos, VALUE_OFFSET), VALUE_LENGTH);
     if (row != LPos.row) {
         PutPromptValue(IPos, address);
         PutPromptValue(CPos, community);
@@ -244,7 +239,7 @@ void PlaceTXT(const char* address, const char* community, int row, int col)
 void PlaceCOMMENTS(const char text[3][70])
 {
     for (int line = 0; line < 3; line++)
-        PutTabbedText(HPos.row + line, HPos.col, text[line]);
+        PutTabbedText({HPos.row + line, HPos.col}, text[line]);
 }
 
 void EditIPADDRESS(int key, int* mode, int* col, int* row, char* address)

@@ -30,17 +30,17 @@ constexpr double PANEL_PAUSE = 3.0; // seconds, for reading the panels
 constexpr int LEFT_TOP = 3;
 constexpr int LEFT_LABEL_COL = 3;
 
-constexpr Cell ADDRESS_CELL = {3, 23};
-constexpr Cell COMMUNITY_CELL = {4, 23};
-constexpr Cell AC_POWER_CELL = {5, 25};
-constexpr Cell BATTERY_STATUS_CELL = {6, 25};
-constexpr Cell TIME_ON_BATTERY_CELL = {7, 25};
-constexpr Cell AC_FAIL_DELAY_CELL = {8, 26};
-constexpr Cell UPS_OFF_DELAY_CELL = {9, 26};
+constexpr Place ADDRESS_PLACE = {3, 23};
+constexpr Place COMMUNITY_PLACE = {4, 23};
+constexpr Place AC_POWER_PLACE = {5, 25};
+constexpr Place BATTERY_STATUS_PLACE = {6, 25};
+constexpr Place TIME_ON_BATTERY_PLACE = {7, 25};
+constexpr Place AC_FAIL_DELAY_PLACE = {8, 26};
+constexpr Place UPS_OFF_DELAY_PLACE = {9, 26};
 // A time on battery that does not answer is reported three rows lower than it
 // would stand; known and kept.
-constexpr Cell NO_TIME_CELL = {10, 25};
-constexpr Cell WARNING_CELL = {17, 4};
+constexpr Place NO_TIME_PLACE = {10, 25};
+constexpr Place WARNING_PLACE = {17, 4};
 constexpr int ADDRESS_WIDTH = 14;
 
 // The left panel's own state: the alarm texts stand out in every second paint.
@@ -55,49 +55,44 @@ int ReadNumber(const char* objectId)
     return ReadObject(objectId, object) ? atoi(object.text) : 0;
 }
 
-void PutCell(const Cell& cell, const char* text)
-{
-    PutText(cell.row, cell.col, text);
-}
-
 void DrawLeftLabels()
 {
     for (int line = 0; line < SNMP_LEFT_ROWS; line++)
-        PutText(LEFT_TOP + line, LEFT_LABEL_COL, SNMP_LEFTTXT[line]);
+        PutText({LEFT_TOP + line, LEFT_LABEL_COL}, SNMP_LEFTTXT[line]);
 }
 
 void PutDelays(const StatusFields& fields)
 {
-    PutCell(AC_FAIL_DELAY_CELL, fields.acFailDelayText);
-    PutCell(UPS_OFF_DELAY_CELL, fields.upsOffDelayText);
+    PutText(AC_FAIL_DELAY_PLACE, fields.acFailDelayText);
+    PutText(UPS_OFF_DELAY_PLACE, fields.upsOffDelayText);
 }
 
-void PutAlarm(const Cell& cell, const char* text)
+void PutAlarm(Place place, const char* text)
 {
-    PutBlinking(cell.row, cell.col, text, leftPanel.flash);
+    PutBlinking(place, text, leftPanel.flash);
 }
 
 void PutTimeOnBattery()
 {
     ObjectText seconds;
     if (!ReadObject(OID_TIME_ON_BATTERY, seconds)) {
-        PutCell(NO_TIME_CELL, NO_VALUE);
+        PutText(NO_TIME_PLACE, NO_VALUE);
         return;
     }
     char text[20];
     FormatText(text, sizeof(text), "%6d Sec.", atoi(seconds.text));
-    PutCell(TIME_ON_BATTERY_CELL, text);
+    PutText(TIME_ON_BATTERY_PLACE, text);
 }
 
 void PutAcPower(bool isAnswered)
 {
     if (!isAnswered) {
-        PutCell(AC_POWER_CELL, NO_VALUE);
+        PutText(AC_POWER_PLACE, NO_VALUE);
     } else if (ReadNumber(OID_OUTPUT_STATUS) == OUTPUT_ON_BATTERY) {
-        PutAlarm(AC_POWER_CELL, "AC FAILS");
+        PutAlarm(AC_POWER_PLACE, "AC FAILS");
         PutTimeOnBattery();
     } else {
-        PutCell(AC_POWER_CELL, NORMAL_TEXT);
+        PutText(AC_POWER_PLACE, NORMAL_TEXT);
     }
 }
 
@@ -106,11 +101,11 @@ int PutBatteryStatus()
 {
     int status = ReadNumber(OID_BATTERY_STATUS);
     if (status == BATTERY_NORMAL)
-        PutCell(BATTERY_STATUS_CELL, NORMAL_TEXT);
+        PutText(BATTERY_STATUS_PLACE, NORMAL_TEXT);
     if (status == BATTERY_UNKNOWN)
-        PutCell(BATTERY_STATUS_CELL, NO_VALUE);
+        PutText(BATTERY_STATUS_PLACE, NO_VALUE);
     if (status == BATTERY_LOW) {
-        PutAlarm(BATTERY_STATUS_CELL, "BAT. LOW");
+        PutAlarm(BATTERY_STATUS_PLACE, "BAT. LOW");
         PutTimeOnBattery();
     }
     return status;
@@ -119,9 +114,9 @@ int PutBatteryStatus()
 void PutShutdownWarning(bool isDue)
 {
     if (isDue)
-        PutAlarm(WARNING_CELL, SHUTDOWN_WARNING);
+        PutAlarm(WARNING_PLACE, SHUTDOWN_WARNING);
     else
-        PutBlanks(WARNING_CELL.row, WARNING_CELL.col, SHUTDOWN_WARNING_LENGTH);
+        PutBlanks(WARNING_PLACE, SHUTDOWN_WARNING_LENGTH);
 }
 
 // Reads a number in tenths and writes it with one decimal, here and in the
@@ -178,7 +173,7 @@ void CheckForNoOutput(StatusFields& fields)
 // The longer no-data prompt begins left of the basic one.
 void WipeLongPrompt()
 {
-    PutBlanks(sb_p.row, QUIT_PROMPT_COL, PROMPT_COL - QUIT_PROMPT_COL);
+    PutBlanks({sb_p.row, QUIT_PROMPT_COL}, PROMPT_COL - QUIT_PROMPT_COL);
 }
 
 } // namespace
@@ -198,10 +193,10 @@ void TryToOpenSession(int* snmpUp)
 
 void PutAgentAddress(const char* address, const char* community)
 {
-    PutBlanks(ADDRESS_CELL.row, ADDRESS_CELL.col, ADDRESS_WIDTH);
-    PutBlanks(COMMUNITY_CELL.row, COMMUNITY_CELL.col, ADDRESS_WIDTH);
-    PutCell(ADDRESS_CELL, address);
-    PutCell(COMMUNITY_CELL, community);
+    PutBlanks(ADDRESS_PLACE, ADDRESS_WIDTH);
+    PutBlanks(COMMUNITY_PLACE, ADDRESS_WIDTH);
+    PutText(ADDRESS_PLACE, address);
+    PutText(COMMUNITY_PLACE, community);
 }
 
 int ConnectionStatus()
@@ -250,12 +245,12 @@ void DrawSnmpRight(StatusFields& fields)
 void SNMPnoDATA(StatusFields& fields)
 {
     BasicScreen(2);
-    for (int row = AC_POWER_CELL.row; row <= NO_TIME_CELL.row; row++)
-        PutText(row, AC_POWER_CELL.col, NO_VALUE);
-    PutBlanks(NO_TIME_CELL.row, NO_TIME_CELL.col, 4);
+    for (int row = AC_POWER_PLACE.row; row <= NO_TIME_PLACE.row; row++)
+        PutText({row, AC_POWER_PLACE.col}, NO_VALUE);
+    PutBlanks(NO_TIME_PLACE, 4);
     DrawLeftLabels();
     PutDelays(fields);
-    PutText(sb_p.row, QUIT_PROMPT_COL, QUIT_PROMPT);
+    PutText({sb_p.row, QUIT_PROMPT_COL}, QUIT_PROMPT);
 }
 
 void RemoteSNMPLeftText(const char* address, const char* community)
@@ -264,7 +259,7 @@ void RemoteSNMPLeftText(const char* address, const char* community)
     // Wiped before the refresh on purpose: a remote UPS never announces the
     // shutdown of this computer.
     PutShutdownWarning(false);
-    move(SCREEN_PARK_ROW, SCREEN_PARK_COL);
+    ParkCursor();
 }
 
 void StartPanelsAnew()
@@ -275,7 +270,7 @@ void StartPanelsAnew()
 
 void PaintPanels(StatusFields& fields)
 {
-    PutText(sb_p.row, PROMPT_COL, BASIC_PROMPT);
+    PutText({sb_p.row, PROMPT_COL}, BASIC_PROMPT);
     DrawSnmpLeft(fields);
     DrawSnmpRight(fields);
     PauseSeconds(PANEL_PAUSE);

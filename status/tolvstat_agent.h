@@ -15,12 +15,6 @@ inline constexpr int MODE_INFORMATION = 2; // the page of ScreenTwo
 
 inline constexpr int PROMPT_COL = 51; // of the key prompt, on the status bar's row
 
-// A place on the screen.
-struct Cell {
-    int row;
-    int col;
-};
-
 inline constexpr char NO_ANSWER[] = "***"; // preset of a text that only an answer replaces
 
 // What an object answered, or NO_ANSWER.

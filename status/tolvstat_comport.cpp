@@ -40,7 +40,7 @@ constexpr int PORT_BLANKS = 13; // they reach the frame's column 38
 
 // The left panel: rows 3 to 21, columns 3 to 35.
 // clang-format off
-const ScreenPlace sw1_p[LEFT_LINES] = {
+const LayoutLine sw1_p[LEFT_LINES] = {
     { 3, 3, 23}, { 4, 3, 23}, { 5, 3, 23}, { 6, 3, 23},
     { 8, 3, 26}, { 9, 3, 26}, {10, 3, 23}, {11, 3, 23}, {12, 3, 23}, {13, 3, 23}, {14, 3, 23},
     {16, 3, 24}, {17, 3, 24}, {18, 3, 24}, {19, 3, 24}, {20, 3, 26}, {21, 3, 26}, {15, 3, 27},
@@ -111,36 +111,36 @@ bool IsKnown(const char* text)
 void DrawLeftLabels()
 {
     for (int line = 0; line < LEFT_LINES; line++)
-        PutTabbedText(sw1_p[line].row, sw1_p[line].labelCol, sw1_s[line]);
+        PutTabbedText(LabelPlace(sw1_p[line]), sw1_s[line]);
 }
 
 void PutLeftValue(const StatusFields& fields, const LeftValue& value)
 {
     const char* text = reinterpret_cast<const char*>(&fields) + value.offset;
-    const ScreenPlace& place = sw1_p[value.line];
+    const LayoutLine& place = sw1_p[value.line];
     bool isAlarm = value.alarm != nullptr && strcmp(text, value.alarm) == 0;
-    PutBlinking(place.row, place.valueCol, text, isAlarm ? comportPanel.flash : 0);
+    PutBlinking(ValuePlace(place), text, isAlarm ? comportPanel.flash : 0);
     if (!IsKnown(text))
-        PutBlanks(place.row, place.valueCol + 3, value.wipe);
+        PutBlanks(RightOf(ValuePlace(place), 3), value.wipe);
 }
 
 // The label's own "Hz" goes with the blanks and comes back beside a value.
 void PutLineFrequency(const char* frequency)
 {
-    const ScreenPlace& place = sw1_p[LEFT_FREQUENCY];
-    PutBlanks(place.row, place.valueCol, 8);
+    const LayoutLine& place = sw1_p[LEFT_FREQUENCY];
+    PutBlanks(ValuePlace(place), 8);
     if (!IsKnown(frequency)) {
-        PutText(place.row, place.valueCol, frequency);
+        PutText(ValuePlace(place), frequency);
         return;
     }
-    PutText(place.row, place.valueCol + 1, frequency);
-    PutText(place.row, place.valueCol + 6, "Hz");
+    PutText(RightOf(ValuePlace(place), 1), frequency);
+    PutText(RightOf(ValuePlace(place), 6), "Hz");
 }
 
 void PutCommPort(const char* port)
 {
-    PutBlanks(sw1_p[LEFT_PORT].row, sw1_p[LEFT_PORT].valueCol, PORT_BLANKS);
-    PutText(sw1_p[LEFT_PORT].row, sw1_p[LEFT_PORT].valueCol, port);
+    PutBlanks(ValuePlace(sw1_p[LEFT_PORT]), PORT_BLANKS);
+    PutText(ValuePlace(sw1_p[LEFT_PORT]), port);
 }
 
 // Without a daemon nobody would shut the system down, so nothing is announced.
@@ -148,9 +148,9 @@ void PutShutdownWarning(const StatusFields& fields, int shutdownDue)
 {
     bool isDue = strcmp(fields.acPower, "AC FAILS") == 0 ||
                  strcmp(fields.batteryStatus, "BAT. LOW") == 0 || shutdownDue == 1;
-    PutBlanks(sw1_p[LEFT_WARNING].row, WARNING_COL, SHUTDOWN_WARNING_LENGTH);
+    PutBlanks({sw1_p[LEFT_WARNING].row, WARNING_COL}, SHUTDOWN_WARNING_LENGTH);
     if (TolvdPresent() == 1 && isDue)
-        PutBlinking(sw1_p[LEFT_WARNING].row, WARNING_COL, SHUTDOWN_WARNING, comportPanel.flash);
+        PutBlinking({sw1_p[LEFT_WARNING].row, WARNING_COL}, SHUTDOWN_WARNING, comportPanel.flash);
 }
 
 // A voltage with its leading zeros blanked, and the scale that goes with it.
@@ -161,7 +161,7 @@ void PutComportVoltage(RightLine line, RightLine scale, const char* voltage)
     RpLeadingZeros(text);
     PutRightValue(line, text);
     if (!IsKnown(voltage))
-        PutBlanks(sw2_p[line].row, sw2_p[line].valueCol + 3, 7);
+        PutBlanks(RightOf(ValuePlace(sw2_p[line]), 3), 7);
     if (ChkFloat(voltage) == 1 && IsHighVoltage(atoi(voltage)) == 1)
         DrawHighVoltageScale(scale);
 }
@@ -218,7 +218,7 @@ void DrawComportRight(StatusFields& fields)
     PutComportVoltage(RIGHT_OUTPUT, RIGHT_OUTPUT_SCALE, fields.outputVoltage);
     PutRightValue(RIGHT_LOAD, fields.loadPercent);
     if (!IsKnown(fields.loadPercent))
-        PutBlanks(sw2_p[RIGHT_LOAD].row, sw2_p[RIGHT_LOAD].valueCol + 3, 1);
+        PutBlanks(RightOf(ValuePlace(sw2_p[RIGHT_LOAD]), 3), 1);
     double level = BatteryLevel(fields);
     PutBatteryLevel(level);
     char frequency[sizeof(fields.inputFrequency)];
@@ -226,7 +226,7 @@ void DrawComportRight(StatusFields& fields)
     RpLeadingZeros(frequency);
     PutRightValue(RIGHT_FREQUENCY, frequency);
     if (!IsKnown(fields.inputFrequency))
-        PutBlanks(sw2_p[RIGHT_FREQUENCY].row, sw2_p[RIGHT_FREQUENCY].valueCol + 3, 4);
+        PutBlanks(RightOf(ValuePlace(sw2_p[RIGHT_FREQUENCY]), 3), 4);
     DrawLineBars(fields, level);
 }
 
@@ -236,6 +236,6 @@ void DrawScreen(StatusFields& fields, int shutdownDue)
     DrawComportLeft(fields, shutdownDue);
     DrawComportRight(fields);
     if (fields.modelText[0] != '\0')
-        PutText(st_p[0].row, st_p[0].valueCol, fields.modelText);
-    PutText(sb_p.row, QUIT_PROMPT_COL, QUIT_PROMPT);
+        PutText(ValuePlace(st_p[0]), fields.modelText);
+    PutText({sb_p.row, QUIT_PROMPT_COL}, QUIT_PROMPT);
 }

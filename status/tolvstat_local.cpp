@@ -78,7 +78,7 @@ void SNMP_actions(int key, int* mode, int* redraw, int* snmpUp, int* pagePending
     }
     if (*mode == MODE_PANELS) {
         PutAgentAddress(config.snmpIp, config.snmpCommunity);
-        move(SCREEN_PARK_ROW, SCREEN_PARK_COL);
+        ParkCursor();
     }
     localPass.prevconnection = *snmpUp == 1 ? ConnectionStatus() : connection;
     previnst = present;
@@ -106,7 +106,7 @@ void ReConfig(StatusFields& fields, PowerConfig& config, ScheduleEntry schedule[
         *mode = MODE_PANELS;
         localPass.prevconnection = 0; // the serial screen's prompt is to be wiped
     } else if (config.commMode == COMM_SERIAL) {
-        PutBlanks(st_p[0].row, st_p[0].valueCol, 38);
+        PutBlanks(ValuePlace(st_p[0]), 38);
     }
     *lastCommMode = config.commMode;
     BlankScreen();

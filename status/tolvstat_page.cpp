@@ -43,8 +43,8 @@ constexpr char PAGE_PROMPT[] = "[r]-Redraw, [q]-Quit\t      ";
 // Information page: the first 19 objects that answer stand on the left.
 constexpr int INFO_TEXT_SIZE = 50;
 constexpr int INFO_LEFT_COUNT = 19;
-constexpr Cell INFO_LEFT_CELL = {3, 2};
-constexpr Cell INFO_RIGHT_CELL = {7, 42};
+constexpr Place INFO_LEFT_PLACE = {3, 2};
+constexpr Place INFO_RIGHT_PLACE = {7, 42};
 constexpr int INFO_VALUE_OFFSET = 20; // from the label's column
 
 } // namespace
@@ -52,9 +52,9 @@ constexpr int INFO_VALUE_OFFSET = 20; // from the label's column
 void ScreenTwo()
 {
     BasicScreen(2);
-    PutTabbedText(sb_p.row, PROMPT_COL, PAGE_PROMPT);
+    PutTabbedText({sb_p.row, PROMPT_COL}, PAGE_PROMPT);
     for (int row = 3; row <= 6; row++) // room for the long texts of the first objects
-        PutBlanks(row, 38, 13);
+        PutBlanks({row, 38}, 13);
     int shown = 0;
     for (const InfoObject& info : SNMPINFO_OID) {
         ObjectText object;
@@ -64,10 +64,10 @@ void ScreenTwo()
         CopyField(text, object.text);
         CleanString(text);
         bool isLeft = shown < INFO_LEFT_COUNT;
-        const Cell& top = isLeft ? INFO_LEFT_CELL : INFO_RIGHT_CELL;
+        Place top = isLeft ? INFO_LEFT_PLACE : INFO_RIGHT_PLACE;
         int row = top.row + (isLeft ? shown : shown - INFO_LEFT_COUNT);
-        PutText(row, top.col, info.label);
-        PutText(row, top.col + INFO_VALUE_OFFSET, text);
+        PutText({row, top.col}, info.label);
+        PutText({row, top.col + INFO_VALUE_OFFSET}, text);
         shown++;
     }
     // Drawn last, across the fourth object's row: the page has always looked so.
@@ -84,5 +84,5 @@ void UPSname_model()
     CleanString(second.text);
     char text[2 * UPS_TEXT_SIZE];
     FormatText(text, sizeof(text), "%s%s", second.text, first.text);
-    PutText(st_p[0].row, st_p[0].valueCol, text);
+    PutText(ValuePlace(st_p[0]), text);
 }

@@ -24,7 +24,7 @@ constexpr char HIGH_VOLTAGE_SCALE[] = "180  190  200  210  220  230  240";
 } // namespace
 
 // clang-format off
-const ScreenPlace sw2_p[RIGHT_LINES] = {
+const LayoutLine sw2_p[RIGHT_LINES] = {
     { 3, LABEL_COL, 62}, { 4, LABEL_COL, -1}, { 5, LABEL_COL, -1},
     { 7, LABEL_COL, 63}, { 8, LABEL_COL, -1}, { 9, LABEL_COL, -1},
     {11, LABEL_COL, 62}, {12, LABEL_COL, -1}, {13, LABEL_COL, -1},
@@ -59,7 +59,7 @@ void DrawBar(RightLine line, int cells)
 {
     char bar[BAR_TEXT_SIZE];
     MakeBar(bar, cells);
-    PutText(sw2_p[line].row, BAR_COL, bar);
+    PutText({sw2_p[line].row, BAR_COL}, bar);
 }
 
 void DrawVoltageBar(RightLine line, const char* voltage)
@@ -82,17 +82,17 @@ void DrawUnitBar(RightLine line, int value, int highest)
 void DrawRightLabels()
 {
     for (int line = 0; line < RIGHT_LINES; line++)
-        PutText(sw2_p[line].row, sw2_p[line].labelCol, sw2_s[line]);
+        PutText(LabelPlace(sw2_p[line]), sw2_s[line]);
 }
 
 void PutRightValue(RightLine line, const char* text)
 {
-    PutText(sw2_p[line].row, sw2_p[line].valueCol, text);
+    PutText(ValuePlace(sw2_p[line]), text);
 }
 
 void DrawHighVoltageScale(RightLine scale)
 {
-    PutText(sw2_p[scale].row, sw2_p[scale].labelCol, HIGH_VOLTAGE_SCALE);
+    PutText(LabelPlace(sw2_p[scale]), HIGH_VOLTAGE_SCALE);
 }
 
 int IsHighVoltage(int wholeVolts)
@@ -100,11 +100,11 @@ int IsHighVoltage(int wholeVolts)
     return wholeVolts > HIGH_SCALE_ABOVE ? 1 : 0;
 }
 
-void PutBlinking(int row, int col, const char* text, int phase)
+void PutBlinking(Place place, const char* text, int phase)
 {
     if (phase == 1)
         attrset(A_STANDOUT);
-    PutText(row, col, text);
+    PutText(place, text);
     attrset(A_NORMAL);
 }
 

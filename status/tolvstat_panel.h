@@ -31,7 +31,7 @@ enum RightLine {
 };
 
 // The right panel: rows 3 to 21, columns 42 to 75.
-extern const ScreenPlace sw2_p[RIGHT_LINES];
+extern const LayoutLine sw2_p[RIGHT_LINES];
 extern const char sw2_s[RIGHT_LINES][35];
 
 // All of them; their blanks and bar rules wipe the values and bars of the last pass.
@@ -47,7 +47,7 @@ void DrawHighVoltageScale(RightLine scale);
 int IsHighVoltage(int wholeVolts);
 
 // Writes an alarm text, in standout while phase is 1.
-void PutBlinking(int row, int col, const char* text, int phase);
+void PutBlinking(Place place, const char* text, int phase);
 
 // The five bars from inputVoltage, outputVoltage, loadPercent, batteryLevel (in
 // percent, negative = unknown) and inputFrequency. What is no number has no bar.
