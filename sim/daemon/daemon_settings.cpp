@@ -1,4 +1,4 @@
-#include "sim/daemon_settings.h"
+#include "sim/daemon/daemon_settings.h"
 
 #include <cstdio>
 

@@ -1,5 +1,5 @@
 // What the commands do to the model, whether they come over the network or the serial line.
-#include "sim/ups_model.h"
+#include "sim/model/ups_model.h"
 
 #include <cctype>
 #include <cstring>

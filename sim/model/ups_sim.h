@@ -4,8 +4,8 @@
 #include <deque>
 #include <string>
 
-#include "sim/ups_faults.h"
-#include "sim/ups_model.h"
+#include "sim/model/ups_faults.h"
+#include "sim/model/ups_model.h"
 
 struct UpsSim {
     UpsModel model;

@@ -1,7 +1,7 @@
 // The model in words, for the control channel.
 #include <cstdio>
 
-#include "sim/ups_control.h"
+#include "sim/model/ups_control.h"
 
 static constexpr const char* kTestNames[] = {"none", "self-test", "until-low", "timed",
                                              "calibration"};

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "sim/ups_model.h"
+#include "sim/model/ups_model.h"
 
 enum class ValueType { integer, gauge, counter, timeticks, text, objectId, ipAddress, null };
 

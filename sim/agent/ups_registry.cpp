@@ -5,7 +5,7 @@
 
 #include <net-snmp/agent/net-snmp-agent-includes.h>
 
-#include "sim/ups_registry.h"
+#include "sim/agent/ups_registry.h"
 
 #include <arpa/inet.h>
 

@@ -1,9 +1,9 @@
-#include "sim/daemon_source.h"
+#include "sim/daemon/daemon_source.h"
 
 #include <cstdlib>
 
-#include "sim/ups_control.h"
-#include "sim/ups_server.h"
+#include "sim/model/ups_control.h"
+#include "sim/model/ups_server.h"
 
 // The text behind a key of the state's lines; empty when the key is not there.
 static std::string Find(const std::string& state, const char* key)

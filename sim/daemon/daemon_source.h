@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "sim/ups_sim.h"
+#include "sim/model/ups_sim.h"
 
 // What one serial status reply needs to know.
 struct UpsReadings {

@@ -1,4 +1,4 @@
-#include "sim/daemon_queues.h"
+#include "sim/daemon/daemon_queues.h"
 
 #include <cstring>
 #include <sys/ipc.h>

@@ -1,4 +1,4 @@
-#include "sim/daemon_files.h"
+#include "sim/daemon/daemon_files.h"
 
 #include <algorithm>
 #include <cstdio>

@@ -1,4 +1,4 @@
-#include "sim/ups_objects.h"
+#include "sim/model/ups_objects.h"
 
 #include <cmath>
 #include <cstring>

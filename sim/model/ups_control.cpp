@@ -1,4 +1,4 @@
-#include "sim/ups_control.h"
+#include "sim/model/ups_control.h"
 
 #include <cmath>
 #include <cstdlib>

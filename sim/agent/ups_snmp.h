@@ -4,7 +4,7 @@
 #include <sys/select.h>
 #include <sys/time.h>
 
-#include "sim/ups_sim.h"
+#include "sim/model/ups_sim.h"
 
 // Starts to answer on a UDP address ("192.0.2.10", with ":161" understood); one agent a process.
 // Requests with another community or version get no answer. False when that is not possible.

@@ -5,7 +5,7 @@
 #include <sys/select.h>
 #include <vector>
 
-#include "sim/ups_sim.h"
+#include "sim/model/ups_sim.h"
 
 struct ControlClient {
     int fd = -1;

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "sim/ups_sim.h"
+#include "sim/model/ups_sim.h"
 
 // Carries out one line; the result is the whole reply, its last line "ok" or "error TEXT".
 std::string ControlCommand(UpsSim& sim, const std::string& line);

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "sim/ups_objects.h"
+#include "sim/model/ups_objects.h"
 
 struct UpsFault {
     bool silent = false;

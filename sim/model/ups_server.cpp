@@ -1,4 +1,4 @@
-#include "sim/ups_server.h"
+#include "sim/model/ups_server.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -9,7 +9,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-#include "sim/ups_control.h"
+#include "sim/model/ups_control.h"
 
 static constexpr size_t kLongestLine = 4096;
 static constexpr size_t kMostClients = 64;

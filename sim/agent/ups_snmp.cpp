@@ -7,9 +7,9 @@
 
 #include <net-snmp/agent/agent_callbacks.h>
 
-#include "sim/ups_late.h"
-#include "sim/ups_registry.h"
-#include "sim/ups_snmp.h"
+#include "sim/agent/ups_late.h"
+#include "sim/agent/ups_registry.h"
+#include "sim/agent/ups_snmp.h"
 
 static UpsSim* sim_;
 static std::string community_;

@@ -5,7 +5,7 @@
 
 #include <net-snmp/library/snmp_transport.h>
 
-#include "sim/ups_late.h"
+#include "sim/agent/ups_late.h"
 
 #include <algorithm>
 #include <string>

@@ -6,8 +6,8 @@
 #include <sys/select.h>
 #include <time.h>
 
-#include "sim/ups_server.h"
-#include "sim/ups_snmp.h"
+#include "sim/agent/ups_snmp.h"
+#include "sim/model/ups_server.h"
 
 struct AgentOptions {
     const char* listen = "192.0.2.10";

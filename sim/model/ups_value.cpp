@@ -1,5 +1,5 @@
 // Values in the words of the control channel.
-#include "sim/ups_objects.h"
+#include "sim/model/ups_objects.h"
 
 #include <arpa/inet.h>
 #include <cerrno>

@@ -6,10 +6,10 @@
 #include <time.h>
 #include <unistd.h>
 
-#include "sim/daemon_files.h"
-#include "sim/daemon_queues.h"
-#include "sim/daemon_settings.h"
-#include "sim/daemon_source.h"
+#include "sim/daemon/daemon_files.h"
+#include "sim/daemon/daemon_queues.h"
+#include "sim/daemon/daemon_settings.h"
+#include "sim/daemon/daemon_source.h"
 
 static constexpr const char* kLockFile = "/run/wardenlink-daemon.lock";
 static constexpr const char* kDefaultControl = "/run/wardenlink-sim.sock";

@@ -1,4 +1,4 @@
-#include "sim/ups_faults.h"
+#include "sim/model/ups_faults.h"
 
 #include <algorithm>
 

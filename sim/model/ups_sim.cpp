@@ -1,4 +1,4 @@
-#include "sim/ups_sim.h"
+#include "sim/model/ups_sim.h"
 
 #include <cmath>
 

@@ -15,8 +15,8 @@ import time
 
 import pytest
 
-from selftest_tools import (ADDRESS, CONTROL, UPS, Control, ask, field, integer, number,
-                            open_socket, parse, request, wait_until, write)
+from channels import (ADDRESS, CONTROL, UPS, Control, ask, field, integer, number, open_socket,
+                      parse, request, wait_until, write)
 
 LOAD = UPS + "4.2.3.0"
 INPUT = UPS + "3.2.1.0"
@@ -190,10 +190,10 @@ def test_several_clients_are_served_at_once(control):
 
 
 def test_the_readme_lists_every_name_and_no_other(control):
-    here = os.path.dirname(os.path.abspath(__file__))
-    with open(os.path.join(here, "README.md"), encoding="utf-8") as file:
+    sources = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "sim")
+    with open(os.path.join(sources, "README.md"), encoding="utf-8") as file:
         rows = re.findall(r"^\| `(\w+)` \| `(\.[\d.]+)` \|", file.read(), re.M)
-    with open(os.path.join(here, "ups_objects.cpp"), encoding="utf-8") as file:
+    with open(os.path.join(sources, "model", "ups_objects.cpp"), encoding="utf-8") as file:
         table = re.findall(r'^    (?:Reading|Text|Command)\("(\w+)"', file.read(), re.M)
     assert [name for name, _ in rows] == table
     for name, oid in rows:

@@ -1,4 +1,4 @@
-#include "sim/ups_model.h"
+#include "sim/model/ups_model.h"
 
 #include <algorithm>
 #include <cmath>
