@@ -1,4 +1,4 @@
-"""The simulated UPS and the stand-in daemon inside a private world (tests/world)."""
+"""The simulated UPS and the stand-in daemon inside a private world (tools/world)."""
 
 import os
 import select
@@ -13,7 +13,7 @@ import queues
 from process import RunningFrom
 from stopwatch import Stopwatch
 
-ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+ROOT = os.path.abspath(os.path.join(os.path.dirname(__file__), *[os.pardir] * 3))
 FOLDER = "/etc/wardenlink"
 DAEMON = FOLDER + "/daemon"
 CONTROL = "/run/wardenlink-sim.sock"
@@ -29,7 +29,7 @@ def bin(name):
 
 def agent_address():
     """The address that the simulated UPS answers at."""
-    assert "WARDENLINK_AGENT" in os.environ, "run this through tests/world"
+    assert "WARDENLINK_AGENT" in os.environ, "run this through tools/world"
     return os.environ["WARDENLINK_AGENT"]
 
 
