@@ -1,5 +1,5 @@
 // The command center's keys, panels and outcome lines, and its commands for the daemon.
-#include "tests/unit/issuer_screen.h"
+#include "tests/unit/support/issuer_screen.h"
 
 #include <initializer_list>
 #include <sys/ipc.h>

@@ -2,8 +2,8 @@
 // alerts on a screen of the test's own.
 #include "config/tolvconf.h"
 #include "config/tolvconf_value.h"
-#include "tests/unit/held.h"
-#include "tests/unit/settings_image.h"
+#include "tests/unit/support/held.h"
+#include "tests/unit/support/settings_image.h"
 
 #include <cstdio>
 #include <cstdlib>

@@ -4,7 +4,7 @@
 #include "issuer/tolvissuer.h"
 #include "snmp/snmplib.h"
 #include "snmp/upsconf.h"
-#include "tests/unit/curses_screen.h"
+#include "tests/unit/support/curses_screen.h"
 
 #include <cstring>
 

@@ -1,7 +1,7 @@
 // The opening screen's handlers, key by key, on a screen of the test's own.
 #include "ipc/tolvipc.h"
 #include "status/tolvstat.h"
-#include "tests/unit/curses_screen.h"
+#include "tests/unit/support/curses_screen.h"
 
 #include <cstring>
 

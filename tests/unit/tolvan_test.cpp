@@ -1,8 +1,8 @@
 // The daemon's start and stop, the debug switches, the usage and the super-user rule.
 #include "front/tolvan.h"
 #include "settings/tolv_lib.h"
-#include "tests/unit/files.h"
-#include "tests/unit/raw_queue.h"
+#include "tests/unit/support/files.h"
+#include "tests/unit/support/raw_queue.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>

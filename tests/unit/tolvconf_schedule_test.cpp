@@ -1,8 +1,8 @@
 // The weekly schedule as the editor changes it cell by cell, and the check before its table
 // may be left.
 #include "config/tolvconf_value.h"
-#include "tests/unit/held.h"
-#include "tests/unit/settings_image.h"
+#include "tests/unit/support/held.h"
+#include "tests/unit/support/settings_image.h"
 
 #include <climits>
 #include <gtest/gtest.h>

@@ -1,8 +1,8 @@
 // What the command center reads from the simulated UPS and writes to it, datagram by datagram.
-#include "tests/unit/agent_world.h"
+#include "tests/unit/support/agent_world.h"
 
 // After the network library's headers: curses makes macros of common names.
-#include "tests/unit/issuer_screen.h"
+#include "tests/unit/support/issuer_screen.h"
 
 #define UPS ".1.3.6.1.4.1.935.1.1.1."
 

@@ -1,8 +1,8 @@
 // The two settings files, written: what stands in them, and what is left of the
 // old ones when a step fails.
 #include "settings/tolv_lib.h"
-#include "tests/unit/files.h"
-#include "tests/unit/settings_image.h"
+#include "tests/unit/support/files.h"
+#include "tests/unit/support/settings_image.h"
 
 #include <csignal>
 #include <gtest/gtest.h>

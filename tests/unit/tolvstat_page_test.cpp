@@ -2,8 +2,8 @@
 #include "snmp/snmplib.h"
 #include "snmp/upsconf.h"
 #include "status/tolvstat.h"
-#include "tests/unit/agent_world.h"
-#include "tests/unit/curses_screen.h"
+#include "tests/unit/support/agent_world.h"
+#include "tests/unit/support/curses_screen.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 // The five message queues, read and filled beside the product with plain system calls.
 #include "ipc/tolvipc.h"
-#include "tests/unit/raw_queue.h"
+#include "tests/unit/support/raw_queue.h"
 
 #include <gtest/gtest.h>
 

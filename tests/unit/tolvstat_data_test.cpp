@@ -1,8 +1,8 @@
 // The daemon's three reply files: how they are read, taken apart and refreshed.
 #include "front/tolvan.h"
 #include "status/tolvstat_data.h"
-#include "tests/unit/files.h"
-#include "tests/unit/status_fields.h"
+#include "tests/unit/support/files.h"
+#include "tests/unit/support/status_fields.h"
 
 #include <cstring>
 #include <gtest/gtest.h>

@@ -1,14 +1,14 @@
 // The text entry's handlers, called with the screen's cursor where the user left it.
 #include "config/getch.h"
 #include "config/tolvconf_entry.h"
-#include "tests/unit/held.h"
+#include "tests/unit/support/held.h"
 
 #include <string>
 
 #include <gtest/gtest.h>
 
 // The last, for its macros.
-#include "tests/unit/curses_screen.h"
+#include "tests/unit/support/curses_screen.h"
 
 namespace {
 

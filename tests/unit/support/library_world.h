@@ -3,7 +3,7 @@
 
 #include "snmp/snmplib.h"
 #include "snmp/upsconf.h"
-#include "tests/unit/agent_world.h"
+#include "tests/unit/support/agent_world.h"
 
 #include <string>
 

@@ -2,9 +2,9 @@
 // sequence, and over settings from disk that lie outside every range.
 #include "config/tolvconf.h"
 #include "config/tolvconf_value.h"
-#include "tests/unit/files.h"
-#include "tests/unit/held.h"
-#include "tests/unit/settings_image.h"
+#include "tests/unit/support/files.h"
+#include "tests/unit/support/held.h"
+#include "tests/unit/support/settings_image.h"
 
 #include <climits>
 #include <cmath>

@@ -1,7 +1,7 @@
 // The two settings files, read. What is expected is laid out here byte by byte.
 #include "settings/tolv_lib.h"
-#include "tests/unit/files.h"
-#include "tests/unit/settings_image.h"
+#include "tests/unit/support/files.h"
+#include "tests/unit/support/settings_image.h"
 
 #include <gtest/gtest.h>
 #include <random>

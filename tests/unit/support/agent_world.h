@@ -2,8 +2,8 @@
 // here, and a bare UDP socket in its place from agent_wire.h.
 #pragma once
 
-#include "tests/unit/agent_wire.h"
-#include "tests/unit/files.h"
+#include "tests/unit/support/agent_wire.h"
+#include "tests/unit/support/files.h"
 
 #include <csignal>
 #include <cstdio>

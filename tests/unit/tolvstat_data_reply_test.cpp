@@ -1,6 +1,6 @@
 // The UPS's replies taken apart into the texts of the screen.
 #include "status/tolvstat_data.h"
-#include "tests/unit/status_fields.h"
+#include "tests/unit/support/status_fields.h"
 
 #include <algorithm>
 #include <cstring>

@@ -1,7 +1,7 @@
 // The local screen's refresh from the daemon's files, and its battery level, as painted.
 #include "status/tolvstat_local.h"
-#include "tests/unit/files.h"
-#include "tests/unit/status_fields.h"
+#include "tests/unit/support/files.h"
+#include "tests/unit/support/status_fields.h"
 
 #include <cmath>
 #include <cstring>
