@@ -1,4 +1,4 @@
-// The daemon's start and stop, the debug switches, the usage and the super-user rule.
+// The daemon's start and stop, the debug switches and the usage.
 #include "front/tolvan.h"
 #include "settings/tolv_lib.h"
 #include "tests/unit/support/files.h"
@@ -105,39 +105,6 @@ TEST(ArgError, PrintsTheLineOfItsCodeAndTheUsageAndEnds)
         EXPECT_EQ(outcome.out, test.line + ("Usage: ./any%sname " + USAGE));
         EXPECT_EQ(outcome.err, "");
     }
-}
-
-// --- the super-user rule -----------------------------------------------------------------
-
-const std::string REFUSAL =
-    "\nSorry. You must login as super-user to run this program (User ID: 65534)!!\n";
-
-TEST(ChkUserID, LetsTheSuperUserPass)
-{
-    Outcome outcome = RunInChild([] { return ChkUserID(); });
-    EXPECT_EQ(outcome.status, 1);
-    EXPECT_EQ(outcome.out + outcome.err, "");
-}
-
-TEST(ChkUserID, RefusesAnOrdinaryUserOnStandardError)
-{
-    Outcome outcome = RunInChild([] {
-        BecomeOrdinaryUser();
-        return ChkUserID();
-    });
-    EXPECT_EQ(outcome.status, 0);
-    EXPECT_EQ(outcome.out, "");
-    EXPECT_EQ(outcome.err, REFUSAL);
-}
-
-TEST(ChkUserID, GoesByTheRealUserNotTheEffectiveOne)
-{
-    Outcome outcome = RunInChild([] {
-        BecomeOrdinaryUser(0);
-        return ChkUserID();
-    });
-    EXPECT_EQ(outcome.status, 0);
-    EXPECT_EQ(outcome.err, REFUSAL);
 }
 
 // --- start and stop ----------------------------------------------------------------------
