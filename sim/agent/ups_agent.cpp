@@ -1,13 +1,13 @@
 // The simulated UPS as a process: its SNMP agent and its control channel in one loop.
+#include "sim/agent/ups_snmp.h"
+#include "sim/model/ups_server.h"
+
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <sys/select.h>
 #include <time.h>
-
-#include "sim/agent/ups_snmp.h"
-#include "sim/model/ups_server.h"
 
 struct AgentOptions {
     const char* listen = "192.0.2.10";

@@ -7,6 +7,8 @@
 
 #include "sim/agent/ups_registry.h"
 
+#include "sim/model/ups_command.h"
+
 #include <arpa/inet.h>
 
 static UpsSim* sim_;

@@ -1,10 +1,10 @@
 // The network side of the simulated UPS: an SNMP version 1 agent for its objects.
 #pragma once
 
+#include "sim/model/ups_sim.h"
+
 #include <sys/select.h>
 #include <sys/time.h>
-
-#include "sim/model/ups_sim.h"
 
 // Starts to answer on a UDP address ("192.0.2.10", with ":161" understood); one agent a process.
 // Requests with another community or version get no answer. False when that is not possible.

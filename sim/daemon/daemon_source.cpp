@@ -1,9 +1,10 @@
 #include "sim/daemon/daemon_source.h"
 
-#include <cstdlib>
-
-#include "sim/model/ups_control.h"
+#include "sim/model/ups_command.h"
 #include "sim/model/ups_server.h"
+#include "sim/model/ups_state.h"
+
+#include <cstdlib>
 
 // The text behind a key of the state's lines; empty when the key is not there.
 static std::string Find(const std::string& state, const char* key)

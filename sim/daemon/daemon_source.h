@@ -1,9 +1,9 @@
 // Where the stand-in daemon takes its UPS from: the simulated agent, or else a model of its own.
 #pragma once
 
-#include <string>
-
 #include "sim/model/ups_sim.h"
+
+#include <string>
 
 // What one serial status reply needs to know.
 struct UpsReadings {

@@ -1,15 +1,15 @@
 // The stand-in for the resident daemon: presence, control texts, commands and reply files.
+#include "sim/daemon/daemon_files.h"
+#include "sim/daemon/daemon_queues.h"
+#include "sim/daemon/daemon_settings.h"
+#include "sim/daemon/daemon_source.h"
+
 #include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <time.h>
 #include <unistd.h>
-
-#include "sim/daemon/daemon_files.h"
-#include "sim/daemon/daemon_queues.h"
-#include "sim/daemon/daemon_settings.h"
-#include "sim/daemon/daemon_source.h"
 
 static constexpr const char* kLockFile = "/run/wardenlink-daemon.lock";
 static constexpr const char* kDefaultControl = "/run/wardenlink-sim.sock";

@@ -1,5 +1,4 @@
-// What the commands do to the model, whether they come over the network or the serial line.
-#include "sim/model/ups_model.h"
+#include "sim/model/ups_command.h"
 
 #include <cctype>
 #include <cstring>

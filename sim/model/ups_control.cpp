@@ -1,5 +1,9 @@
 #include "sim/model/ups_control.h"
 
+#include "sim/model/ups_command.h"
+#include "sim/model/ups_state.h"
+
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <vector>

@@ -1,9 +1,9 @@
 // What the simulated agent does wrong on request, for all requests and for single objects.
 #pragma once
 
-#include <string>
-
 #include "sim/model/ups_objects.h"
+
+#include <string>
 
 struct UpsFault {
     bool silent = false;

@@ -65,11 +65,6 @@ void EndTest(UpsModel& model); // a simulated power failure counts as one
 // Mains present, battery full, output on, nothing pending or under test.
 void Recover(UpsModel& model);
 
-// A write to a command object; false means a value that no UPS would take.
-bool WriteCommand(UpsModel& model, UpsCommand command, long value);
-// A command of the serial line: a, b, cNN, d, e or f; false means none of these.
-bool SerialCommand(UpsModel& model, const char* letters);
-
 bool OutputOn(const UpsModel& model);
 bool OnBattery(const UpsModel& model);
 bool BatteryLow(const UpsModel& model);

@@ -1,18 +1,10 @@
 // The objects that the simulated agent serves: one table of names, identifiers and values.
 #pragma once
 
-#include <string>
-
 #include "sim/model/ups_model.h"
+#include "sim/model/ups_value.h"
 
-enum class ValueType { integer, gauge, counter, timeticks, text, objectId, ipAddress, null };
-
-// One value as it goes on the wire; `bytes` holds texts raw, identifiers and addresses dotted.
-struct UpsValue {
-    ValueType type = ValueType::integer;
-    long number = 0;
-    std::string bytes;
-};
+#include <string>
 
 struct UpsObject {
     const char* name;
@@ -29,8 +21,3 @@ extern const UpsObject kUpsObjects[kUpsObjectCount];
 int FindObject(const std::string& nameOrOid);
 
 UpsValue ModelValue(const UpsModel& model, int object);
-
-// "integer 2300", "string TEXT", "hex 00ff", "oid .1.3", "null" and so on.
-std::string FormatValue(const UpsValue& value);
-// Reads the same form; false when the type or the value is not understood.
-bool ParseValue(const std::string& type, const std::string& rest, UpsValue* value);

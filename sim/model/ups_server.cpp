@@ -1,5 +1,7 @@
 #include "sim/model/ups_server.h"
 
+#include "sim/model/ups_control.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
@@ -8,8 +10,6 @@
 #include <sys/time.h>
 #include <sys/un.h>
 #include <unistd.h>
-
-#include "sim/model/ups_control.h"
 
 static constexpr size_t kLongestLine = 4096;
 static constexpr size_t kMostClients = 64;

@@ -1,11 +1,11 @@
 // The control channel's socket: several clients at once, none of which can hold up the others.
 #pragma once
 
+#include "sim/model/ups_sim.h"
+
 #include <string>
 #include <sys/select.h>
 #include <vector>
-
-#include "sim/model/ups_sim.h"
 
 struct ControlClient {
     int fd = -1;

@@ -1,11 +1,11 @@
 // All that one simulated UPS is made of, and how its time passes.
 #pragma once
 
-#include <deque>
-#include <string>
-
 #include "sim/model/ups_faults.h"
 #include "sim/model/ups_model.h"
+
+#include <deque>
+#include <string>
 
 struct UpsSim {
     UpsModel model;

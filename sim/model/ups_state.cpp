@@ -1,7 +1,6 @@
-// The model in words, for the control channel.
-#include <cstdio>
+#include "sim/model/ups_state.h"
 
-#include "sim/model/ups_control.h"
+#include <cstdio>
 
 static constexpr const char* kTestNames[] = {"none", "self-test", "until-low", "timed",
                                              "calibration"};

@@ -1,5 +1,4 @@
-// Values in the words of the control channel.
-#include "sim/model/ups_objects.h"
+#include "sim/model/ups_value.h"
 
 #include <arpa/inet.h>
 #include <cerrno>
