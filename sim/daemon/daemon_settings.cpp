@@ -1,10 +1,8 @@
 #include "sim/daemon/daemon_settings.h"
 
-#include <cstdio>
-
-#ifdef WARDENLINK_SETTINGS
-
 #include "settings/tolv_lib.h"
+
+#include <cstdio>
 
 void RereadSettings()
 {
@@ -19,13 +17,3 @@ void RereadSettings()
            read ? "" : " (not all files readable)");
     fflush(stdout);
 }
-
-#else
-
-void RereadSettings()
-{
-    printf("settings re-read: not possible in this build\n");
-    fflush(stdout);
-}
-
-#endif
