@@ -106,11 +106,10 @@ def test_a_stopped_daemon_takes_its_values_along(daemon, open_screen):
 
 
 REPLACER = """
-import os, sys
-sys.path.insert(0, sys.argv[1])
+import sys
 from local_painter import put_file
 while True:
-    for line in sys.argv[2:]:
+    for line in sys.argv[1:]:
         put_file("wardenlink.q1", line.encode() + b"\\r")
 """
 
@@ -120,7 +119,8 @@ def test_a_file_replaced_while_it_is_read_shows_the_old_or_the_new_line(watch):
     second = Files(input="111.1", output="122.2", load="099", frequency="61.1", battery="1.91",
                    temperature="39.9", bits="11110111")
     lines = [files.status().decode().rstrip("\r") for files in (first, second)]
-    replacer = subprocess.Popen([sys.executable, "-c", REPLACER, os.path.dirname(__file__)] + lines)
+    replacer = subprocess.Popen([sys.executable, "-c", REPLACER] + lines,
+                                env={**os.environ, "PYTHONPATH": os.pathsep.join(sys.path)})
     seen = set()
     try:
         for _ in range(60):

@@ -1,7 +1,8 @@
 import os
 import sys
 
-sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), os.pardir, "screens"))
+ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+sys.path[:0] = [os.path.join(ROOT, "tests", "screens", "support"), os.path.join(ROOT, "tools")]
 
 from fixtures import (agent, daemon, everyones, pytest_runtest_makereport, settings,  # noqa
                       start, status)

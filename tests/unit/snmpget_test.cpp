@@ -1,7 +1,7 @@
 // One GetRequest: what goes out, and what every kind of answer makes of it.
 #include "snmp/snmpget.h"
 
-#include "tests/unit/agent_wire.h"
+#include "tests/unit/support/agent_wire.h"
 
 #include <cstring>
 

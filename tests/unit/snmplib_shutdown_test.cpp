@@ -1,5 +1,5 @@
 // The access layer's status line, its shutdown sequence and its word on the console.
-#include "tests/unit/library_world.h"
+#include "tests/unit/support/library_world.h"
 
 #include <cstring>
 #include <fcntl.h>

@@ -1,6 +1,6 @@
 // Opening the access layer, reading and writing through it: against the simulated UPS, and
 // against a bare socket where the datagrams themselves count.
-#include "tests/unit/library_world.h"
+#include "tests/unit/support/library_world.h"
 
 #include <cstring>
 #include <malloc.h>

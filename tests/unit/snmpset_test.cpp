@@ -1,7 +1,7 @@
 // One SetRequest: the bytes of every kind of value, and what every answer makes of the outcome.
 #include "snmp/snmpset.h"
 
-#include "tests/unit/agent_world.h"
+#include "tests/unit/support/agent_world.h"
 
 #include <cstring>
 

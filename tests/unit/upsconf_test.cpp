@@ -1,6 +1,6 @@
 // The agent's settings: defaults, the text file of them, and the search for a key.
 #include "snmp/upsconf.h"
-#include "tests/unit/files.h"
+#include "tests/unit/support/files.h"
 
 #include <cerrno>
 #include <cstring>

@@ -1,0 +1,219 @@
+// The library's headers only work in this order.
+#include <net-snmp/net-snmp-config.h>
+
+#include <net-snmp/net-snmp-includes.h>
+
+#include <net-snmp/agent/net-snmp-agent-includes.h>
+
+#include <net-snmp/agent/agent_callbacks.h>
+
+#include "sim/agent/ups_late.h"
+#include "sim/agent/ups_registry.h"
+#include "sim/agent/ups_snmp.h"
+
+static UpsSim* sim_;
+static std::string community_;
+static netsnmp_session* session_;
+
+static std::string OidText(const netsnmp_variable_list* variable)
+{
+    std::string text;
+    for (size_t i = 0; i < variable->name_length; i++)
+        text.append(".").append(std::to_string(variable->name[i]));
+    return text;
+}
+
+static std::string WrittenText(const netsnmp_variable_list* variable)
+{
+    if (variable->type == ASN_INTEGER)
+        return FormatValue({ValueType::integer, *variable->val.integer, ""});
+    if (variable->type == ASN_OCTET_STR)
+        return FormatValue(
+            {ValueType::text, 0,
+             std::string(reinterpret_cast<const char*>(variable->val.string), variable->val_len)});
+    return "other";
+}
+
+static const char* RequestName(int command)
+{
+    switch (command) {
+    case SNMP_MSG_GET:
+        return "get";
+    case SNMP_MSG_GETNEXT:
+        return "getnext";
+    case SNMP_MSG_SET:
+        return "set";
+    default:
+        return nullptr;
+    }
+}
+
+static bool Admitted(const netsnmp_pdu* pdu)
+{
+    return pdu->version == SNMP_VERSION_1 && RequestName(pdu->command) &&
+           pdu->community_len == community_.size() &&
+           memcmp(pdu->community, community_.data(), community_.size()) == 0;
+}
+
+static std::string DescribeRequest(const netsnmp_pdu* pdu)
+{
+    std::string line = RequestName(pdu->command);
+    for (const netsnmp_variable_list* variable = pdu->variables; variable;
+         variable = variable->next_variable) {
+        line.append(" ").append(OidText(variable));
+        if (pdu->command == SNMP_MSG_SET)
+            line.append(" ").append(WrittenText(variable));
+    }
+    return line;
+}
+
+static UpsMisbehaviour RequestMisbehaviour(const netsnmp_pdu* pdu)
+{
+    UpsMisbehaviour misbehaviour = StartMisbehaviour(sim_->faults);
+    for (const netsnmp_variable_list* variable = pdu->variables; variable;
+         variable = variable->next_variable) {
+        int object = FindObject(OidText(variable));
+        if (object >= 0)
+            AddMisbehaviour(misbehaviour, sim_->faults.object[object]);
+    }
+    return misbehaviour;
+}
+
+// Sends the request back as its own answer, with that error status.
+static void AnswerUnserved(netsnmp_session* session, netsnmp_pdu* request, int status)
+{
+    netsnmp_pdu* answer = snmp_clone_pdu(request);
+    if (!answer)
+        return;
+    answer->command = SNMP_MSG_RESPONSE;
+    answer->errstat = status;
+    answer->errindex = status ? 1 : 0;
+    if (!snmp_send(session, answer))
+        snmp_free_pdu(answer);
+}
+
+// The agent library takes a null value for a missing one, so it must not see these.
+static bool AsksForNull(const netsnmp_pdu* pdu)
+{
+    if (pdu->command != SNMP_MSG_GET || !pdu->variables || pdu->variables->next_variable)
+        return false;
+    int object = FindObject(OidText(pdu->variables));
+    return object >= 0 && !sim_->faults.object[object].missing &&
+           CurrentValue(*sim_, object).type == ValueType::null;
+}
+
+static void Answer(int operation, netsnmp_session* session, int requestId, netsnmp_pdu* pdu)
+{
+    // Far from the numbers that a requester counts through, so it never fits a later request.
+    static constexpr long kOtherId = 0x40000000;
+    UpsMisbehaviour misbehaviour = RequestMisbehaviour(pdu);
+    if (misbehaviour.silent)
+        return;
+    if (misbehaviour.otherId)
+        pdu->reqid ^= kOtherId;
+    DelayAnswers(misbehaviour.delay);
+    if (misbehaviour.errorStatus || AsksForNull(pdu))
+        AnswerUnserved(session, pdu, misbehaviour.errorStatus);
+    else
+        handle_snmp_packet(operation, session, requestId, pdu, nullptr);
+    DelayAnswers(0);
+}
+
+static int HandlePacket(int operation, netsnmp_session* session, int requestId, netsnmp_pdu* pdu,
+                        void*)
+{
+    if (operation != NETSNMP_CALLBACK_OP_RECEIVED_MESSAGE)
+        return 1;
+    if (!Admitted(pdu)) {
+        LogDatagram(*sim_, "refused");
+        return 1;
+    }
+    LogDatagram(*sim_, DescribeRequest(pdu));
+    Answer(operation, session, requestId, pdu);
+    return 1;
+}
+
+static int CheckParse(netsnmp_session*, netsnmp_pdu*, int result)
+{
+    if (result != SNMP_ERR_NOERROR)
+        LogDatagram(*sim_, "malformed");
+    return result == SNMP_ERR_NOERROR;
+}
+
+// The community was checked on arrival; from there on every registered object is open.
+static int AllowAccess(int, int, void* parameters, void*)
+{
+    static_cast<view_parameters*>(parameters)->errorcode = VACM_SUCCESS;
+    return 0;
+}
+
+// Nothing of the library's own is to be read from disk or left there.
+static void SilenceLibrary()
+{
+    static constexpr int kSwitches[] = {
+        NETSNMP_DS_LIB_DONT_READ_CONFIGS,       NETSNMP_DS_LIB_DONT_PERSIST_STATE,
+        NETSNMP_DS_LIB_DISABLE_PERSISTENT_LOAD, NETSNMP_DS_LIB_DISABLE_PERSISTENT_SAVE,
+        NETSNMP_DS_LIB_DONT_LOAD_HOST_FILES,    NETSNMP_DS_LIB_ALARM_DONT_USE_SIG,
+    };
+    for (int which : kSwitches)
+        netsnmp_ds_set_boolean(NETSNMP_DS_LIBRARY_ID, which, 1);
+    setenv("MIBS", "", 1);
+    snmp_disable_log();
+}
+
+static bool OpenSession(const char* address)
+{
+    netsnmp_session settings;
+    snmp_sess_init(&settings);
+    settings.version = SNMP_DEFAULT_VERSION;
+    settings.callback = HandlePacket;
+    settings.flags = SNMP_FLAGS_RESP_CALLBACK;
+    std::string place = "udp:";
+    place.append(address).append(strchr(address, ':') ? "" : ":161");
+    netsnmp_transport* transport = netsnmp_tdomain_transport(place.c_str(), 1, "udp");
+    if (!transport)
+        return false;
+    DelayThrough(transport);
+    session_ = snmp_add(&settings, transport, nullptr, CheckParse); // owns the transport
+    return session_ != nullptr;
+}
+
+bool OpenAgent(UpsSim& sim, const char* address, const char* community)
+{
+    sim_ = &sim;
+    community_ = community;
+    SilenceLibrary();
+    netsnmp_session unused; // starts the library without its configuration
+    snmp_sess_init(&unused);
+    init_agent("ups_agent");
+    for (int check : {SNMPD_CALLBACK_ACM_CHECK, SNMPD_CALLBACK_ACM_CHECK_INITIAL,
+                      SNMPD_CALLBACK_ACM_CHECK_SUBTREE})
+        snmp_register_callback(SNMP_CALLBACK_APPLICATION, check, AllowAccess, nullptr);
+    return RegisterObjects(sim) && OpenSession(address);
+}
+
+int AddAgentFds(fd_set* readers, timeval* wait, int count)
+{
+    int block = 0;
+    timeval limit = *wait;
+    snmp_select_info(&count, readers, &limit, &block);
+    ShortenToNextAnswer(wait);
+    return count;
+}
+
+void ServeAgent(fd_set* readers)
+{
+    snmp_read(readers);
+    netsnmp_check_outstanding_agent_requests();
+    SendLateAnswers();
+}
+
+void CloseAgent()
+{
+    DropLateAnswers();
+    if (session_)
+        snmp_close(session_);
+    session_ = nullptr;
+    UnregisterObjects();
+    shutdown_agent();
+}

@@ -1,0 +1,227 @@
+#include "sim/model/ups_model.h"
+
+#include <algorithm>
+#include <cmath>
+
+// A battery made for demonstrations: 80 percent in 60 seconds at a load of 35 percent.
+static constexpr double kDrainPerLoad = 80.0 / 60.0 / 35.0;
+static constexpr double kLeastLoad = 5.0; // the electronics draw something too
+static constexpr double kChargePerSecond = 2.5;
+static constexpr double kSlice = 0.25;
+static constexpr int kLowPercent = 20;
+static constexpr double kEmptyVolts = 10.5;
+static constexpr double kFullVolts = 13.6;
+static constexpr double kNominalVolts = 230.0;
+static constexpr double kNominalHertz = 50.0;
+
+bool OutputOn(const UpsModel& model)
+{
+    return model.offReason == OffReason::none;
+}
+
+bool OnBattery(const UpsModel& model)
+{
+    return OutputOn(model) &&
+           (!model.mains || model.failureSimulated || model.test != UpsTest::none);
+}
+
+int ChargePercent(const UpsModel& model)
+{
+    return static_cast<int>(std::lround(model.charge));
+}
+
+bool BatteryLow(const UpsModel& model)
+{
+    return ChargePercent(model) <= kLowPercent;
+}
+
+int LoadPercent(const UpsModel& model)
+{
+    return OutputOn(model) ? static_cast<int>(std::lround(model.load + model.loadDrift)) : 0;
+}
+
+double InputVolts(const UpsModel& model)
+{
+    return model.mains ? model.mainsVolts + model.voltsDrift : 0.0;
+}
+
+double InputHertz(const UpsModel& model)
+{
+    return model.mains ? model.mainsHertz : 0.0;
+}
+
+double OutputVolts(const UpsModel& model)
+{
+    return OutputOn(model) ? kNominalVolts : 0.0;
+}
+
+double OutputHertz(const UpsModel& model)
+{
+    return OutputOn(model) ? kNominalHertz : 0.0;
+}
+
+double BatteryVolts(const UpsModel& model)
+{
+    return kEmptyVolts + (kFullVolts - kEmptyVolts) * model.charge / 100.0;
+}
+
+int OutputStatus(const UpsModel& model)
+{
+    if (!OutputOn(model))
+        return 5;
+    return OnBattery(model) ? 3 : 2;
+}
+
+int BatteryStatus(const UpsModel& model)
+{
+    return BatteryLow(model) ? 3 : 2;
+}
+
+void EndTest(UpsModel& model)
+{
+    model.test = UpsTest::none;
+    model.testLeft = 0.0;
+    model.failureSimulated = false;
+}
+
+static void SwitchOff(UpsModel& model, OffReason reason, double seconds)
+{
+    EndTest(model);
+    model.offReason = reason;
+    model.offLeft = seconds;
+}
+
+static void SwitchOn(UpsModel& model)
+{
+    model.offReason = OffReason::none;
+    model.offLeft = 0.0;
+}
+
+static void Discharge(UpsModel& model, double seconds)
+{
+    model.timeOnBattery += seconds;
+    double load = std::max(model.load, kLeastLoad);
+    model.charge = std::max(0.0, model.charge - load * kDrainPerLoad * seconds);
+    // With the mains there a test gives up at a low battery; only a real failure empties it.
+    if (model.mains && BatteryLow(model))
+        EndTest(model);
+    else if (model.charge <= 0.0)
+        SwitchOff(model, OffReason::exhausted, 0.0);
+}
+
+static void StepBattery(UpsModel& model, double seconds)
+{
+    if (OnBattery(model)) {
+        Discharge(model, seconds);
+        return;
+    }
+    if (OutputOn(model))
+        model.timeOnBattery = 0.0;
+    if (model.mains)
+        model.charge = std::min(100.0, model.charge + kChargePerSecond * seconds);
+}
+
+static void TakeEffect(UpsModel& model, PendingAction action)
+{
+    static constexpr double kRebootSeconds = 5.0;
+    long minutes = model.written[static_cast<int>(UpsCommand::sleepMinutes)];
+    switch (action) {
+    case PendingAction::off:
+        return SwitchOff(model, OffReason::command, 0.0);
+    case PendingAction::reboot:
+        return SwitchOff(model, OffReason::rebooting, kRebootSeconds);
+    case PendingAction::sleep:
+        return SwitchOff(model, OffReason::sleeping, 60.0 * static_cast<double>(minutes));
+    case PendingAction::conserve:
+        if (OnBattery(model)) // with the mains back there is nothing to save
+            SwitchOff(model, OffReason::conserving, 0.0);
+        return;
+    case PendingAction::none:
+        return;
+    }
+}
+
+static void StepPending(UpsModel& model, double seconds)
+{
+    if (model.pending == PendingAction::none || (model.pendingLeft -= seconds) > 0.0)
+        return;
+    PendingAction action = model.pending;
+    model.pending = PendingAction::none;
+    model.pendingLeft = 0.0;
+    TakeEffect(model, action);
+}
+
+static bool WakesBySelf(OffReason reason)
+{
+    return reason == OffReason::sleeping || reason == OffReason::rebooting ||
+           reason == OffReason::exhausted;
+}
+
+static void StepOutput(UpsModel& model, double seconds)
+{
+    if (OutputOn(model))
+        return;
+    model.offLeft = std::max(0.0, model.offLeft - seconds);
+    if (WakesBySelf(model.offReason) && model.offLeft <= 0.0 && model.mains)
+        SwitchOn(model);
+}
+
+static void StepTest(UpsModel& model, double seconds)
+{
+    if (model.test != UpsTest::selfTest && model.test != UpsTest::timed)
+        return;
+    model.testLeft -= seconds;
+    if (model.testLeft <= 0.0)
+        EndTest(model);
+}
+
+static void CountDown(double* left, double seconds)
+{
+    *left = std::max(0.0, *left - seconds);
+}
+
+static void StepSlice(UpsModel& model, double seconds)
+{
+    StepPending(model, seconds);
+    StepOutput(model, seconds);
+    StepBattery(model, seconds);
+    StepTest(model, seconds);
+    CountDown(&model.flashLeft, seconds);
+    CountDown(&model.beepLeft, seconds);
+    CountDown(&model.lampLeft, seconds);
+}
+
+void StepModel(UpsModel& model, double seconds)
+{
+    for (double slice = 0.0; seconds > 0.0; seconds -= slice) {
+        slice = std::min(seconds, kSlice);
+        StepSlice(model, slice);
+    }
+}
+
+void FailMains(UpsModel& model)
+{
+    model.mains = false;
+    model.faultVolts = 0.0;
+}
+
+void RestoreMains(UpsModel& model)
+{
+    model.mains = true;
+}
+
+void SetCharge(UpsModel& model, double percent)
+{
+    model.charge = std::clamp(percent, 0.0, 100.0);
+}
+
+void Recover(UpsModel& model)
+{
+    RestoreMains(model);
+    SetCharge(model, 100.0);
+    EndTest(model);
+    SwitchOn(model);
+    model.pending = PendingAction::none;
+    model.pendingLeft = 0.0;
+    model.timeOnBattery = 0.0;
+}

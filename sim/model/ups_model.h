@@ -1,0 +1,79 @@
+// The physics of the simulated UPS: mains, battery, load, output and the commands that act on them.
+#pragma once
+
+enum class UpsTest { none, selfTest, untilLow, timed, calibration };
+enum class PendingAction { none, off, sleep, conserve, reboot };
+
+// Why the output is off; decides what brings it back.
+enum class OffReason { none, command, sleeping, conserving, rebooting, exhausted };
+
+enum class UpsCommand {
+    offDelay,
+    sleepMinutes,
+    conserve,
+    off,
+    reboot,
+    sleep,
+    simulateFailure,
+    flash,
+    cancel,
+    selfTest,
+    lampTest,
+    calibrate,
+    count
+};
+
+inline constexpr int kUpsCommandCount = static_cast<int>(UpsCommand::count);
+
+// All times are model seconds; voltages are volts, frequencies hertz, temperature degrees Celsius.
+struct UpsModel {
+    bool mains = true;
+    double mainsVolts = 230.0;
+    double mainsHertz = 50.0;
+    double faultVolts = 230.0; // what the line read when the mains last failed
+    double load = 35.0;        // percent
+    double charge = 100.0;     // percent
+    double temperature = 25.0;
+    double timeOnBattery = 0.0;
+    double voltsDrift = 0.0; // added to the readings by a scenario
+    double loadDrift = 0.0;
+
+    bool failureSimulated = false;
+    OffReason offReason = OffReason::none;
+    double offLeft = 0.0; // until a sleep or a reboot ends
+
+    PendingAction pending = PendingAction::none;
+    double pendingLeft = 0.0;
+
+    UpsTest test = UpsTest::none;
+    double testLeft = 0.0;
+
+    double flashLeft = 0.0;
+    double beepLeft = 0.0;
+    double lampLeft = 0.0;
+
+    long written[kUpsCommandCount] = {1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1};
+};
+
+// Advances the model; a long stretch is cut into short slices.
+void StepModel(UpsModel& model, double seconds);
+
+void FailMains(UpsModel& model);
+void RestoreMains(UpsModel& model);
+void SetCharge(UpsModel& model, double percent);
+void EndTest(UpsModel& model); // a simulated power failure counts as one
+// Mains present, battery full, output on, nothing pending or under test.
+void Recover(UpsModel& model);
+
+bool OutputOn(const UpsModel& model);
+bool OnBattery(const UpsModel& model);
+bool BatteryLow(const UpsModel& model);
+int ChargePercent(const UpsModel& model);
+int LoadPercent(const UpsModel& model); // 0 with the output off
+double InputVolts(const UpsModel& model);
+double InputHertz(const UpsModel& model);
+double OutputVolts(const UpsModel& model);
+double OutputHertz(const UpsModel& model);
+double BatteryVolts(const UpsModel& model);
+int OutputStatus(const UpsModel& model);  // 2 on line, 3 on battery, 5 off
+int BatteryStatus(const UpsModel& model); // 2 normal, 3 low

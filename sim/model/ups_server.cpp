@@ -1,0 +1,210 @@
+#include "sim/model/ups_server.h"
+
+#include "sim/model/ups_control.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/time.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+static constexpr size_t kLongestLine = 4096;
+static constexpr size_t kMostClients = 64;
+
+static bool SetAddress(sockaddr_un* address, const std::string& path)
+{
+    *address = sockaddr_un();
+    address->sun_family = AF_UNIX;
+    if (path.empty() || path.size() >= sizeof address->sun_path)
+        return false;
+    std::memcpy(address->sun_path, path.c_str(), path.size() + 1);
+    return true;
+}
+
+static int ConnectTo(const std::string& path)
+{
+    sockaddr_un address;
+    if (!SetAddress(&address, path))
+        return -1;
+    int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    timeval limit = {1, 0};
+    setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
+    setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
+    if (fd >= 0 && connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0)
+        return fd;
+    if (fd >= 0)
+        close(fd);
+    return -1;
+}
+
+static bool InUse(const std::string& path)
+{
+    int fd = ConnectTo(path);
+    if (fd < 0)
+        return false;
+    close(fd);
+    return true;
+}
+
+// Only a socket may be cleared away: a mistyped path must not cost somebody a file.
+static void RemoveStale(const std::string& path)
+{
+    struct stat status;
+    if (lstat(path.c_str(), &status) == 0 && S_ISSOCK(status.st_mode))
+        unlink(path.c_str());
+}
+
+bool OpenControl(ControlServer& server, const std::string& path)
+{
+    sockaddr_un address;
+    if (!SetAddress(&address, path) || InUse(path))
+        return false;
+    RemoveStale(path);
+    int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    if (fd < 0)
+        return false;
+    if (bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 ||
+        listen(fd, 16) != 0) {
+        close(fd);
+        return false;
+    }
+    server.listener = fd;
+    server.path = path;
+    return true;
+}
+
+static int Watch(int fd, fd_set* set, int count)
+{
+    FD_SET(fd, set);
+    return std::max(count, fd + 1);
+}
+
+int AddControlFds(const ControlServer& server, fd_set* readers, fd_set* writers, int count)
+{
+    if (server.clients.size() < kMostClients)
+        count = Watch(server.listener, readers, count);
+    for (const ControlClient& client : server.clients) {
+        // A client that does not take its replies is not read from either.
+        count = Watch(client.fd, client.out.empty() ? readers : writers, count);
+    }
+    return count;
+}
+
+static void Accept(ControlServer& server)
+{
+    int fd = accept4(server.listener, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
+    if (fd < 0)
+        return;
+    if (fd >= FD_SETSIZE) {
+        close(fd);
+        return;
+    }
+    server.clients.emplace_back();
+    server.clients.back().fd = fd;
+}
+
+static void ReadClient(ControlClient& client)
+{
+    char buffer[4096];
+    ssize_t got = read(client.fd, buffer, sizeof buffer);
+    if (got > 0)
+        client.in.append(buffer, static_cast<size_t>(got));
+    else if (got == 0 || (errno != EAGAIN && errno != EINTR))
+        client.ended = true;
+}
+
+static void ObeyClient(ControlClient& client, UpsSim& sim)
+{
+    size_t end = 0;
+    while ((end = client.in.find('\n')) != std::string::npos) {
+        std::string line = client.in.substr(0, end);
+        client.in.erase(0, end + 1);
+        if (!line.empty() && line.back() == '\r')
+            line.pop_back();
+        client.out += ControlCommand(sim, line);
+    }
+    if (client.in.size() > kLongestLine) {
+        client.out += "error line too long\n";
+        client.in.clear();
+        client.ended = true;
+    }
+}
+
+static void WriteClient(ControlClient& client)
+{
+    ssize_t sent = send(client.fd, client.out.data(), client.out.size(), MSG_NOSIGNAL);
+    if (sent > 0) {
+        client.out.erase(0, static_cast<size_t>(sent));
+    } else if (sent < 0 && errno != EAGAIN && errno != EINTR) {
+        client.out.clear();
+        client.ended = true;
+    }
+}
+
+static void ServeClient(ControlClient& client, const fd_set& readers, const fd_set& writers,
+                        UpsSim& sim)
+{
+    if (FD_ISSET(client.fd, &readers)) {
+        ReadClient(client);
+        ObeyClient(client, sim);
+    }
+    if (!client.out.empty() || FD_ISSET(client.fd, &writers))
+        WriteClient(client);
+}
+
+void ServeControl(ControlServer& server, const fd_set& readers, const fd_set& writers, UpsSim& sim)
+{
+    for (ControlClient& client : server.clients)
+        ServeClient(client, readers, writers, sim);
+    std::erase_if(server.clients, [](const ControlClient& client) {
+        bool done = client.ended && client.out.empty();
+        if (done)
+            close(client.fd);
+        return done;
+    });
+    if (FD_ISSET(server.listener, &readers))
+        Accept(server);
+}
+
+void CloseControl(ControlServer& server)
+{
+    for (ControlClient& client : server.clients)
+        close(client.fd);
+    server.clients.clear();
+    if (server.listener < 0)
+        return;
+    close(server.listener);
+    unlink(server.path.c_str());
+    server.listener = -1;
+}
+
+// The reply is whole when its last line does not begin with the two spaces of a value.
+static bool ReplyComplete(const std::string& reply)
+{
+    if (reply.empty() || reply.back() != '\n')
+        return false;
+    size_t start = reply.rfind('\n', reply.size() - 2);
+    start = start == std::string::npos ? 0 : start + 1;
+    return reply.compare(start, 2, "  ") != 0;
+}
+
+bool AskControl(const std::string& path, const std::string& line, std::string* reply)
+{
+    reply->clear();
+    int fd = ConnectTo(path);
+    if (fd < 0)
+        return false;
+    std::string request = line + "\n";
+    char buffer[4096];
+    ssize_t got = send(fd, request.data(), request.size(), MSG_NOSIGNAL);
+    while (got > 0 && !ReplyComplete(*reply)) {
+        got = recv(fd, buffer, sizeof buffer, 0);
+        if (got > 0)
+            reply->append(buffer, static_cast<size_t>(got));
+    }
+    close(fd);
+    return ReplyComplete(*reply);
+}

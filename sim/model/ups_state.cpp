@@ -1,0 +1,66 @@
+#include "sim/model/ups_state.h"
+
+#include <cstdio>
+
+static constexpr const char* kTestNames[] = {"none", "self-test", "until-low", "timed",
+                                             "calibration"};
+static constexpr const char* kPendingNames[] = {"none", "off", "sleep", "conserve", "reboot"};
+
+static void Number(std::string& text, const char* key, double value, int decimals)
+{
+    char line[80];
+    snprintf(line, sizeof line, "  %s %.*f\n", key, decimals, value);
+    text += line;
+}
+
+static void Flag(std::string& text, const char* key, bool set)
+{
+    text += std::string("  ") + key + (set ? " on\n" : " off\n");
+}
+
+static void Word(std::string& text, const char* key, const char* word)
+{
+    text += std::string("  ") + key + " " + word + "\n";
+}
+
+static void DescribeReadings(const UpsModel& model, std::string& text)
+{
+    Number(text, "input", InputVolts(model), 1);
+    Number(text, "fault", model.faultVolts, 1);
+    Number(text, "output", OutputVolts(model), 1);
+    Number(text, "load", LoadPercent(model), 0);
+    Number(text, "charge", ChargePercent(model), 0);
+    Number(text, "battery_voltage", BatteryVolts(model), 1);
+    Number(text, "temperature", model.temperature, 1);
+    Number(text, "input_frequency", InputHertz(model), 1);
+    Number(text, "output_frequency", OutputHertz(model), 1);
+    Number(text, "time_on_battery", static_cast<int>(model.timeOnBattery), 0);
+    Number(text, "output_status", OutputStatus(model), 0);
+    Number(text, "battery_status", BatteryStatus(model), 0);
+}
+
+static void DescribeFlags(const UpsModel& model, std::string& text)
+{
+    bool sleeping =
+        model.offReason == OffReason::sleeping || model.offReason == OffReason::conserving;
+    Flag(text, "mains", model.mains);
+    Flag(text, "output_on", OutputOn(model));
+    Flag(text, "sleeping", sleeping);
+    Word(text, "pending", kPendingNames[static_cast<int>(model.pending)]);
+    Word(text, "test", kTestNames[static_cast<int>(model.test)]);
+    Flag(text, "failure_simulated", model.failureSimulated);
+    Flag(text, "flashing", model.flashLeft > 0.0);
+    Flag(text, "beeping", model.beepLeft > 0.0);
+    Flag(text, "indicator_test", model.lampLeft > 0.0);
+}
+
+std::string DescribeState(const UpsSim& sim)
+{
+    std::string text;
+    DescribeReadings(sim.model, text);
+    DescribeFlags(sim.model, text);
+    Number(text, "speed", sim.speed, 3);
+    Flag(text, "frozen", sim.frozen);
+    Flag(text, "demo", sim.demo);
+    return text;
+}

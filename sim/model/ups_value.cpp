@@ -1,0 +1,137 @@
+#include "sim/model/ups_value.h"
+
+#include <arpa/inet.h>
+#include <cerrno>
+#include <cstdlib>
+
+struct TypeName {
+    const char* word;
+    ValueType type;
+    long least;
+    long most;
+};
+
+static constexpr long kMax32 = 2147483647L;
+static constexpr long kMaxUnsigned32 = 4294967295L;
+
+static constexpr TypeName kTypes[] = {
+    {"integer", ValueType::integer, -kMax32 - 1, kMax32},
+    {"gauge", ValueType::gauge, 0, kMaxUnsigned32},
+    {"counter", ValueType::counter, 0, kMaxUnsigned32},
+    {"timeticks", ValueType::timeticks, 0, kMaxUnsigned32},
+    {"string", ValueType::text, 0, 0},
+    {"hex", ValueType::text, 0, 0},
+    {"oid", ValueType::objectId, 0, 0},
+    {"ipaddress", ValueType::ipAddress, 0, 0},
+    {"null", ValueType::null, 0, 0},
+};
+
+static bool Printable(const std::string& bytes)
+{
+    for (unsigned char byte : bytes) {
+        if (byte < 0x20 || byte == 0x7f)
+            return false;
+    }
+    return true;
+}
+
+static std::string ToHex(const std::string& bytes)
+{
+    static constexpr char kDigits[] = "0123456789abcdef";
+    std::string hex;
+    for (unsigned char byte : bytes) {
+        hex += kDigits[byte >> 4];
+        hex += kDigits[byte & 15];
+    }
+    return hex;
+}
+
+static int HexDigit(char digit)
+{
+    if (digit >= '0' && digit <= '9')
+        return digit - '0';
+    char lower = static_cast<char>(digit | 0x20);
+    return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
+}
+
+static bool FromHex(const std::string& hex, std::string* bytes)
+{
+    bytes->clear();
+    if (hex.size() % 2 != 0)
+        return false;
+    for (size_t i = 0; i < hex.size(); i += 2) {
+        int high = HexDigit(hex[i]);
+        int low = HexDigit(hex[i + 1]);
+        if (high < 0 || low < 0)
+            return false;
+        bytes->push_back(static_cast<char>(high * 16 + low));
+    }
+    return true;
+}
+
+static bool IsObjectId(const std::string& text)
+{
+    if (text.size() < 4 || text[0] != '.' || text.back() == '.')
+        return false;
+    return text.find_first_not_of(".0123456789") == std::string::npos &&
+           text.find("..") == std::string::npos;
+}
+
+static bool IsAddress(const std::string& text)
+{
+    in_addr address;
+    return inet_pton(AF_INET, text.c_str(), &address) == 1;
+}
+
+static bool ParseNumber(const std::string& text, const TypeName& type, long* number)
+{
+    char* end = nullptr;
+    errno = 0;
+    *number = std::strtol(text.c_str(), &end, 10);
+    return !text.empty() && *end == '\0' && errno == 0 && *number >= type.least &&
+           *number <= type.most;
+}
+
+std::string FormatValue(const UpsValue& value)
+{
+    if (value.type == ValueType::null)
+        return "null";
+    if (value.type == ValueType::text && !Printable(value.bytes))
+        return "hex " + ToHex(value.bytes);
+    for (const TypeName& type : kTypes) {
+        if (type.type != value.type)
+            continue;
+        bool isNumber = type.most > 0;
+        return std::string(type.word) + " " +
+               (isNumber ? std::to_string(value.number) : value.bytes);
+    }
+    return "null";
+}
+
+static bool ParseAs(const TypeName& type, const std::string& rest, UpsValue* value)
+{
+    value->type = type.type;
+    value->number = 0;
+    value->bytes = rest;
+    switch (type.type) {
+    case ValueType::text:
+        return type.word[0] == 's' || FromHex(rest, &value->bytes);
+    case ValueType::objectId:
+        return IsObjectId(rest);
+    case ValueType::ipAddress:
+        return IsAddress(rest);
+    case ValueType::null:
+        return true;
+    default:
+        return ParseNumber(rest, type, &value->number);
+    }
+}
+
+bool ParseValue(const std::string& type, const std::string& rest, UpsValue* value)
+{
+    for (const TypeName& entry : kTypes) {
+        if (type == entry.word)
+            return ParseAs(entry, rest, value);
+    }
+    return false;
+}
