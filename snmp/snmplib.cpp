@@ -24,7 +24,6 @@ namespace {
 
 constexpr size_t OID_TEXT_SIZE = 64;
 constexpr int REQUEST_RETRIES = 4; // so five datagrams, a second apart
-constexpr char UNANSWERED[] = "blank";
 
 // What the session record points to.
 char peerName[CONF_TEXT_SIZE + 16];
@@ -109,19 +108,18 @@ void AllocateBuffers()
     setOffOID = NewText(OID_TEXT_SIZE);
 }
 
+// The probe: an object that every UPS answers.
 bool AgentAnswers()
 {
-    char text[UPS_TEXT_SIZE];
-    CopyField(text, UNANSWERED);
-    UPS_getvalue(text, OID_INPUT_VOLTAGE);
-    return strcmp(text, UNANSWERED) != 0;
+    ObjectText inputVoltage;
+    return ReadObject(OID_INPUT_VOLTAGE, inputVoltage);
 }
 
 char StatusMark(const char* objectId, int marked)
 {
-    char text[UPS_TEXT_SIZE] = "";
-    UPS_getvalue(text, objectId);
-    return atoi(text) == marked ? '1' : '0';
+    ObjectText object;
+    ReadObject(objectId, object);
+    return atoi(object.text) == marked ? '1' : '0';
 }
 
 // Writes one step of the shutdown sequence; only silence is reported, an agent's
@@ -168,6 +166,13 @@ int UPS_getvalue(char* text, const char* objectId)
         return -1;
     CopyText(text, UPS_TEXT_SIZE, value[0]);
     return 0;
+}
+
+bool ReadObject(const char* objectId, ObjectText& object)
+{
+    CopyField(object.text, NO_ANSWER);
+    UPS_getvalue(object.text, objectId);
+    return strcmp(object.text, NO_ANSWER) != 0;
 }
 
 void UPS_setvalue(const char* objectId, int number, int* result)

@@ -56,6 +56,16 @@ int UPS_init();
 // which stands for no agent at all and is never asked.
 int UPS_getvalue(char* text, const char* objectId);
 
+inline constexpr char NO_ANSWER[] = "***"; // preset of a text that only an answer replaces
+
+// What an object answered, or NO_ANSWER.
+struct ObjectText {
+    char text[UPS_TEXT_SIZE];
+};
+
+// Asks the agent for an object; false and NO_ANSWER when it does not answer.
+bool ReadObject(const char* objectId, ObjectText& object);
+
 // Writes an integer; *result becomes 1 accepted, 2 refused, 0 unanswered.
 void UPS_setvalue(const char* objectId, int number, int* result);
 
