@@ -47,7 +47,7 @@ int InitScreen()
         return result;
     mode.c_lflag &= static_cast<unsigned short>(~(ECHO | ICANON));
     mode.c_cc[VMIN] = 0;
-    mode.c_cc[VTIME] = 20;
+    mode.c_cc[VTIME] = READ_TIMEOUT_TENTHS;
     result = ioctl(fileno(stdin), TCSETA, &mode);
     def_prog_mode(); // so that a stopped screen finds its time-out again
     return result;

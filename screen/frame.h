@@ -43,6 +43,8 @@ extern const LayoutLine sb_p;    // "System:" and its text
 // What uname gave when the mode began; the status bar shows it.
 extern utsname systemRecord;
 
+inline constexpr int READ_TIMEOUT_TENTHS = 20; // of a second
+
 // Starts ncurses and gives the terminal its 2-second read time-out. Negative
 // when standard input is no terminal: the mode then runs without the time-out.
 int InitScreen();
