@@ -45,9 +45,14 @@ extern utsname systemRecord;
 
 inline constexpr int READ_TIMEOUT_TENTHS = 20; // of a second
 
-// Starts ncurses and gives the terminal its 2-second read time-out. Negative
-// when standard input is no terminal: the mode then runs without the time-out.
+// Starts ncurses and gives the terminal its 2-second read time-out, which comes back
+// after every stop of the program. Negative when standard input is no terminal: the
+// mode then runs without the time-out. A write that fails ends no screen.
 int InitScreen();
+
+// Whether the program was stopped behind curses' back and continued since the last
+// call: a shell may then have written over the screen.
+bool TakeContinued();
 
 // Lets SIGHUP, SIGINT, SIGQUIT and SIGTERM pass without effect: a screen ends by
 // its own quit key only. It is its own handler.

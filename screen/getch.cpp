@@ -60,5 +60,7 @@ int GetCH()
         PauseSeconds(start + IDLE_SECONDS - Now());
     if (IsNotice(key))
         key = ReadPastNotices();
+    if (TakeContinued())
+        clearok(curscr, TRUE); // the next refresh repaints every cell
     return key == DELETE_BYTE ? KEY_BACKSPACE_OR_DELETE : key;
 }

@@ -17,6 +17,8 @@ COMMANDS = {
 }
 
 
+# Python ignores these two, and its children with it; a shell's do not.
+USUAL_SIGNALS = ["env", "--default-signal=PIPE,XFSZ"]
 
 
 def open_screen(start, name, shell=False):
@@ -24,7 +26,7 @@ def open_screen(start, name, shell=False):
     Settings(comm_mode=0).write()
     place_help()
     program, *words = COMMANDS[name]
-    command = [world.bin(program), *words]
+    command = [*USUAL_SIGNALS, world.bin(program), *words]
     with presence() if name == "issuer" else contextlib.nullcontext():
         screen = start(command, shell=shell)
         screen.wait_for(screen.key_wait, 30, "the screen waiting for a key")
