@@ -6,6 +6,7 @@
 
 #include <cstring>
 #include <ctime>
+#include <string_view>
 
 FILE* fsdesQ1 = nullptr;
 FILE* fsdesDBGSTATUS = nullptr;
@@ -16,6 +17,11 @@ namespace {
 constexpr size_t STATUS_REPLY_LENGTH = 48;
 constexpr size_t RATING_REPLY_LENGTH = 22;
 constexpr size_t MODEL_REPLY_LENGTH = 39;
+
+// The trace switch: so many bytes of it are looked at.
+constexpr size_t SWITCH_LENGTH = 20;
+constexpr char SWITCH_WORD[] = "debug";
+constexpr char WHITE_SPACE[] = " \t\n\v\f\r";
 
 // A text field of the record, as tables name it.
 struct FieldPlace {
@@ -109,15 +115,31 @@ int ReadReplyFile(const char* path, size_t length, char* dst)
     return result;
 }
 
-// Echoes a status line while the first word of the trace switch is "debug".
-void TraceStatusLine(const char* line)
+// Whether the first word of the trace switch is "debug". A word counts that ends within
+// the first bytes of the file, however long the file is; one byte more tells its end.
+bool IsTraceOn()
 {
     if (fsdesDBGSTATUS == nullptr)
-        return;
+        return false;
     rewind(fsdesDBGSTATUS);
-    char word[20] = "";
-    if (fscanf(fsdesDBGSTATUS, "%19s", word) == 1 && strcmp(word, "debug") == 0)
-        printf("<STATUS DEBUG> %s\n", line);
+    char text[SWITCH_LENGTH + 2] = "";
+    text[fread(text, 1, SWITCH_LENGTH + 1, fsdesDBGSTATUS)] = '\0';
+    const char* word = text + strspn(text, WHITE_SPACE);
+    const char* end = word + strcspn(word, WHITE_SPACE);
+    return std::string_view(word, static_cast<size_t>(end - word)) == SWITCH_WORD &&
+           end <= text + SWITCH_LENGTH;
+}
+
+// Echoes a status line. Whatever the file holds, nothing of it acts on the terminal.
+void TraceStatusLine(const char* line)
+{
+    char shown[REPLY_SIZE];
+    CopyField(shown, line);
+    for (char* c = shown; *c != '\0'; c++) {
+        if (*c < ' ' || *c > '~')
+            *c = '?';
+    }
+    printf("<STATUS DEBUG> %s\n", shown);
 }
 
 void StoreToken(StatusFields& fields, const ReplyToken& wanted, const char* token)
@@ -207,7 +229,8 @@ int GetQ1fromTextFile(char* dst)
     fsdesQ1 = OpenToRead(STATUS_REPLY_PATH);
     if (fsdesQ1 == nullptr || ReadReply(fsdesQ1, STATUS_REPLY_LENGTH, dst) == -1)
         return -1;
-    TraceStatusLine(dst);
+    if (IsTraceOn())
+        TraceStatusLine(dst);
     return 1;
 }
 
