@@ -2,6 +2,7 @@
 
 #include "base/system.h"
 #include "base/text.h"
+#include "screen/layout_check.h"
 
 #include <cerrno>
 #include <csignal>
@@ -14,9 +15,6 @@
 #include <termios.h>
 #include <unistd.h>
 
-const LayoutLine st_p[2] = {{0, 1, 42}, {1, 1, -1}};
-const LayoutLine sb_p = {23, 1, 9};
-
 utsname systemRecord;
 
 namespace {
@@ -24,6 +22,18 @@ namespace {
 constexpr int DATE_END_COL = 77; // the date line ends before this column
 constexpr Place PARK_PLACE = {24, 79};
 constexpr int LINE_SIZE = 256; // longer than any screen is wide
+
+constexpr char STATUS_TITLE[] = "(SNMP WardenLink for Linux) UPS Status Screen,";
+constexpr char SYSTEM_LABEL[] = "System:";
+
+static_assert(PARK_PLACE.row >= SCREEN_ROWS && PARK_PLACE.col < SCREEN_COLS);
+static_assert(LINE_SIZE > SCREEN_COLS && DATE_END_COL <= SCREEN_COLS);
+// The model stands over the title's end on purpose.
+static_assert(IsOnScreen(LabelPlace(st_p[0]), STATUS_TITLE) && IsOnScreen(ValuePlace(st_p[0]), 38));
+static_assert(IsRoomInLabel(sb_p, SYSTEM_LABEL, 1));
+// Row 1 holds the notice and a date of 22 cells.
+static_assert(IsOnScreen(LabelPlace(st_p[1]), VENDOR_NOTICE) &&
+              ColumnBehind(st_p[1].labelCol, VENDOR_NOTICE) < DATE_END_COL - 22);
 
 termios screenMode; // the terminal's, while a screen is up
 volatile sig_atomic_t isContinued = 0;
@@ -170,9 +180,9 @@ void BasicScreen(int layout)
         DrawBox(21, 39, 2, 0);
         DrawBox(21, 40, 2, 39);
     }
-    DrawHeader(st_p, "(SNMP WardenLink for Linux) UPS Status Screen,");
+    DrawHeader(st_p, STATUS_TITLE);
     char text[sizeof(systemRecord.sysname) + sizeof(systemRecord.nodename) + 3];
     FormatText(text, sizeof(text), "%s[%s]", systemRecord.sysname, systemRecord.nodename);
-    PutText(LabelPlace(sb_p), "System:");
+    PutText(LabelPlace(sb_p), SYSTEM_LABEL);
     PutText(ValuePlace(sb_p), text);
 }

@@ -19,6 +19,11 @@ constexpr Place RightOf(Place place, int cols)
     return {place.row, place.col + cols};
 }
 
+constexpr Place Below(Place place, int rows)
+{
+    return {place.row + rows, place.col};
+}
+
 // One line of a layout table; valueCol -1 = the line carries no value.
 struct LayoutLine {
     int32_t row;
@@ -37,8 +42,8 @@ constexpr Place ValuePlace(const LayoutLine& line)
 }
 
 // Header and status bar of the status monitor: rows 0, 1 and 23.
-extern const LayoutLine st_p[2]; // title and model line, vendor notice
-extern const LayoutLine sb_p;    // "System:" and its text
+inline constexpr LayoutLine st_p[2] = {{0, 1, 42}, {1, 1, -1}}; // title and model, vendor notice
+inline constexpr LayoutLine sb_p = {23, 1, 9};                  // "System:" and its text
 
 // What uname gave when the mode began; the status bar shows it.
 extern utsname systemRecord;

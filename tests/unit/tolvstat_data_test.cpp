@@ -108,7 +108,6 @@ TEST(StatusFile, IsLookedForAgainAfterItWasGone)
     EXPECT_EQ(ReadStatus().result, 1);
     unlink(STATUS_FILE.c_str());
     EXPECT_EQ(Read(GetQ1fromTextFile).result, -1);
-    EXPECT_EQ(fsdesQ1, nullptr);
     WriteFile(STATUS_FILE, "(back\r");
     EXPECT_EQ(Read(GetQ1fromTextFile), (Reading{-1, ""})) << "not opened yet";
     EXPECT_EQ(ReadStatus(), (Reading{1, "(back"}));
