@@ -91,7 +91,9 @@ int MsgNumber(int queue)
 
 void ClearMsgQ(int queue)
 {
-    while (TakeMessage(queue, 0) > 0) {
+    // What waits now and no more: blocked senders fill every gap at once. An empty
+    // message ends it early; kept.
+    for (int waiting = MsgNumber(queue); waiting > 0 && TakeMessage(queue, 0) > 0; waiting--) {
     }
 }
 
@@ -124,8 +126,12 @@ void Destroy4MsgQ(int q1, int q2, int q3, int q4)
 int SendToMsgQ(int queue, int type, const char* text)
 {
     char thrownAway[QUEUE_TEXT_SIZE];
+    int limit = QueueLimit(type);
     // A message that cannot be taken ends the trimming: better sent late than never.
-    while (MsgNumber(queue) > QueueLimit(type) && ReceiveMsg(queue, 0, thrownAway) == 1) {
+    for (int surplus = MsgNumber(queue) - limit; surplus > 0 && MsgNumber(queue) > limit;
+         surplus--) {
+        if (ReceiveMsg(queue, 0, thrownAway) == -1)
+            break;
     }
     return SendMsg(queue, type, text);
 }

@@ -64,7 +64,7 @@ int ReceiveMsg(int queue, int type, char* dst);
 // Messages waiting, or -1.
 int MsgNumber(int queue);
 
-// Throws away every waiting message; an empty one ends it early.
+// Throws away the messages that wait when it begins; an empty one ends it early.
 void ClearMsgQ(int queue);
 
 // Removes the queue from the system.
@@ -76,7 +76,8 @@ void Clear4MsgQ(int q1, int q2, int q3, int q4);
 void Destroy4MsgQ(int q1, int q2, int q3, int q4);
 
 // SendMsg after the oldest messages were thrown away, so that a queue nobody
-// reads never fills up.
+// reads never fills up. Of a queue that others keep filling it takes the surplus
+// once, and its send may fail.
 int SendToMsgQ(int queue, int type, const char* text);
 
 // The three texts as types 1, 2 and 3; 1, or -1 at the first that failed.
