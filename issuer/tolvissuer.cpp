@@ -322,7 +322,7 @@ void CheckBeforeStart(CommandCenter& center)
     if (center.config.commMode != COMM_SNMP)
         return;
     upsconf_load(center.config.snmpIp, center.config.snmpCommunity);
-    if (UPS_init() == -1)
+    if (UPS_init() == AGENT_UNANSWERED)
         Refuse("Error......Exiting");
 }
 

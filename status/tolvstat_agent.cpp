@@ -196,7 +196,7 @@ void WipeLongPrompt()
 
 void TryToOpenSession(int* snmpUp)
 {
-    if (*snmpUp == 0 && UPS_init() == 1)
+    if (*snmpUp == 0 && UPS_init() == AGENT_ANSWERED)
         *snmpUp = 1;
 }
 

@@ -120,7 +120,7 @@ void LoadAgent(const PowerConfig& config, int* snmpUp)
     upsconf_load(config.snmpIp, config.snmpCommunity);
     if (*snmpUp == 1)
         UPS_close();
-    *snmpUp = UPS_init() != -1 ? 1 : 0;
+    *snmpUp = UPS_init() == AGENT_ANSWERED ? 1 : 0;
 }
 
 void FollowAgent(Following& following)
@@ -209,7 +209,7 @@ void StartAgent(LocalScreen& screen)
 {
     upsconf_load(screen.config.snmpIp, screen.config.snmpCommunity);
     screen.lastCommMode = COMM_SNMP;
-    if (UPS_init() == 1)
+    if (UPS_init() == AGENT_ANSWERED)
         screen.snmpUp = 1;
 }
 
