@@ -3,6 +3,8 @@
 
 #include "help/tolvhelp.h"
 
+#include <string_view>
+
 // Windows are numbered; these are the contents page and the topic menus.
 inline constexpr int WINDOW_CONTENTS = 1;
 inline constexpr int WINDOW_INTRO = 2;
@@ -141,7 +143,8 @@ constexpr bool IsEveryWindowReached()
         int opening = 0;
         for (const MenuKey& entry : MENU_KEYS)
             opening += entry.target == window && entry.key != 'p' ? 1 : 0;
-        if (WindowEntry(window).path == nullptr || opening != (window == WINDOW_CONTENTS ? 0 : 1))
+        if (std::string_view(WindowEntry(window).path).empty() ||
+            opening != (window == WINDOW_CONTENTS ? 0 : 1))
             return false;
     }
     return true;

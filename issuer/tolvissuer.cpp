@@ -54,7 +54,7 @@ struct SnmpCommand {
 };
 
 constexpr SnmpCommand SNMP_COMMANDS[] = {
-    {nullptr, false},
+    {"", false},
     {OID_TURN_OFF, false},
     {OID_REBOOT, false},
     {OID_SLEEP, false},
@@ -85,10 +85,10 @@ template <size_t count> constexpr bool DoKeysFit(const OptionKey (&keys)[count],
 constexpr bool AreCommandsNamed()
 {
     for (int option = 1; option <= ISSUER_SNMP_OPTIONS; option++) {
-        if (SNMP_COMMANDS[option].objectId == nullptr)
+        if (SNMP_COMMANDS[option].objectId[0] != '.')
             return false;
     }
-    return SNMP_COMMANDS[OPTION_NONE].objectId == nullptr;
+    return true;
 }
 
 static_assert(std::size(SNMP_COMMANDS) == ISSUER_SNMP_OPTIONS + 1 && AreCommandsNamed());

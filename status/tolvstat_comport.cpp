@@ -77,8 +77,10 @@ constexpr Place WARNING_PLACE = {sw1_p[LEFT_WARNING].row, 4};
 // The battery voltage of an on-line UPS is that of one cell.
 constexpr char ONE_CELL_RATING[] = "2.0";
 
+constexpr char NO_ALARM[] = ""; // of a value that never blinks
+
 // A text of the left panel; wipe = blanks that follow "N/A" over a longer old
-// text, alarm = the text that blinks (null when none does).
+// text, alarm = the text that blinks.
 struct LeftValue {
     LeftLine line;
     int wipe;
@@ -87,21 +89,21 @@ struct LeftValue {
 };
 
 constexpr LeftValue LEFT_VALUES[] = {
-    {LEFT_TYPE, 4, STATUS_FIELD(upsType), nullptr},
-    {LEFT_RATING_VOLTAGE, 7, STATUS_FIELD(ratingVoltage), nullptr},
-    {LEFT_RATING_CURRENT, 6, STATUS_FIELD(ratingCurrent), nullptr},
+    {LEFT_TYPE, 4, STATUS_FIELD(upsType), NO_ALARM},
+    {LEFT_RATING_VOLTAGE, 7, STATUS_FIELD(ratingVoltage), NO_ALARM},
+    {LEFT_RATING_CURRENT, 6, STATUS_FIELD(ratingCurrent), NO_ALARM},
     {LEFT_AC_POWER, 5, STATUS_FIELD(acPower), TEXT_AC_FAILS},
     {LEFT_BATTERY, 5, STATUS_FIELD(batteryStatus), TEXT_BATTERY_LOW},
     {LEFT_FUNCTIONING, 3, STATUS_FIELD(upsFunctioning), TEXT_UPS_FAILED},
     {LEFT_BOOST, 0, STATUS_FIELD(boostBuck), TEXT_ON},
     {LEFT_SELF_TEST, 8, STATUS_FIELD(selfTest), TEXT_IN_PROGRESS},
-    {LEFT_TEMPERATURE, 3, STATUS_FIELD(temperature), nullptr},
-    {LEFT_COUNTDOWN, 0, STATUS_FIELD(countdownText), nullptr},
-    {LEFT_SCHEDULE, 0, STATUS_FIELD(scheduleText), nullptr},
-    {LEFT_NEXT_SHUTDOWN, 0, STATUS_FIELD(nextShutdown), nullptr},
-    {LEFT_NEXT_POWER_ON, 0, STATUS_FIELD(nextPowerOn), nullptr},
-    {LEFT_AC_FAIL_DELAY, 0, STATUS_FIELD(acFailDelayText), nullptr},
-    {LEFT_OFF_DELAY, 0, STATUS_FIELD(upsOffDelayText), nullptr},
+    {LEFT_TEMPERATURE, 3, STATUS_FIELD(temperature), NO_ALARM},
+    {LEFT_COUNTDOWN, 0, STATUS_FIELD(countdownText), NO_ALARM},
+    {LEFT_SCHEDULE, 0, STATUS_FIELD(scheduleText), NO_ALARM},
+    {LEFT_NEXT_SHUTDOWN, 0, STATUS_FIELD(nextShutdown), NO_ALARM},
+    {LEFT_NEXT_POWER_ON, 0, STATUS_FIELD(nextPowerOn), NO_ALARM},
+    {LEFT_AC_FAIL_DELAY, 0, STATUS_FIELD(acFailDelayText), NO_ALARM},
+    {LEFT_OFF_DELAY, 0, STATUS_FIELD(upsOffDelayText), NO_ALARM},
 };
 
 // --- what the tables above have to keep ------------------------------------------------
@@ -126,7 +128,7 @@ constexpr bool DoLeftValuesFit()
         bool isWiped = NOT_KNOWN_WIDTH + value.wipe + 1 >= static_cast<int>(value.field.size);
         bool isOfUps = value.line < LEFT_COUNTDOWN; // the others are never unknown
         if (!IsRoomFor(value) || (isOfUps && !isWiped) ||
-            (value.alarm != nullptr && std::string_view(value.alarm).size() >= value.field.size))
+            std::string_view(value.alarm).size() >= value.field.size)
             return false;
     }
     return true;
@@ -164,7 +166,7 @@ void PutLeftValue(const StatusFields& fields, const LeftValue& value)
 {
     const char* text = FieldText(fields, value.field);
     Place place = ValuePlace(sw1_p[value.line]);
-    bool isAlarm = value.alarm != nullptr && strcmp(text, value.alarm) == 0;
+    bool isAlarm = strcmp(text, value.alarm) == 0;
     PutBlinking(place, text, isAlarm ? comportPanel.flash : 0);
     WipeBehindUnknown(place, text, value.wipe);
 }
