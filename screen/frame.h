@@ -1,5 +1,5 @@
-// What every full-screen mode stands on: the terminal set-up, the frame of the
-// status monitor, and the small helpers that turn numbers into screen texts.
+// What every full-screen mode stands on: the terminal set-up, places on the screen and
+// what puts text there, and the frame of the status monitor.
 #pragma once
 
 #include <cstdint>

@@ -56,7 +56,9 @@ constexpr bool IsRoomFor(LeftLine line, int width)
     return IsRoomInLabel(AGENT_LEFT[line], SNMP_LEFTTXT[line], width);
 }
 
-static_assert(AreOnScreen(AGENT_LEFT, SNMP_LEFTTXT) && sizeof(NO_VALUE) - 1 == STATE_WIDTH);
+static_assert(AreOnScreen(AGENT_LEFT, SNMP_LEFTTXT));
+static_assert(std::string_view(NO_VALUE).starts_with(NOT_KNOWN) &&
+              sizeof(NO_VALUE) - 1 == STATE_WIDTH);
 static_assert(IsRoomFor(LEFT_ADDRESS, ADDRESS_WIDTH) && IsRoomFor(LEFT_COMMUNITY, ADDRESS_WIDTH));
 static_assert(IsRoomFor(LEFT_AC_POWER, STATE_WIDTH) && IsRoomFor(LEFT_NO_TIME, STATE_WIDTH) &&
               IsRoomFor(LEFT_BATTERY_STATUS, STATE_WIDTH) &&
@@ -259,7 +261,7 @@ void SNMPnoDATA(StatusFields& fields)
         place = Below(place, 1);
     }
     // Half of it is wiped again at once, here and by the labels of the delays: kept.
-    PutBlanks(ValuePlace(AGENT_LEFT[LEFT_NO_TIME]), 4);
+    PutBlanks(ValuePlace(AGENT_LEFT[LEFT_NO_TIME]), NOT_KNOWN_WIDTH + 1);
     DrawLabels(AGENT_LEFT, SNMP_LEFTTXT);
     PutDelays(fields);
     PutText(QUIT_PROMPT_PLACE, QUIT_PROMPT);
