@@ -1,27 +1,18 @@
 #include "settings/tolv_lib.h"
 
+#include "base/newfile.h"
 #include "base/system.h"
 #include "base/text.h"
 
-#include <cerrno>
-#include <climits>
-#include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <ctime>
-#include <fcntl.h>
-#include <glob.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace {
 
 constexpr size_t VALUE_BUFFER_SIZE = 524;   // all bracketed values of wardenlink.cfg
 constexpr size_t TEXT_FILE_SIZE = 2048;     // the eleven lines at their longest
 constexpr size_t TEXT_READ_LIMIT = 1 << 20; // what lies beyond is no settings file's
-constexpr size_t SCRATCH_NAME_SIZE = 64;
-#define SCRATCH_FORMAT "%s/.%s.save-%s"
 
 // How a line of wardenlink.cfg is read and written.
 enum LineKind {
@@ -206,89 +197,6 @@ bool ReadTextFile(PowerConfig& cfg)
     return true;
 }
 
-bool WriteAll(int fd, const char* bytes, size_t length)
-{
-    while (length > 0) {
-        ssize_t written = write(fd, bytes, length);
-        if (written < 0 && errno == EINTR)
-            continue;
-        if (written <= 0)
-            return false;
-        bytes += written;
-        length -= static_cast<size_t>(written);
-    }
-    return true;
-}
-
-// Gives the new file the mode and owner of the one it will replace, or those
-// that a newly created file would get.
-bool TakeOverMode(int fd, const char* path)
-{
-    struct stat old = {};
-    if (stat(path, &old) != 0) {
-        if (errno != ENOENT)
-            return false;
-        mode_t mask = umask(0);
-        umask(mask);
-        return fchmod(fd, 0666 & ~mask) == 0;
-    }
-    struct stat fresh = {};
-    if (fstat(fd, &fresh) != 0)
-        return false;
-    bool sameOwner = fresh.st_uid == old.st_uid && fresh.st_gid == old.st_gid;
-    if (!sameOwner && fchown(fd, old.st_uid, old.st_gid) != 0)
-        return false;
-    return fchmod(fd, old.st_mode & 07777) == 0;
-}
-
-// A file system that cannot flush a folder says so and is taken at its word.
-bool FlushFolder()
-{
-    int fd = open(SETTINGS_FOLDER, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (fd < 0)
-        return false;
-    bool isFlushed = fsync(fd) == 0 || errno == EINVAL;
-    close(fd);
-    return isFlushed;
-}
-
-// What a save leaves behind that a power failure cut off. A name so odd is
-// nobody's backup, and a minute is long enough for a save that still runs.
-void RemoveLeftovers(const char* name)
-{
-    char pattern[SCRATCH_NAME_SIZE];
-    FormatText(pattern, sizeof(pattern), SCRATCH_FORMAT, SETTINGS_FOLDER, name, "??????");
-    glob_t found = {};
-    if (glob(pattern, 0, nullptr, &found) == 0) {
-        for (size_t i = 0; i < found.gl_pathc; i++) {
-            struct stat scratch = {};
-            if (stat(found.gl_pathv[i], &scratch) == 0 && scratch.st_mtime < time(nullptr) - 60)
-                unlink(found.gl_pathv[i]);
-        }
-    }
-    globfree(&found);
-}
-
-// Power may fail at any moment: the new content stands whole on the disk before
-// it takes the old file's name, so a reader meets one or the other.
-bool ReplaceFile(const char* path, const char* bytes, size_t length)
-{
-    const char* name = strrchr(path, '/') + 1;
-    RemoveLeftovers(name);
-    char scratch[SCRATCH_NAME_SIZE];
-    FormatText(scratch, sizeof(scratch), SCRATCH_FORMAT, SETTINGS_FOLDER, name, "XXXXXX");
-    int fd = mkostemp(scratch, O_CLOEXEC);
-    if (fd < 0)
-        return false;
-    bool isWhole = TakeOverMode(fd, path) && WriteAll(fd, bytes, length) && fsync(fd) == 0;
-    isWhole = close(fd) == 0 && isWhole;
-    if (!isWhole || rename(scratch, path) != 0) {
-        unlink(scratch);
-        return false;
-    }
-    return FlushFolder();
-}
-
 } // namespace
 
 void InitConfig(PowerConfig& cfg, ScheduleEntry sched[7])
@@ -319,13 +227,19 @@ int WriteConfig(const PowerConfig& cfg, const ScheduleEntry sched[7])
     char image[sizeof(cfg) + 7 * sizeof(sched[0])];
     memcpy(image, &cfg, sizeof(cfg));
     memcpy(image + sizeof(cfg), sched, 7 * sizeof(sched[0]));
-    if (!ReplaceFile(POWER_INI_PATH, image, sizeof(image)))
-        return 0;
     char text[TEXT_FILE_SIZE];
     size_t length = 0;
     for (const ConfigLine& line : CONFIG_LINES)
         length += FormatLine(text + length, sizeof(text) - length, cfg, line);
-    return ReplaceFile(TEXT_CFG_PATH, text, length) ? 1 : 0;
+
+    NewFile binaryFile = {POWER_INI_PATH, ""};
+    NewFile textFile = {TEXT_CFG_PATH, ""};
+    bool isWritten =
+        WriteNewFile(binaryFile, image, sizeof(image)) && WriteNewFile(textFile, text, length);
+    bool isReplaced = isWritten && TakePlace(binaryFile) && TakePlace(textFile);
+    DropNewFile(binaryFile);
+    DropNewFile(textFile);
+    return FlushFolder(SETTINGS_FOLDER) && isReplaced ? 1 : 0;
 }
 
 int LoadOrCreateConfig(PowerConfig& cfg, ScheduleEntry sched[7])

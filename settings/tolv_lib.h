@@ -52,9 +52,14 @@ void InitConfig(PowerConfig& cfg, ScheduleEntry sched[7]);
 // 1 both files read; 0 otherwise, with whatever could be read already loaded.
 int ReadConfig(PowerConfig& cfg, ScheduleEntry sched[7]);
 
-// Replaces power.ini, then wardenlink.cfg, each whole or not at all. 1 both
-// written; 0 at the first failed step, the file at hand being whole as it was (or,
-// when only the flush of the folder failed, whole as it is to be).
+// Writes both files beside the old ones, then lets power.ini and after it
+// wardenlink.cfg take their places; each is old or new, never a mixture. 1 when both
+// are new and on the disk. 0 otherwise:
+// - a file could not be written: both are old;
+// - wardenlink.cfg could not take its place (a folder or a mount stands there): only
+//   power.ini is new, and the next reading takes the schedule from it, but the eleven
+//   values from the old text;
+// - the folder could not be flushed: both are new, unless power fails very soon.
 int WriteConfig(const PowerConfig& cfg, const ScheduleEntry sched[7]);
 
 // What a screen does first: the defaults, over them the files, and where those
