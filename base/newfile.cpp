@@ -50,6 +50,14 @@ mode_t UsualMode()
     return 0666 & ~mask;
 }
 
+// For a file that becomes its writer's own: the old mode without the bits that lend
+// an identity. A group that is another one may do no more than everybody could.
+mode_t OwnMode(mode_t old, bool hasOldGroup)
+{
+    mode_t everybodys = old & 0007;
+    return old & (hasOldGroup ? 0777 : 0707 | everybodys << 3);
+}
+
 // Gives the new file the owner and mode of the file that it will replace.
 bool TakeOverOwner(int fd, const char* path)
 {
@@ -60,9 +68,12 @@ bool TakeOverOwner(int fd, const char* path)
     if (fstat(fd, &fresh) != 0)
         return false;
     bool isSameOwner = fresh.st_uid == old.st_uid && fresh.st_gid == old.st_gid;
-    if (!isSameOwner && fchown(fd, old.st_uid, old.st_gid) != 0)
+    if (isSameOwner || fchown(fd, old.st_uid, old.st_gid) == 0)
+        return fchmod(fd, old.st_mode & 07777) == 0;
+    if (errno != EPERM || faccessat(AT_FDCWD, path, R_OK, AT_EACCESS) != 0)
         return false;
-    return fchmod(fd, old.st_mode & 07777) == 0;
+    bool hasOldGroup = fchown(fd, static_cast<uid_t>(-1), old.st_gid) == 0;
+    return fchmod(fd, OwnMode(old.st_mode, hasOldGroup)) == 0;
 }
 
 bool WriteAll(int fd, const void* bytes, size_t length)

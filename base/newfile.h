@@ -14,8 +14,9 @@ struct NewFile {
 };
 
 // Writes the new file beside the old one and flushes it to the disk. It gets the old
-// one's mode and owner, or a new file's where there is no old one. False when anything
-// failed.
+// one's mode and owner, or a new file's where there is no old one. A user who may
+// hand nothing over keeps the new file, with nothing open to more people than it was;
+// what such a user could not even read is not replaced. False when anything failed.
 bool WriteNewFile(NewFile& file, const void* bytes, size_t length);
 
 // Lets the new file take the old one's place; false when it cannot.

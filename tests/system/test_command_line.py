@@ -165,6 +165,43 @@ def test_an_ordinary_user_may_watch_the_status(program, start):
     assert screen.wait_exit() == 0
 
 
+@pytest.fixture
+def everyones_folder():
+    os.chmod(FOLDER, 0o777)
+    yield
+    os.chmod(FOLDER, 0o755)
+
+
+def test_an_ordinary_users_status_makes_a_missing_text_file_where_the_folder_allows_it(
+        program, start, everyones_folder):
+    if OrdinaryUser()[0] != "setpriv":
+        pytest.skip("there is one user only here")
+    kept = Settings(snmp_ip="127.0.0.1", ac_fail_delay=77, reserved=9).write()
+    os.remove(FOLDER + "/wardenlink.cfg")
+    screen = start([*OrdinaryUser(), program, "status"])
+    screen.wait_text(0, 1, "(SNMP WardenLink for Linux) UPS Status Screen, Ver. 3.4")
+    with open(FOLDER + "/power.ini", "rb") as record, open(FOLDER + "/wardenlink.cfg", "rb") as text:
+        assert (record.read(), text.read()) == (kept.record(), kept.text().encode())
+    for name in ("power.ini", "wardenlink.cfg"):
+        state = os.stat(f"{FOLDER}/{name}")
+        assert (state.st_uid, stat.S_IMODE(state.st_mode)) == (65534, 0o644), name
+    screen.send("q")
+    assert screen.wait_exit() == 0
+
+
+def test_an_ordinary_users_status_never_replaces_settings_that_it_may_not_read(
+        program, everyones_folder):
+    if OrdinaryUser()[0] != "setpriv":
+        pytest.skip("there is one user only here")
+    kept = Settings(ac_fail_delay=77).write()
+    os.chmod(FOLDER + "/power.ini", 0o600)
+    result = call(*OrdinaryUser(), program, "status")
+    assert (result.returncode, result.stdout) == (1, "File /etc/wardenlink/power.ini Error!\n")
+    with open(FOLDER + "/power.ini", "rb") as record:
+        assert record.read() == kept.record()
+    assert sorted(os.listdir(FOLDER)) == ["power.ini", "wardenlink.cfg"]
+
+
 def test_a_refusal_leaves_the_terminal_alone(program, start):
     screen = start([*OrdinaryUser(), program, "config"])
     assert screen.wait_exit() == 1

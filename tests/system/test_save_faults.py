@@ -203,6 +203,18 @@ def test_a_save_with_a_refused_call_leaves_whole_files(edit, owned, call, error,
     assert type(expected)(left) == expected
 
 
+def test_a_save_of_one_who_may_not_hand_files_over_keeps_them(edit, owned):
+    if owned == (0, 0):
+        pytest.skip("nothing to hand over where there is one user only")
+    _, log = save_under(edit, "-e", "inject=fchown:error=EPERM")
+    assert any("(INJECTED)" in line for line in log)
+    assert versions() == DONE
+    for name in NAMES:
+        state = os.stat(os.path.join(world.FOLDER, name))
+        assert (state.st_uid, state.st_gid) == (0, 0)
+        assert stat.S_IMODE(state.st_mode) == {0o640: 0o600, 0o604: 0o604}[MODES[name]]
+
+
 def test_a_folder_that_cannot_be_flushed_is_an_error_with_both_files_new():
     result = subprocess.run([*Refused("fsync", "EIO", when=3), world.bin("wardenlink"), "status"],
                             stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, timeout=30, check=False)
