@@ -1,9 +1,11 @@
 """The whole program from its command line: wrong calls, who may do what, start and stop."""
 
+import itertools
 import os
 import select
 import shutil
 import signal
+import socket
 import stat
 import subprocess
 import tempfile
@@ -315,7 +317,7 @@ def test_stop_finds_out_that_a_daemon_died_and_clears_its_queue():
     assert not queues.exists("daemonControlQueue"), "nobody is asked to end"
 
 
-# --- standard input ----------------------------------------------------------------------
+# --- standard streams --------------------------------------------------------------------
 
 def test_commands_run_with_their_input_from_a_file_and_leave_the_file_alone():
     place_recorder()
@@ -336,6 +338,79 @@ def test_commands_run_with_no_input_at_all():
     result = run("stop", stdin=None, preexec_fn=lambda: os.close(0))
     assert result.stdout == BANNER + "is not running!\n"
     assert result.returncode == 0
+
+
+CLOSED = [streams for count in (1, 2, 3) for streams in itertools.combinations((0, 1, 2), count)]
+
+
+def close_all(streams):
+    for stream in streams:
+        os.close(stream)
+
+
+def stream_paths(pid):
+    """What the three standard streams of a process lead to; None where one is closed."""
+    paths = []
+    for stream in (0, 1, 2):
+        try:
+            paths.append(os.readlink(f"/proc/{pid}/fd/{stream}"))
+        except FileNotFoundError:
+            paths.append(None)
+    return paths
+
+
+def expected_paths(path, closed):
+    return ["/dev/null" if stream in closed else path for stream in (0, 1, 2)]
+
+
+@pytest.mark.parametrize("closed", CLOSED)
+def test_start_opens_the_daemons_closed_streams_on_the_null_device(daemon, closed):
+    path = FOLDER + "/streams"
+    with open(path, "w+", encoding="ascii") as file:
+        started = subprocess.run([bin("wardenlink"), "start"], stdin=file, stdout=file,
+                                 stderr=file, preexec_fn=lambda: close_all(closed), check=False)
+    assert started.returncode == 0
+    pid, = daemon.wait_running()
+    assert stream_paths(pid) == expected_paths(path, closed)
+
+
+@pytest.mark.parametrize("closed", CLOSED)
+def test_no_socket_of_a_status_screen_takes_a_closed_streams_place(agent, settings, closed):
+    path = FOLDER + "/streams"
+    with open(path, "w+", encoding="ascii") as file:
+        process = subprocess.Popen([bin("wardenlink"), "status"], stdin=file, stdout=file,
+                                   stderr=file, preexec_fn=lambda: close_all(closed),
+                                   env=dict(os.environ, TERM="linux"))
+    try:
+        wait_until(agent.log, what="a request")
+        assert stream_paths(process.pid) == expected_paths(path, closed)
+    finally:
+        process.kill()
+        process.wait()
+
+
+def agent_side_port(pid):
+    """The port of a program's own UDP socket."""
+    with open(f"/proc/{pid}/net/udp", encoding="ascii") as source:
+        rows = [line.split() for line in source.read().splitlines()[1:]]
+    sockets = {os.stat(f"/proc/{pid}/fd/{name}").st_ino for name in os.listdir(f"/proc/{pid}/fd")
+               if os.readlink(f"/proc/{pid}/fd/{name}").startswith("socket:")}
+    port, = [int(row[1].split(":")[1], 16) for row in rows if int(row[9]) in sockets]
+    return port
+
+
+def test_what_is_sent_to_a_status_screen_without_input_is_no_key(start, agent, settings):
+    # Whoever can send to its socket, the agent first of all, must not press [q].
+    screen = start(["sh", "-c", 'exec "$0" status <&-', bin("wardenlink")], quit_keys="")
+    screen.wait_text(0, 1, "(SNMP WardenLink for Linux) UPS Status Screen, Ver. 3.4")
+    wait_until(agent.log, what="a request")
+    with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as sender:
+        for _ in range(40):
+            sender.sendto(b"q", (agent.address, agent_side_port(screen.pid)))
+            time.sleep(0.1)
+    assert screen.alive()
+    agent.clear_log()
+    wait_until(agent.log, what="the next request")
 
 
 # --- the terminal's mode -----------------------------------------------------------------
