@@ -15,7 +15,7 @@ import time
 
 import pytest
 
-from process import OrdinaryUser
+from process import OrdinaryUser, Refused
 import queues
 from settings import Settings
 from stopwatch import Stopwatch
@@ -276,6 +276,36 @@ def test_start_says_that_the_daemon_program_fails():
         assert (result.returncode, result.stderr) == (0, b"")
 
 
+def test_start_ends_silently_with_1_where_no_process_can_be_made():
+    result = call(*Refused("clone,clone3,fork,vfork", "EAGAIN"), bin("wardenlink"), "start")
+    assert (result.returncode, result.stdout, result.stderr) == (1, "", "")
+
+
+def ignore_ends():
+    """In a child: what a caller may ignore and the daemon must not."""
+    for number in (signal.SIGPIPE, signal.SIGXFSZ):
+        signal.signal(number, signal.SIG_IGN)
+
+
+def test_start_gives_the_daemon_the_default_actions_whatever_its_caller_ignores():
+    place_daemon(f"grep ^SigIgn: /proc/$$/status > {RECORD}.new; mv {RECORD}.new {RECORD}\n")
+    assert run("start", preexec_fn=ignore_ends).returncode == 0
+    ignored = int(wait_until(launches, what="the launch")[0].split()[1], 16)
+    for number in (signal.SIGPIPE, signal.SIGXFSZ):
+        assert not ignored >> (number - 1) & 1, number
+
+
+def test_start_gives_the_daemon_none_of_its_callers_files_but_the_standard_streams(daemon):
+    with open(FOLDER + "/lock", "w", encoding="ascii") as lock:
+        os.dup2(lock.fileno(), 900)
+        assert run("start", pass_fds=(lock.fileno(), 900)).returncode == 0
+        os.close(900)
+    pid, = daemon.wait_running()
+    held = [os.readlink(f"/proc/{pid}/fd/{number}") for number in os.listdir(f"/proc/{pid}/fd")]
+    assert FOLDER + "/lock" not in held
+    assert {"0", "1", "2"} <= set(os.listdir(f"/proc/{pid}/fd"))
+
+
 def test_start_then_stop_ends_the_daemon(daemon):
     assert run("start").returncode == 0
     daemon.wait_running()
@@ -293,6 +323,18 @@ def test_stop_sends_three_bytes_of_type_5_to_the_daemons_queue():
     assert (result.returncode, result.stdout, result.stderr) == (0, "", "")
     assert queues.drain("daemonControlQueue") == [(5, b"100")]
     assert queues.drain("screenControlQueue") == []
+
+
+def test_stop_ends_silently_with_1_when_its_message_cannot_be_queued():
+    with pytest.raises(OSError):
+        while True:
+            queues.send("daemonControlQueue", 5, "9" * 4096)
+    while queues.info("daemonControlQueue").bytes < queues.info("daemonControlQueue").most_bytes:
+        queues.send("daemonControlQueue", 5, "9")
+    with Beating():
+        result = run("stop")
+    assert (result.returncode, result.stdout, result.stderr) == (1, "", "")
+    assert b"100" not in [text for _, text in queues.drain("daemonControlQueue")]
 
 
 def test_stop_without_a_daemon_says_so_at_once():
