@@ -6,8 +6,6 @@
 #include <cstring>
 #include <curses.h>
 
-constexpr int ENTRY_LENGTH = SETTINGS_TEXT_SIZE - 1; // characters that a field takes
-
 // One row for each text. The community name takes the device name's line. It is
 // intended that [c] puts the cursor behind the old text, while [o] and [p] put it on
 // the first character.

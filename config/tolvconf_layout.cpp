@@ -149,7 +149,7 @@ static_assert(FitsTheLabel(ITEM_DEVICE, DEVICE_STRIP));
 static_assert(FitsTheBox(LabelPlace(cw_p[ITEM_ADDRESS]), LINE_STRIP));
 static_assert(EndOf(cw_p[ITEM_DEVICE], COMMUNITY_LABEL) < cw_p[ITEM_DEVICE].valueCol);
 static_assert(EndOf(cw_p[ITEM_ADDRESS], ADDRESS_LABEL) < cw_p[ITEM_ADDRESS].valueCol);
-static_assert(cw_p[ITEM_ADDRESS].valueCol + SETTINGS_TEXT_SIZE - 1 <=
+static_assert(cw_p[ITEM_ADDRESS].valueCol + ENTRY_LENGTH <=
               cw_p[ITEM_ADDRESS].labelCol + LINE_STRIP);
 
 static_assert(FitsTheLabel(ITEM_SAVE, SAVED_STRIP) && Length(SAVED_TEXT) <= SAVED_STRIP);

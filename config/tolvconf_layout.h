@@ -32,12 +32,22 @@ enum ItemLine {
 };
 
 // Where the items stand: the one home of every row and column of theirs.
-// clang-format off
 inline constexpr LayoutLine cw_p[] = {
-    { 3, 9, 62}, { 4, 9, 62}, { 5, 9, 62}, { 7, 9, 33}, { 9, 9, 42}, {10, 9, 42}, {12, 9, 36},
-    {14, 9, -1}, {15, 9, -1}, {16, 9, -1}, {18, 9, 35}, {19, 9, 19}, { 6, 9, 62}, { 8, 9, 33},
+    {3, 9, 62},  // ITEM_AC_FAIL
+    {4, 9, 62},  // ITEM_BATT_LOW
+    {5, 9, 62},  // ITEM_OFF_DELAY
+    {7, 9, 33},  // ITEM_DEVICE
+    {9, 9, 42},  // ITEM_COUNTDOWN
+    {10, 9, 42}, // ITEM_SCHEDULE
+    {12, 9, 36}, // ITEM_ALERT
+    {14, 9, -1}, // ITEM_BLANK
+    {15, 9, -1}, // ITEM_START_TIMES
+    {16, 9, -1}, // ITEM_SHUTDOWN_TIMES
+    {18, 9, 35}, // ITEM_SAVE
+    {19, 9, 19}, // ITEM_QUIT
+    {6, 9, 62},  // ITEM_RATING
+    {8, 9, 33},  // ITEM_ADDRESS
 };
-// clang-format on
 static_assert(std::size(cw_p) == ITEM_LINES);
 
 // Stands apart from the table: its label is drawn with its value, after all others.
@@ -49,8 +59,11 @@ constexpr Place NumberCursor(const LayoutLine& line)
     return RightOf(ValuePlace(line), 1);
 }
 
-// Where the cursor is at the start, and again after a text entry.
+// Where the cursor is at the start, and again after a text or the schedule.
 inline constexpr Place HOME_PLACE = NumberCursor(cw_p[ITEM_AC_FAIL]);
+
+// Characters that a text setting takes.
+inline constexpr int ENTRY_LENGTH = SETTINGS_TEXT_SIZE - 1;
 
 // The editor's modes.
 inline constexpr int16_t MODE_ITEMS = 1;
@@ -64,8 +77,8 @@ inline constexpr int ALERT_NONE = 0;
 inline constexpr int ALERT_TOGGLE_REBOOT = 1; // "(Toggle [a] to set Automatic Reboot)"
 inline constexpr int ALERT_TOO_CLOSE = 2;     // "(Start Time Too Close to Shutdown Time!)"
 
-// The part of the editor's state that every key handler works on. The values are
-// their owner's; the handlers of the keys are given their addresses.
+// What every key handler works on. It refers to values that belong to the handler's
+// caller, who gives their addresses one by one.
 struct Editor {
     PowerConfig& config;
     int& cursorRow;

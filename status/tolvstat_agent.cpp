@@ -178,13 +178,6 @@ void WipeLongPrompt()
 
 } // namespace
 
-bool ReadObject(const char* objectId, ObjectText& object)
-{
-    CopyField(object.text, NO_ANSWER);
-    UPS_getvalue(object.text, objectId);
-    return strcmp(object.text, NO_ANSWER) != 0;
-}
-
 void TryToOpenSession(int* snmpUp)
 {
     if (*snmpUp == 0 && UPS_init() == 1)

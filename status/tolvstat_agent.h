@@ -15,16 +15,6 @@ inline constexpr int MODE_INFORMATION = 2; // the page of ScreenTwo
 
 inline constexpr int PROMPT_COL = 51; // of the key prompt, on the status bar's row
 
-inline constexpr char NO_ANSWER[] = "***"; // preset of a text that only an answer replaces
-
-// What an object answered, or NO_ANSWER.
-struct ObjectText {
-    char text[UPS_TEXT_SIZE];
-};
-
-// Asks the agent for an object; false and NO_ANSWER when it does not answer.
-bool ReadObject(const char* objectId, ObjectText& object);
-
 // A session that an agent was not there to answer is tried again at every pass.
 void TryToOpenSession(int* snmpUp);
 

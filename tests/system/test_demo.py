@@ -4,6 +4,7 @@ import os
 import re
 import signal
 import subprocess
+import tempfile
 
 import pytest
 
@@ -29,7 +30,7 @@ def alone():
 def run(*words, folder=FOLDER, **options):
     """Runs a command without a terminal to its end; its output as text."""
     # Files, not pipes: the demo's simulators keep its output open.
-    with open("/run/out", "w+") as out, open("/run/err", "w+") as err:
+    with tempfile.TemporaryFile("w+") as out, tempfile.TemporaryFile("w+") as err:
         options.setdefault("stdin", subprocess.DEVNULL)
         result = subprocess.run(words, stdout=out, stderr=err, timeout=90, check=False,
                                 env=dict(os.environ, WARDENLINK_BIN_DIR=folder), **options)
@@ -96,7 +97,7 @@ def test_a_simulator_that_is_missing_fails_the_demo(tmp_path):
 
 def test_the_shell_says_how_to_cut_the_mains_and_does_it_when_told():
     session = "ups state | grep mains; ups mains fail; ups state | grep mains; exit 7"
-    with open("/run/session", "w+", encoding="ascii") as source:
+    with tempfile.TemporaryFile("w+") as source:
         source.write(session)
         source.seek(0)
         shown = demo("shell", stdin=source)
@@ -144,5 +145,4 @@ def test_ups_alone_prints_how_it_is_used():
     assert (alone.returncode, alone.stdout) == (1, "")
     assert (asked.returncode, asked.stderr) == (0, "")
     assert alone.stderr == asked.stdout
-    for line in re.findall(r"^  ups (\w+)", alone.stderr, re.M):
-        assert line in ("mains", "battery", "state", "silent", "recover", "reset")
+    assert "  ups mains fail " in alone.stderr
