@@ -4,7 +4,7 @@ import pytest
 
 import world
 from issuer_watch import open_center
-from painter import Readings, Watch
+from remote_painter import Readings, Watch
 from stopwatch import Stopwatch
 
 OFF = dict(output_status=5, output_voltage=0, output_frequency=0, load=0)

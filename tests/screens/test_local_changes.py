@@ -11,7 +11,7 @@ import snmp_painter
 import world
 from local_painter import Files, put_file
 from local_watch import open_watch, watch  # noqa: F401
-from painter import Readings
+from remote_painter import Readings
 from settings import Settings
 
 SERIAL = Settings(comm_mode=0)

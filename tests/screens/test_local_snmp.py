@@ -6,7 +6,7 @@ import pytest
 
 import queues
 import world
-from painter import GEN_ERR, NO_DATA_PROMPT
+from remote_painter import GEN_ERR, NO_DATA_PROMPT
 from process import OpenFiles
 from settings import Settings
 from snmp_painter import WARNING, announce, open_local, tell

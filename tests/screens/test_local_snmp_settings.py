@@ -6,7 +6,7 @@ import pytest
 
 import queues
 import world
-from painter import Readings
+from remote_painter import Readings
 from process import OpenFiles
 from settings import FOLDER, Settings
 from snmp_painter import announce, open_local, tell

@@ -6,7 +6,7 @@ import pytest
 
 import queues
 import world
-from painter import TITLE, Painter
+from remote_painter import TITLE, Painter
 from settings import FOLDER, Settings
 
 LOCAL_LINE = "<<< [l]  M O N I T O R   L O C A L     U  P  S   >>>"

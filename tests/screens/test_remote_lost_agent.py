@@ -3,7 +3,7 @@
 import pytest
 
 import world
-from painter import NA, NO_DATA_PROMPT, PROMPT, Watch, check_no_data
+from remote_painter import NA, NO_DATA_PROMPT, PROMPT, Watch, check_no_data
 from settings import Settings
 from stopwatch import Stopwatch
 

@@ -12,7 +12,7 @@ import pytest
 
 import world
 from notice import DATE_COLUMN, date_text
-from painter import GEN_ERR, NA, Answer, Readings, Watch, check_no_data
+from remote_painter import GEN_ERR, NA, Answer, Readings, Watch, check_no_data
 from settings import Settings
 from stopwatch import Stopwatch
 

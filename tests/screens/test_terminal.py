@@ -13,7 +13,7 @@ import pytest
 
 import settings as files
 import world
-from painter import Watch, check_no_data, no_data_differences
+from remote_painter import Watch, check_no_data, no_data_differences
 from process import MemoryKilobytes, OpenFiles, OrdinaryUser
 from settings import Settings
 from stopwatch import Stopwatch

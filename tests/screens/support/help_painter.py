@@ -6,7 +6,7 @@ import os
 import shutil
 
 import world
-from painter import Painter
+from remote_painter import Painter
 from settings import Settings
 
 PLACE = world.FOLDER + "/help"

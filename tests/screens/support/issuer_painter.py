@@ -6,7 +6,7 @@ An IssuerPainter holds the cells as they ought to stand after each key.
 import time
 
 from notice import notice_row
-from painter import Painter
+from remote_painter import Painter
 
 SERIAL, SNMP = 0, 1
 ESCAPE = "\x1b"

@@ -10,7 +10,7 @@ import re
 import time
 
 from notice import WEEK_DAYS
-from painter import (BAR_COLUMN, HIGH_SCALE, LONGEST_BAR, NO_DATA_PROMPT, RIGHT_LABELS,
+from remote_painter import (BAR_COLUMN, HIGH_SCALE, LONGEST_BAR, NO_DATA_PROMPT, RIGHT_LABELS,
                      frequency_cells, is_decimal, level_cells, load_cells, voltage_cells, whole)
 from snmp_painter import SnmpPainter
 

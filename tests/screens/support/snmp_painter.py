@@ -6,7 +6,7 @@ painted from a table of its own. The daemon is played by presence messages.
 
 import queues
 import world
-from painter import Answer, Painter, Readings, Watch, number
+from remote_painter import Answer, Painter, Readings, Watch, number
 
 WARNING = "<<System is About to Shut Down>>"
 WARNING_ROW, WARNING_COLUMN = 17, 4
