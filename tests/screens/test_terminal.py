@@ -13,7 +13,7 @@ import pytest
 
 import settings as files
 import world
-from remote_painter import Watch, check_no_data, no_data_differences
+from remote_painter import Watch, check_no_data, no_data_painter
 from process import MemoryKilobytes, OpenFiles, OrdinaryUser
 from settings import Settings
 from stopwatch import Stopwatch
@@ -179,7 +179,7 @@ def test_a_terminal_made_small_and_large_again_recovers(start, no_agent, rows, c
     screen.wait_paint()
     screen.resize(25, 80)
     screen.wait_paint()
-    screen.wait_for(lambda: not no_data_differences(screen, no_agent), 10, "the whole picture")
+    screen.wait_for(lambda: not no_data_painter(screen, no_agent).differences(screen), 10, "the whole picture")
     screen.press(" ")
     check_no_data(screen, no_agent)
 
