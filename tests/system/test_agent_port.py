@@ -44,7 +44,7 @@ def test_the_services_database_names_the_port_of_the_agent(start, text, port):
     agent = world.Agent(f"{world.agent_address()}:{port}")
     with services(text):
         screen = start([world.bin("wardenlink"), "status"])
-        screen.wait_text(3, 62, "230.0", timeout=30)
+        screen.wait_text(3, 62, "230.0")
     agent.stop()
 
 
@@ -52,5 +52,5 @@ def test_an_address_with_a_port_of_its_own_is_asked_there(start):
     Settings(snmp_ip=f"{world.agent_address()}:1161").write()
     agent = world.Agent(f"{world.agent_address()}:1161")
     screen = start([world.bin("wardenlink"), "status"])
-    screen.wait_text(3, 62, "230.0", timeout=30)
+    screen.wait_text(3, 62, "230.0")
     agent.stop()

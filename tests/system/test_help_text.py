@@ -9,7 +9,7 @@ from help_painter import CONTENTS, MENUS, PAGE_LINES, PAGES, SOURCE, WINDOWS
 from settings import LINES, Settings
 from world import ROOT, run
 
-PRODUCT = ("front", "settings", "ipc", "snmp", "status", "config", "issuer", "help")
+PRODUCT = ("base", "front", "settings", "ipc", "snmp", "screen", "status", "config", "issuer", "help")
 WIDEST = 72
 GLOSSARY = "textapc.txt"
 PREFIX = ".1.3.6.1.4.1.935.1.1.1"
