@@ -1,5 +1,5 @@
-// What every full-screen mode stands on: the terminal set-up, the frame of the
-// status monitor, and the small helpers that turn numbers into screen texts.
+// What every full-screen mode stands on: the terminal set-up, places on the screen and
+// what puts text there, and the frame of the status monitor.
 #pragma once
 
 #include <cstdint>
@@ -17,6 +17,11 @@ struct Place {
 constexpr Place RightOf(Place place, int cols)
 {
     return {place.row, place.col + cols};
+}
+
+constexpr Place Below(Place place, int rows)
+{
+    return {place.row + rows, place.col};
 }
 
 // One line of a layout table; valueCol -1 = the line carries no value.
@@ -37,15 +42,22 @@ constexpr Place ValuePlace(const LayoutLine& line)
 }
 
 // Header and status bar of the status monitor: rows 0, 1 and 23.
-extern const LayoutLine st_p[2]; // title and model line, vendor notice
-extern const LayoutLine sb_p;    // "System:" and its text
+inline constexpr LayoutLine st_p[2] = {{0, 1, 42}, {1, 1, -1}}; // title and model, vendor notice
+inline constexpr LayoutLine sb_p = {23, 1, 9};                  // "System:" and its text
 
 // What uname gave when the mode began; the status bar shows it.
 extern utsname systemRecord;
 
-// Starts ncurses and gives the terminal its 2-second read time-out. Negative
-// when standard input is no terminal: the mode then runs without the time-out.
+inline constexpr int READ_TIMEOUT_TENTHS = 20; // of a second
+
+// Starts ncurses and gives the terminal its 2-second read time-out, which comes back
+// after every stop of the program. Negative when standard input is no terminal: the
+// mode then runs without the time-out. A write that fails ends no screen.
 int InitScreen();
+
+// Whether the program was stopped behind curses' back and continued since the last
+// call: a shell may then have written over the screen.
+bool TakeContinued();
 
 // Lets SIGHUP, SIGINT, SIGQUIT and SIGTERM pass without effect: a screen ends by
 // its own quit key only. It is its own handler.

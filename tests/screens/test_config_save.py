@@ -328,24 +328,28 @@ def test_the_schedule_mode_re_reads_after_a_save_and_takes_no_key(edit):
 # --- readers -----------------------------------------------------------------------------------
 
 
-def test_a_reader_never_meets_half_a_file(edit):
+def contents(settings):
+    """The two files that hold these settings."""
+    return {("power.ini", settings.record()), ("wardenlink.cfg", settings.text().encode())}
+
+
+def test_a_reader_never_meets_half_a_file_nor_none(edit):
     editor = edit(Settings(com_port="/dev/ttyS0", countdown_on=1))
-    wanted = [editor.settings.record(), Settings(com_port="/dev/ttyS0", countdown_on=0).record()]
-    texts = [editor.settings.text().encode(),
-             Settings(com_port="/dev/ttyS0", countdown_on=0).text().encode()]
-    strange, over = [], threading.Event()
+    whole = contents(editor.settings) | contents(Settings(com_port="/dev/ttyS0", countdown_on=0))
+    met, over = set(), threading.Event()
 
     def Read():
         while not over.is_set():
-            for name, whole in (("power.ini", wanted), ("wardenlink.cfg", texts)):
-                if file_bytes(name) not in whole:
-                    strange.append(name)
+            met.update((name, file_bytes(name)) for name in ("power.ini", "wardenlink.cfg"))
 
     reader = threading.Thread(target=Read)
     reader.start()
-    for _ in range(10):
+    saves = 0
+    while saves < 10 or not whole <= met:
         editor.screen.press("n" + "s" + "dddd")
+        saves += 1
+        assert reader.is_alive() and saves < 1000, met ^ whole
     over.set()
     reader.join()
-    assert not strange
-    assert files.read().countdown_on == 1
+    assert met == whole
+    assert files.read().countdown_on == (saves + 1) % 2

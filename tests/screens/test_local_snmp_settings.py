@@ -6,11 +6,15 @@ import pytest
 
 import queues
 import world
-from painter import Readings
+from local_painter import put_file
 from process import OpenFiles
+from remote_painter import Readings
 from settings import FOLDER, Settings
 from snmp_painter import announce, open_local, tell
 
+# Another address beside the agent's that every machine has: 0.0.0.0 leads to 127.0.0.1, which
+# is not asked by its own name.
+OTHER_LISTEN, OTHER_ADDRESS = "127.0.0.1", "0.0.0.0"
 OTHER_CONTROL = "/run/wardenlink-sim-other.sock"
 
 
@@ -22,15 +26,15 @@ def local(agent, settings, start):
 
 @pytest.fixture
 def other():
-    """Another simulated UPS, at another port and with another community."""
-    running = world.Agent(f"{world.agent_address()}:1161", "other-ups", OTHER_CONTROL)
+    """Another simulated UPS, at another address and with another community."""
+    running = world.Agent(OTHER_LISTEN, "other-ups", OTHER_CONTROL)
     running.set("load", 61)
     yield running
     running.stop()
 
 
 def other_settings(**changes):
-    return Settings(snmp_ip=f"{world.agent_address()}:1161", snmp_community="other-ups", **changes)
+    return Settings(snmp_ip=OTHER_ADDRESS, snmp_community="other-ups", **changes)
 
 
 def follow_other(local, other):
@@ -41,10 +45,8 @@ def follow_other(local, other):
 
 def put_serial_files(model):
     """The daemon's files of a UPS on the serial port."""
-    for name, line in (("q1", "(215.0 195.0 220.0 045 50.0 13.6 25.0 00001001\r"),
-                       ("mdl", f"#{model}\r")):
-        with open(f"{FOLDER}/wardenlink.{name}", "w", encoding="ascii", newline="") as target:
-            target.write(line)
+    put_file("wardenlink.q1", b"(215.0 195.0 220.0 045 50.0 13.6 25.0 00001001\r")
+    put_file("wardenlink.mdl", f"#{model}\r".encode("ascii"))
 
 
 def serial_is_shown(screen):
