@@ -10,11 +10,11 @@ import pytest
 
 import world
 from process import RunningFrom
-from world import CONTROL, DAEMON, ROOT, wait_until
+from waiting import wait_until
+from world import CONTROL, DAEMON, ROOT
 
 DEMO = os.path.join(ROOT, "demo")
 UPS = os.path.join(ROOT, "sim", "ups")
-FOLDER = os.path.dirname(world.bin("wardenlink"))
 
 
 @pytest.fixture(autouse=True)
@@ -27,13 +27,18 @@ def alone():
         wait_until(lambda: not RunningFrom(program), what=f"the end of {program}")
 
 
-def run(*words, folder=FOLDER, **options):
+def built(name=""):
+    return os.path.join(os.path.dirname(world.bin("wardenlink")), name)
+
+
+def run(*words, folder=None, **options):
     """Runs a command without a terminal to its end; its output as text."""
     # Files, not pipes: the demo's simulators keep its output open.
     with tempfile.TemporaryFile("w+") as out, tempfile.TemporaryFile("w+") as err:
         options.setdefault("stdin", subprocess.DEVNULL)
         result = subprocess.run(words, stdout=out, stderr=err, timeout=90, check=False,
-                                env=dict(os.environ, WARDENLINK_BIN_DIR=folder), **options)
+                                env=dict(os.environ, WARDENLINK_BIN_DIR=folder or built()),
+                                **options)
         out.seek(0)
         err.seek(0)
         result.stdout, result.stderr = out.read(), err.read()
@@ -48,7 +53,7 @@ def demo(*words, **options):
 def product(tmp_path):
     """product(SCRIPT): a build folder with this shell script for the program."""
     def Make(script):
-        os.symlink(os.path.join(FOLDER, "sim"), tmp_path / "sim")
+        os.symlink(built("sim"), tmp_path / "sim")
         path = tmp_path / "wardenlink"
         path.write_text("#!/bin/bash\n" + script)
         path.chmod(0o755)
@@ -107,7 +112,7 @@ def test_the_shell_says_how_to_cut_the_mains_and_does_it_when_told():
 
 def test_the_shell_on_a_terminal_shows_the_screen_with_the_mains_cut(start):
     screen = start([DEMO, "--inside", "shell"], quit_keys="",
-                   env={"WARDENLINK_BIN_DIR": FOLDER, "HOME": "/run"})
+                   env={"WARDENLINK_BIN_DIR": built(), "HOME": "/run"})
     screen.wait_for(lambda: b"# " in screen.raw or b"$ " in screen.raw, what="the prompt")
     screen.send("ups mains fail && exec wardenlink status\n")
     screen.wait_text(3, 62, "0.0  ")
