@@ -2,29 +2,16 @@
 
 import os
 import re
-import signal
 import subprocess
 import tempfile
 
 import pytest
 
 import world
-from process import RunningFrom
-from waiting import wait_until
-from world import CONTROL, DAEMON, ROOT
+from world import CONTROL, ROOT
 
 DEMO = os.path.join(ROOT, "demo")
 UPS = os.path.join(ROOT, "sim", "ups")
-
-
-@pytest.fixture(autouse=True)
-def alone():
-    """Ends what a demo leaves to the end of its world."""
-    yield
-    for program in (world.bin("sim/ups_agent"), DAEMON):
-        for pid in RunningFrom(program):
-            os.kill(pid, signal.SIGTERM)
-        wait_until(lambda: not RunningFrom(program), what=f"the end of {program}")
 
 
 def built(name=""):
