@@ -2,9 +2,7 @@
 // reached through menus.
 #pragma once
 
-// A footer table.
-inline constexpr int HELP_FOOTER_LINES = 3;
-inline constexpr int HELP_LINE_SIZE = 75; // with its terminator
+#include "help/tolvhelp_windows.h"
 
 // The index of the loaded file's last page that holds text, the page shown and the
 // number of the window shown.

@@ -1,9 +1,11 @@
 // The windows of the help viewer: their files and footers, and the keys between them.
 #pragma once
 
-#include "help/tolvhelp.h"
-
 #include <string_view>
+
+// A footer table.
+inline constexpr int HELP_FOOTER_LINES = 3;
+inline constexpr int HELP_LINE_SIZE = 75; // with its terminator
 
 // Windows are numbered; these are the contents page and the topic menus.
 inline constexpr int WINDOW_CONTENTS = 1;

@@ -1,45 +1,13 @@
-// What every full-screen mode stands on: the terminal set-up, places on the screen and
-// what puts text there, and the frame of the status monitor.
+// What every full-screen mode stands on: the terminal set-up, what puts text on the
+// screen, and the frame of the status monitor.
 #pragma once
 
-#include <cstdint>
+#include "screen/place.h"
+
 #include <sys/utsname.h>
 
 inline constexpr char VERSION_TEXT[] = "Ver. 3.4";
 inline constexpr char VENDOR_NOTICE[] = "WardenLink, the UPS console for Linux";
-
-// A place on the screen, row 0 at the top.
-struct Place {
-    int row;
-    int col;
-};
-
-constexpr Place RightOf(Place place, int cols)
-{
-    return {place.row, place.col + cols};
-}
-
-constexpr Place Below(Place place, int rows)
-{
-    return {place.row + rows, place.col};
-}
-
-// One line of a layout table; valueCol -1 = the line carries no value.
-struct LayoutLine {
-    int32_t row;
-    int32_t labelCol;
-    int32_t valueCol;
-};
-
-constexpr Place LabelPlace(const LayoutLine& line)
-{
-    return {line.row, line.labelCol};
-}
-
-constexpr Place ValuePlace(const LayoutLine& line)
-{
-    return {line.row, line.valueCol};
-}
 
 // Header and status bar of the status monitor: rows 0, 1 and 23.
 inline constexpr LayoutLine st_p[2] = {{0, 1, 42}, {1, 1, -1}}; // title and model, vendor notice

@@ -1,7 +1,7 @@
 // What the layout tables prove of themselves while they are compiled.
 #pragma once
 
-#include "screen/frame.h"
+#include "screen/place.h"
 
 #include <cstddef>
 #include <string_view>

@@ -11,43 +11,71 @@ import subprocess
 # since the program's start. The library polls that input while it paints: no wait for a key.
 KeyWait = collections.namedtuple("KeyWait", "fresh switches")
 
-# Number of the call by machine: plain reads, and the kinds of select.
+# What a number of a call means, by machine.
 CALLS = {
-    "x86_64": {"read": 0, "select": 23, "pselect": 270},
-    "aarch64": {"read": 63, "pselect": 72},
+    "x86_64": {0: "read", 23: "select", 270: "select", 230: "sleep"},
+    "aarch64": {63: "read", 72: "select", 115: "sleep"},
 }
-NAMES = {number: name for name, number in CALLS.get(platform.machine(), {}).items()}
+NAMES = CALLS.get(platform.machine(), {})
 
 
 def ReadCall(pid):
     """The call that pid is blocked in and its first argument, or None."""
-    with open(f"/proc/{pid}/syscall", encoding="ascii") as source:
-        fields = source.read().split()
+    try:
+        with open(f"/proc/{pid}/syscall", encoding="ascii") as source:
+            fields = source.read().split()
+    except OSError:
+        return None
     if len(fields) < 4 or int(fields[0]) < 0:
         return None
     return NAMES.get(int(fields[0])), int(fields[1], 16)
 
 
+def ReadStatus(pid, name, base=10):
+    """A number of pid's state by its name; None when pid has ended."""
+    try:
+        with open(f"/proc/{pid}/status", encoding="ascii", errors="replace") as source:
+            found = re.search(rf"^{name}:\s*(\w+)", source.read(), re.M)
+    except OSError:
+        return None
+    return int(found.group(1), base) if found else None
+
+
 def ReadSwitches(pid):
-    with open(f"/proc/{pid}/status", encoding="ascii", errors="replace") as source:
-        return int(re.search(r"^voluntary_ctxt_switches:\s*(\d+)", source.read(), re.M).group(1))
+    return ReadStatus(pid, "voluntary_ctxt_switches")
+
+
+def IsKeyWait(call):
+    return call in (("select", 1), ("read", 0))
 
 
 def FindKeyWait(pid):
     """The wait for a key that pid is in, or None when it does anything else."""
-    try:
-        before = ReadSwitches(pid)
-        call = ReadCall(pid)
-        if call is None or ReadSwitches(pid) != before:
-            return None
-    except (OSError, AttributeError, ValueError):
+    if not IsKeyWait(ReadCall(pid)):
         return None
-    name, first = call
-    if name in ("select", "pselect") and first == 1:
-        return KeyWait(True, before)
-    if name == "read" and first == 0:
-        return KeyWait(False, before)
-    return None
+    before = ReadSwitches(pid)
+    call = ReadCall(pid)
+    if not IsKeyWait(call) or ReadSwitches(pid) != before:
+        return None
+    return KeyWait(call[0] == "select", before)
+
+
+def IsPausing(pid):
+    """Whether pid sleeps for a time of its own."""
+    call = ReadCall(pid)
+    return call is not None and call[0] == "sleep"
+
+
+def IsWaitingForAnswer(pid):
+    """Whether pid waits for another descriptor than its standard input."""
+    call = ReadCall(pid)
+    return call is not None and call[0] == "select" and call[1] > 1
+
+
+def IsPending(pid, number):
+    """Whether a signal was sent to pid and not taken yet."""
+    waiting = [ReadStatus(pid, name, 16) or 0 for name in ("SigPnd", "ShdPnd")]
+    return bool((waiting[0] | waiting[1]) >> (number - 1) & 1)
 
 
 def RunningFrom(path):
@@ -69,8 +97,7 @@ def RunningFrom(path):
 
 def MemoryKilobytes(pid):
     """Resident memory."""
-    with open(f"/proc/{pid}/status", encoding="ascii", errors="replace") as source:
-        return int(re.search(r"^VmRSS:\s*(\d+)", source.read(), re.M).group(1))
+    return ReadStatus(pid, "VmRSS")
 
 
 def OpenFiles(pid):
@@ -85,3 +112,11 @@ def OrdinaryUser():
         return words
     # Root of a world that knows one user only: in an empty world nobody is left.
     return ["unshare", "--user"]
+
+
+def Refused(calls, error, when=1):
+    """The words before a command whose when-th and later use of these calls is refused."""
+    # A sanitizer cannot look for leaks in a program that is traced.
+    sanitizer = os.environ.get("ASAN_OPTIONS", "") + ":detect_leaks=0"
+    return ["env", "ASAN_OPTIONS=" + sanitizer, "strace", "-o", "/dev/null",
+            "-e", f"inject={calls}:error={error}:when={when}+"]

@@ -15,8 +15,8 @@ import time
 import pexpect
 import pyte
 
-from process import FindKeyWait
-from stopwatch import Stopwatch
+from process import FindKeyWait, IsPausing, IsPending, IsWaitingForAnswer, ReadSwitches
+from waiting import LIMIT, wait_until
 
 TIOCGPTPEER = 0x5441  # opens the terminal that belongs to a master
 
@@ -58,8 +58,7 @@ class Terminal:
         self.raw = b""
         self.shell = shell
         self._lock = threading.RLock()
-        self._last_byte = time.monotonic()
-        self._stop = False
+        self._ending = os.eventfd(0)
         self._gone = False
         self._screen = LinuxScreen(cols, rows)
         self._stream = pyte.Stream(self._screen)
@@ -87,9 +86,10 @@ class Terminal:
     # --- taking in ---------------------------------------------------------------------
 
     def _take_in(self):
-        while not self._stop and not self._gone:
-            if select.select([self._child.child_fd], [], [], 0.05)[0]:
-                self._take_in_all()
+        while not self._gone:
+            if self._ending in select.select([self._child.child_fd, self._ending], [], [])[0]:
+                return
+            self._take_in_all()
 
     def _take_in_all(self):
         """Takes in what the program has written up to now."""
@@ -106,11 +106,6 @@ class Terminal:
                 self.raw += data
                 # One byte is one cell: no character set is in use on these screens.
                 self._stream.feed(data.decode("latin-1"))
-                self._last_byte = time.monotonic()
-
-    def pump(self, seconds):
-        """Lets seconds pass; what is written meanwhile is taken in."""
-        time.sleep(seconds)
 
     def clear_raw(self):
         """Forgets the bytes received so far (the screen stays); returns them."""
@@ -169,30 +164,22 @@ class Terminal:
 
     # --- waiting -----------------------------------------------------------------------
 
-    def wait_for(self, predicate, timeout=20, what="the condition", step=0.01):
+    def wait_for(self, predicate, timeout=LIMIT, what="the condition"):
         """Waits until predicate() is true and returns its value."""
-        waited = Stopwatch()
-        while True:
-            value = predicate()
-            if value:
-                return value
-            if not waited.below(timeout):
-                raise AssertionError(f"{what}: not within {timeout} s\n{self.picture()}")
-            time.sleep(step)
+        return wait_until(predicate, timeout, what, self.picture)
 
-    def wait_text(self, r, c, text, timeout=20):
+    def wait_text(self, r, c, text, timeout=LIMIT):
         """Waits until text stands at (r, c)."""
         self.wait_for(lambda: self.cells(r, c, len(text)) == text, timeout,
                       f"{text!r} at ({r}, {c})")
 
-    def wait_raw(self, data, timeout=20):
+    def wait_raw(self, data, timeout=LIMIT):
         """Waits until the bytes data were written since the start (or since clear_raw)."""
         self.wait_for(lambda: data in self.raw, timeout, f"output {data!r}")
 
-    def wait_quiet(self, seconds=0.5, timeout=20):
-        """Waits until nothing has been written for that long."""
-        self.wait_for(lambda: time.monotonic() - self._last_byte >= seconds, timeout,
-                      f"{seconds} s without output")
+    def wait_prompt(self, timeout=LIMIT):
+        """Waits until the shell that was started with shell=True has written its prompt last."""
+        self.wait_for(lambda: self.raw.endswith(b"$ "), timeout, "the shell's prompt")
 
     def key_wait(self):
         """How the program waits for a key just now: see process.FindKeyWait."""
@@ -206,22 +193,43 @@ class Terminal:
         foreground = self._foreground()
         return foreground if foreground != self.pid else None
 
-    def wait_key(self, timeout=30):
+    def wait_key(self, timeout=LIMIT):
         """Waits until the program waits for a key: all it had to paint is painted."""
         return self._wait_until_waiting(lambda wait: True, timeout, "the program waiting for a key")
 
-    def wait_paint(self, timeout=40):
+    def wait_paint(self, timeout=LIMIT):
         """Waits for a whole pass that began after this call and is painted to its end.
 
         A pass that changes no cell writes nothing, so the program's own waiting is watched,
-        not its output: a new wait for a key has begun since the one that is on now.
+        not its output: a new wait for a key has begun since the one that is on now. Returns a
+        moment of time.monotonic(), the last one at which that wait was seen not to have begun.
         """
+        looks = [time.monotonic()]
         before = self.wait_key(timeout)
-        # From the select of one wait its own read comes next: that is no new wait yet.
-        self._wait_until_waiting(lambda wait: wait.switches > before.switches
-                                 and (wait.fresh or not before.fresh), timeout, "a whole pass")
 
-    def press(self, keys, timeout=40):
+        def IsNew(wait):
+            # From the select of one wait its own read comes next: that is no new wait yet.
+            return wait.switches > before.switches and (wait.fresh or not before.fresh)
+        self._wait_until_waiting(IsNew, timeout, "a whole pass", looks)
+        return looks[-2]
+
+    def wait_pause(self, after=-1, timeout=LIMIT):
+        """Waits until the program is in a pause of its own, which no key ends.
+
+        Returns a number for `after`, which then means a later pause.
+        """
+        def FindPause():
+            switches = ReadSwitches(self.pid) or -1
+            return switches if switches > after and IsPausing(self.pid) else None
+        found = self.wait_for(FindPause, timeout, "the program's pause")
+        self._take_in_all()
+        return found
+
+    def wait_request(self, timeout=LIMIT):
+        """Waits until the program waits for an agent's answer."""
+        self.wait_for(lambda: IsWaitingForAnswer(self.pid), timeout, "a request")
+
+    def press(self, keys, timeout=LIMIT):
         """Types keys and waits until the pass that took the last of them is painted."""
         self.wait_key(timeout)
         self.send(keys)
@@ -235,19 +243,22 @@ class Terminal:
         try:
             # Asking the terminal also delivers what is still on its way through the kernel.
             self.wait_for(lambda: not select.select([peer], [], [], 0)[0], timeout,
-                          "the program reading its keys", 0.004)
+                          "the program reading its keys")
         finally:
             os.close(peer)
 
-    def _wait_until_waiting(self, is_wanted, timeout, what):
-        def IsWanted():
+    def _wait_until_waiting(self, is_wanted, timeout, what, looks=None):
+        """Waits for such a wait for a key; each look at the program adds its moment to looks."""
+        def FindWanted():
+            if looks is not None:
+                looks.append(time.monotonic())
             now = self.key_wait()
             if now and is_wanted(now):
                 return now
             if not self.alive():
                 raise AssertionError("the program ended\n" + self.picture())
             return None
-        found = self.wait_for(IsWanted, timeout, what, 0.004)
+        found = self.wait_for(FindWanted, timeout, what)
         self._take_in_all()
         return found
 
@@ -266,11 +277,10 @@ class Terminal:
             self._child.setwinsize(rows, cols)
 
     def signal(self, sig):
-        """Sends sig to the program itself (with shell=True to the foreground group)."""
-        if self.shell:
-            os.killpg(os.tcgetpgrp(self._child.child_fd), sig)
-        else:
-            os.kill(self.pid, sig)
+        """Sends sig to the program itself and waits until it was delivered there."""
+        os.kill(self.pid, sig)
+        self.wait_for(lambda: not IsPending(self.pid, sig) or not self.alive(),
+                      what=f"signal {sig} taken")
 
     def termios(self):
         """The terminal's attributes, as termios.tcgetattr gives them."""
@@ -283,10 +293,12 @@ class Terminal:
         except pexpect.ExceptionPexpect:
             return False
 
-    def wait_exit(self, timeout=20):
+    def wait_exit(self, timeout=LIMIT):
         """Waits for the end: the exit status, or minus the signal's number."""
         self.wait_for(lambda: not self.alive(), timeout, "the end of the program")
-        self._thread.join(1)
+        # The terminal is hung up with its first program: what was written comes to an end, too.
+        self._thread.join(LIMIT)
+        assert not self._thread.is_alive(), "its terminal is still in use"
         if self._child.signalstatus is not None:
             return -self._child.signalstatus
         return self._child.exitstatus
@@ -295,8 +307,10 @@ class Terminal:
         """The terminal goes away, as when a connection is lost; the program may live on."""
         if self._child.child_fd < 0:
             return
-        self._stop = True
+        os.eventfd_write(self._ending, 1)
         self._thread.join()
+        os.close(self._ending)
+        self._gone = True
         self._child.ptyproc.fileobj.close()
         self._child.child_fd = self._child.ptyproc.fd = -1
 

@@ -288,11 +288,12 @@ def test_five_passes_after_a_save_take_over_what_the_files_then_hold(edit):
     editor.press("+", ac_fail_delay=15)
 
 
-def test_another_save_begins_the_five_passes_anew(edit):
+@pytest.mark.parametrize("passes", [1, 2, 3, 4])
+def test_another_save_begins_the_five_passes_anew(edit, passes):
     editor = edit()
-    editor.press("sdd", at=(3, 63))
-    editor.press("s", at=(18, 63))
-    editor.press("dddd", at=(3, 63))
+    editor.press("s" + "d" * (passes - 1) + "s", at=(18, 63))
+    editor.press("ddd", at=(3, 63))
+    editor.press("+")  # the fifth pass of the second save: read over
     editor.press("+", ac_fail_delay=6)
 
 
@@ -327,24 +328,28 @@ def test_the_schedule_mode_re_reads_after_a_save_and_takes_no_key(edit):
 # --- readers -----------------------------------------------------------------------------------
 
 
-def test_a_reader_never_meets_half_a_file(edit):
+def contents(settings):
+    """The two files that hold these settings."""
+    return {("power.ini", settings.record()), ("wardenlink.cfg", settings.text().encode())}
+
+
+def test_a_reader_never_meets_half_a_file_nor_none(edit):
     editor = edit(Settings(com_port="/dev/ttyS0", countdown_on=1))
-    wanted = [editor.settings.record(), Settings(com_port="/dev/ttyS0", countdown_on=0).record()]
-    texts = [editor.settings.text().encode(),
-             Settings(com_port="/dev/ttyS0", countdown_on=0).text().encode()]
-    strange, over = [], threading.Event()
+    whole = contents(editor.settings) | contents(Settings(com_port="/dev/ttyS0", countdown_on=0))
+    met, over = set(), threading.Event()
 
     def Read():
         while not over.is_set():
-            for name, whole in (("power.ini", wanted), ("wardenlink.cfg", texts)):
-                if file_bytes(name) not in whole:
-                    strange.append(name)
+            met.update((name, file_bytes(name)) for name in ("power.ini", "wardenlink.cfg"))
 
     reader = threading.Thread(target=Read)
     reader.start()
-    for _ in range(10):
+    saves = 0
+    while saves < 10 or not whole <= met:
         editor.screen.press("n" + "s" + "dddd")
+        saves += 1
+        assert reader.is_alive() and saves < 1000, met ^ whole
     over.set()
     reader.join()
-    assert not strange
-    assert files.read().countdown_on == 1
+    assert met == whole
+    assert files.read().countdown_on == (saves + 1) % 2

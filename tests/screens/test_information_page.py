@@ -3,7 +3,7 @@
 import pytest
 
 import queues
-from painter import GEN_ERR, NO_DATA_PROMPT
+from remote_painter import GEN_ERR, NO_DATA_PROMPT
 from settings import Settings
 from snmp_painter import LABELS, NAMES, OBJECTS, announce, open_local
 

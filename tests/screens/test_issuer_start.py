@@ -14,6 +14,7 @@ from issuer_painter import SERIAL
 from issuer_watch import DRIVER, clean, open_center, presence  # noqa: F401
 from process import OrdinaryUser
 from settings import FOLDER, Settings
+from waiting import LIMIT
 
 NO_DAEMON = b"Initialize Daemon Process first by typing [wardenlink start]\r\n\r\n"
 NO_SETTINGS = b"File /etc/wardenlink/power.ini Error!\r\n"
@@ -108,7 +109,7 @@ def test_an_ordinary_user_is_refused_before_anything_else():
         os.chmod(folder, 0o755)
         driver = shutil.copy(world.bin(DRIVER), folder)
         result = subprocess.run(OrdinaryUser() + [driver], capture_output=True, check=False,
-                                stdin=subprocess.DEVNULL, timeout=20)
+                                stdin=subprocess.DEVNULL, timeout=LIMIT)
     finally:
         shutil.rmtree(folder)
     assert result.stderr == (b"\nSorry. You must login as super-user to run this program "

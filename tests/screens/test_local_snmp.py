@@ -6,11 +6,11 @@ import pytest
 
 import queues
 import world
-from painter import GEN_ERR, NO_DATA_PROMPT
 from process import OpenFiles
+from remote_painter import GEN_ERR, NO_DATA_PROMPT
 from settings import Settings
 from snmp_painter import WARNING, announce, open_local, tell
-from stopwatch import Stopwatch
+from stopwatch import check_time, seconds_of_pass
 
 WARNING_CELLS = set(range(4, 36))
 
@@ -111,10 +111,7 @@ def test_the_delays_are_shown_as_the_serial_display_shows_them(agent, start, fai
 
 
 def test_a_pass_takes_the_pause_and_the_wait_for_a_key(local):
-    local.screen.wait_paint()
-    took = Stopwatch()
-    local.screen.wait_paint()
-    assert took.between(6.2, 9)
+    check_time(lambda: seconds_of_pass(local.screen), 6.25, 7.2)
     local.check()
 
 

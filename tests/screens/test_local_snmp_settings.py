@@ -6,8 +6,9 @@ import pytest
 
 import queues
 import world
-from painter import Readings
+from local_painter import put_file
 from process import OpenFiles
+from remote_painter import Readings
 from settings import FOLDER, Settings
 from snmp_painter import announce, open_local, tell
 
@@ -44,10 +45,8 @@ def follow_other(local, other):
 
 def put_serial_files(model):
     """The daemon's files of a UPS on the serial port."""
-    for name, line in (("q1", "(215.0 195.0 220.0 045 50.0 13.6 25.0 00001001\r"),
-                       ("mdl", f"#{model}\r")):
-        with open(f"{FOLDER}/wardenlink.{name}", "w", encoding="ascii", newline="") as target:
-            target.write(line)
+    put_file("wardenlink.q1", b"(215.0 195.0 220.0 045 50.0 13.6 25.0 00001001\r")
+    put_file("wardenlink.mdl", f"#{model}\r".encode("ascii"))
 
 
 def serial_is_shown(screen):

@@ -6,7 +6,8 @@ import pytest
 
 import queues
 import world
-from painter import TITLE, Painter
+from canvas import Canvas
+from remote_painter import TITLE
 from settings import FOLDER, Settings
 
 LOCAL_LINE = "<<< [l]  M O N I T O R   L O C A L     U  P  S   >>>"
@@ -36,14 +37,6 @@ HELP = {
 }
 
 
-def expand(text, column):
-    """Tabs as a terminal shows them in text that begins at that column: stops every 8."""
-    shown = ""
-    for letter in text:
-        shown += " " * (8 - (column + len(shown)) % 8) if letter == "\t" else letter
-    return shown
-
-
 class Opening:
     """An opening screen and what it ought to show."""
 
@@ -52,32 +45,28 @@ class Opening:
         self.address, self.community = settings.snmp_ip, settings.snmp_community
 
     def paint(self, cursor, choices=True):
-        painter = Painter(self.settings, self.screen.rows, self.screen.cols)
+        canvas = Canvas(self.screen.rows, self.screen.cols)
+        canvas.cursor = cursor
         local = cursor == LOCAL
-        for row in (2, 22):
-            painter.write(row, 0, "+" + "-" * 77 + "+")
-        for row in range(3, 22):
-            painter.write(row, 0, "|" + " " * 77 + "|")
-        painter.write(0, 1, TITLE)
-        painter.write(23, 1, f"System: {os.uname().sysname}[{os.uname().nodename}]")
+        canvas.draw_box(2, 22)
+        canvas.write(0, 1, TITLE)
+        canvas.write(23, 1, f"System: {os.uname().sysname}[{os.uname().nodename}]")
         if choices:
-            painter.write(*LOCAL, LOCAL_LINE, local)
-            painter.write(*REMOTE, REMOTE_LINE)
+            canvas.write(*LOCAL, LOCAL_LINE, local)
+            canvas.write(*REMOTE, REMOTE_LINE)
         if choices and not local:
-            painter.write(ADDRESS[0], PROMPT_COLUMN, "[i] IP Address     : ")
-            painter.write(COMMUNITY[0], PROMPT_COLUMN, "[c] Community Name : ")
+            canvas.write(ADDRESS[0], PROMPT_COLUMN, "[i] IP Address     : ")
+            canvas.write(COMMUNITY[0], PROMPT_COLUMN, "[c] Community Name : ")
         if not local:
-            painter.write(*ADDRESS, self.address)
-            painter.write(*COMMUNITY, self.community)
+            canvas.write(*ADDRESS, self.address)
+            canvas.write(*COMMUNITY, self.community)
         for line, text in enumerate(HELP[cursor[0]]):
-            painter.write(HELP_ROW + line, HELP_COLUMN, expand(text, HELP_COLUMN))
-        return painter
+            canvas.write_tabbed(HELP_ROW + line, HELP_COLUMN, text)
+        return canvas
 
     def check(self, cursor, choices=True):
         """The whole picture with the cursor there; its row tells which help belongs to it."""
-        found = self.paint(cursor, choices).differences(self.screen)
-        assert not found, "\n".join(found)
-        assert self.screen.cursor == cursor
+        self.paint(cursor, choices).check(self.screen)
 
     def type(self, keys, cursor, **changes):
         """Types keys, then compares; changes are the address and community shown after it."""

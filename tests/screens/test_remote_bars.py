@@ -2,7 +2,7 @@
 
 import pytest
 
-from painter import GEN_ERR, HIGH_SCALE, LOW_SCALE, RULE, Answer, Watch
+from remote_painter import GEN_ERR, HIGH_SCALE, LOW_SCALE, RULE, Answer, Watch
 
 FIRST = 43
 INPUT, OUTPUT, LOAD, BATTERY, FREQUENCY = 4, 8, 12, 16, 20

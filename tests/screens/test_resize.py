@@ -5,7 +5,7 @@ import time
 import pytest
 
 import world
-from painter import Watch, check_no_data
+from remote_painter import Watch, check_no_data
 from screens import COMMANDS, open_screen
 from settings import Settings
 from stopwatch import Stopwatch

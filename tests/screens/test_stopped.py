@@ -7,7 +7,7 @@ import pytest
 
 import settings as files
 import world
-from painter import check_no_data
+from remote_painter import check_no_data
 from screens import COMMANDS, USUAL_SIGNALS, open_screen
 from settings import Settings
 from stopwatch import Stopwatch

@@ -13,10 +13,10 @@ import pytest
 
 import settings as files
 import world
-from painter import Watch, check_no_data, no_data_differences
 from process import MemoryKilobytes, OpenFiles, OrdinaryUser
+from remote_painter import Watch, check_no_data, no_data_painter
 from settings import Settings
-from stopwatch import Stopwatch
+from stopwatch import Stopwatch, check_time, seconds_of_pass
 from terminal_mode import modes, read_timeout
 
 FOUR_SIGNALS = (signal.SIGINT, signal.SIGHUP, signal.SIGTERM, signal.SIGQUIT)
@@ -55,7 +55,6 @@ def test_a_signal_leaves_the_screen_running(start, no_agent, number):
     screen.wait_key()
     for _ in range(3):
         screen.signal(number)
-        screen.pump(0.1)
     screen.press(" ")
     check_no_data(screen, no_agent)
     screen.send("q")
@@ -66,12 +65,13 @@ def test_signals_during_the_pause_and_the_wait_leave_the_picture_right(watch):
     for number in FOUR_SIGNALS:
         watch.screen.signal(number)
     watch.screen.press(" ")
+    took = Stopwatch()
     watch.screen.send(" ")
-    watch.screen.pump(0.7)
-    for number in FOUR_SIGNALS:  # into the pause of the pass
+    for number in FOUR_SIGNALS:
+        watch.screen.wait_pause()
         watch.screen.signal(number)
-        watch.screen.pump(0.1)
-    watch.screen.wait_paint()
+    watch.screen.wait_key()
+    assert took.passed() > 2.95, "a signal does not cut the pause short"
     watch.show(load=71, battery_status=3)
     watch.screen.send("q")
     assert watch.screen.wait_exit() == 0
@@ -81,7 +81,7 @@ def test_signals_during_a_request_leave_the_next_picture_right(watch):
     watch.agent.delay(300)
     watch.screen.send(" ")
     for number in FOUR_SIGNALS:
-        watch.screen.pump(0.2)
+        watch.screen.wait_request()
         watch.screen.signal(number)
     watch.screen.wait_paint()
     watch.agent.delay(0)
@@ -91,8 +91,7 @@ def test_signals_during_a_request_leave_the_next_picture_right(watch):
 def test_the_keys_of_interrupt_and_quit_do_nothing(start, no_agent):
     screen = start(command())
     screen.wait_key()
-    screen.send("\x03\x1c\x03\x1c")
-    screen.pump(0.5)
+    screen.press("\x03\x1c\x03\x1c")
     screen.wait_paint()
     assert screen.alive()
     check_no_data(screen, no_agent)
@@ -108,7 +107,7 @@ def test_stopped_from_the_keyboard_it_comes_back_with_fg(start, no_agent):
     screen.clear_raw()
     screen.send("\x1a")
     screen.wait_raw(b"Stopped")
-    screen.wait_quiet(0.3)
+    screen.wait_prompt()
     assert modes(screen) == termios.ECHO | termios.ICANON
     screen.clear_raw()
     screen.send("echo a''b\n")
@@ -118,14 +117,11 @@ def test_stopped_from_the_keyboard_it_comes_back_with_fg(start, no_agent):
     screen.wait_key()
     check_no_data(screen, no_agent)
     assert read_timeout(screen) == (0, 20)
-    screen.wait_paint()
-    took = Stopwatch()
-    screen.wait_paint()
-    assert took.between(3.2, 6)
+    check_time(lambda: seconds_of_pass(screen), 3.25, 4.2)
     check_no_data(screen, no_agent)
     screen.clear_raw()
     screen.send("q")
-    screen.wait_raw(b"$ ")
+    screen.wait_prompt()
 
 
 # --- the terminal --------------------------------------------------------------------------------
@@ -133,7 +129,6 @@ def test_stopped_from_the_keyboard_it_comes_back_with_fg(start, no_agent):
 
 def test_the_terminal_is_given_back_as_it_was(start, no_agent):
     screen = start("", shell=True)
-    screen.wait_quiet(0.3)
     before = screen.termios()
     screen.send(f"{world.bin('wardenlink')} status; echo status=$?\n")
     screen.wait_text(23, 41, "Type 'r'")
@@ -142,7 +137,7 @@ def test_the_terminal_is_given_back_as_it_was(start, no_agent):
     assert read_timeout(screen) == (0, 20)
     screen.send("q")
     screen.wait_raw(b"status=0\r\n")
-    screen.wait_quiet(0.3)
+    screen.wait_prompt()
     assert screen.termios() == before
     screen.clear_raw()
     screen.send("echo so''und\n")
@@ -169,7 +164,8 @@ def test_a_terminal_made_small_and_large_again_recovers(start, no_agent, rows, c
     screen.wait_paint()
     screen.resize(25, 80)
     screen.wait_paint()
-    screen.wait_for(lambda: not no_data_differences(screen, no_agent), 10, "the whole picture")
+    screen.wait_for(lambda: not no_data_painter(screen, no_agent).differences(screen),
+                    what="the whole picture")
     screen.press(" ")
     check_no_data(screen, no_agent)
 
@@ -202,23 +198,26 @@ def test_without_input_it_takes_its_idle_time_and_does_not_spin(start, agent, ag
     for screen in screens:
         screen.wait_text(3, 23, agent_address or world.agent_address())
     screens[2].close_master()
-    time.sleep(0.5)
+    paused = [(screen, screen.wait_pause()) for screen in (screens[0], screens[2])]
+    took = Stopwatch()
     before = [processor_seconds(screen.pid) for screen in screens]
     agent.clear_log()
     time.sleep(10)
     used = [processor_seconds(screen.pid) - start for screen, start in zip(screens, before)]
+    log, passed = agent.log(), took.passed()
     assert all(screen.alive() for screen in screens)
-    assert max(used) < 0.3, used
+    for screen, pause in paused:
+        screen.wait_pause(after=pause)  # it still makes its passes
+    assert max(used) < 0.03 * passed, used
     # Three programs, each a pass of 6.3 s, of 11 requests or so.
-    assert len(agent.log()) <= (0 if agent_address else 3 * 3 * 12)
+    assert len(log) <= (0 if agent_address else 3 * (passed / 6.25 + 1) * 12)
 
 
 def test_without_a_terminal_on_its_input_the_picture_is_right_all_the_same(start, no_agent):
     screen = start(command("</dev/null"), quit_keys="")
-    screen.wait_text(23, 41, "Type 'r'")
-    screen.wait_quiet(0.5)
+    first = screen.wait_pause()
     check_no_data(screen, no_agent)
-    screen.wait_quiet(4)
+    screen.wait_pause(after=first)
     check_no_data(screen, no_agent)
 
 

@@ -4,7 +4,8 @@ the agent is not checked by its own library.
 
 import os
 import socket
-import time
+
+from waiting import LIMIT, wait_until
 
 ADDRESS = os.environ.get("WARDENLINK_AGENT", "192.0.2.10")
 CONTROL = "/run/wardenlink-sim.sock"
@@ -68,28 +69,26 @@ def parse(datagram):
     return (*numbers, value_tag, content)
 
 
-def wait_until(predicate, what="the condition", seconds=20):
-    deadline = time.monotonic() + seconds
-    while not predicate():
-        assert time.monotonic() < deadline, f"{what}: not within {seconds} s"
-        time.sleep(0.05)
-
-
 def open_socket():
     sock = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
+    sock.settimeout(LIMIT)
     sock.connect((ADDRESS, 161))
     return sock
 
 
-def ask(oid, wait=10.0, **how):
-    """The parsed answer, or None when none comes in time."""
+def ask(oid, **how):
+    """The parsed answer."""
     with open_socket() as sock:
-        sock.settimeout(wait)
         sock.send(request(oid, **how))
-        try:
-            return parse(sock.recv(4096))
-        except socket.timeout:
-            return None
+        return parse(sock.recv(4096))
+
+
+def is_silent_to(datagram, oid):
+    """Whether the datagram gets no answer before the object oid does, asked after it."""
+    with open_socket() as sock:
+        sock.send(datagram)
+        sock.send(request(oid, number=99))
+        return parse(sock.recv(4096))[0] == 99
 
 
 def write(oid, value):
@@ -105,7 +104,7 @@ def number(oid):
 class Control:
     def __init__(self, path=CONTROL):
         self.sock = socket.socket(socket.AF_UNIX)
-        self.sock.settimeout(20)
+        self.sock.settimeout(LIMIT)
         self.sock.connect(path)
         self.file = self.sock.makefile("r")
 
@@ -129,4 +128,4 @@ class Control:
         return dict(line.split(" ", 1) for line in self.do("state"))
 
     def wait_for(self, key, value):
-        wait_until(lambda: self.state()[key] == value, f"{key} {value}")
+        wait_until(lambda: self.state()[key] == value, what=f"{key} {value}")

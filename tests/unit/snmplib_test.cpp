@@ -2,6 +2,7 @@
 // against a bare socket where the datagrams themselves count.
 #include "tests/unit/support/library_world.h"
 
+#include <algorithm>
 #include <cstring>
 #include <malloc.h>
 
@@ -74,14 +75,16 @@ TEST_F(Wire, AnUnansweredRequestIsSentFiveTimesASecondApart)
     double elapsed = Seconds() - start;
     std::vector<WireMessage> requests = Requests(wire);
     ASSERT_EQ(requests.size(), 5U);
-    EXPECT_GT(elapsed, 4.5);
-    EXPECT_LT(elapsed, 15);
+    EXPECT_GT(elapsed, 4.95);
     for (size_t i = 0; i < 5; i++) {
         EXPECT_EQ(requests[i].pdu, PDU_GET);
         EXPECT_EQ(requests[i].variables[0].objectId, UPS "3.2.1.0");
     }
+    double shortest = 1e9;
     for (size_t i = 1; i < 5; i++)
-        EXPECT_GT(wire.times[i] - wire.times[i - 1], 0.8);
+        shortest = std::min(shortest, wire.times[i] - wire.times[i - 1]);
+    EXPECT_GT(shortest, 0.95);
+    EXPECT_LT(shortest, 1.5) << "a busy machine may hold up some, but not all of them";
 }
 
 TEST_F(Wire, AnAnswerToARepeatedRequestIsStillTaken)

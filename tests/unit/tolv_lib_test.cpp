@@ -371,7 +371,7 @@ TEST(SettingsRead, WaitsForNobodyWhenAPipeStandsInAFilesPlace)
     PowerConfig cfg;
     ScheduleEntry sched[7];
     FillWithMarks(cfg, sched);
-    alarm(10); // ends a test that waits
+    alarm(60); // ends a test that waits
     ReadConfig(cfg, sched);
     alarm(0);
     EXPECT_EQ(ImageOf(cfg, sched), MarkedImage());

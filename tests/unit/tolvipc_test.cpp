@@ -2,6 +2,8 @@
 #include "ipc/tolvipc.h"
 #include "tests/unit/support/raw_queue.h"
 
+#include <algorithm>
+
 #include <gtest/gtest.h>
 
 namespace {
@@ -347,31 +349,35 @@ TEST(InstanceExist, IsNoAtOnceWithoutAPresenceMessage)
 
 TEST(InstanceExist, TakesFifteenSecondsToGiveUpADeadDaemon)
 {
-    for (int at = 0; at < 6; at++)
-        RawSend(RawQueue('2'), 4, "leftover");
-    RawSend(RawQueue('2'), 5, "rubbish");
-    double before = Seconds();
-    EXPECT_EQ(InstanceExist(), 0);
-    EXPECT_GE(Seconds() - before, 14.5);
-    EXPECT_LT(Seconds() - before, 30);
-    EXPECT_EQ(MsgNumber(RawQueue('2')), 0) << "all of the leftovers are gone";
+    double shortest = 1e9;
+    // A busy machine may hold a try up, but not all of them.
+    for (int attempt = 0; attempt < 3 && shortest > 18; attempt++) {
+        for (int at = 0; at < 6; at++)
+            RawSend(RawQueue('2'), 4, "leftover");
+        RawSend(RawQueue('2'), 5, "rubbish");
+        double before = Seconds();
+        EXPECT_EQ(InstanceExist(), 0);
+        shortest = std::min(shortest, Seconds() - before);
+        EXPECT_EQ(MsgNumber(RawQueue('2')), 0) << "all of the leftovers are gone";
+    }
+    EXPECT_GE(shortest, 14.95);
+    EXPECT_LT(shortest, 18);
 }
 
 TEST(InstanceExist, BelievesAFreshPresenceMessageOnly)
 {
     RawSend(RawQueue('2'), 4, "leftover");
-    pid_t beater = StartBeating(4);
     double before = Seconds();
+    pid_t beater = StartBeating(4);
     EXPECT_EQ(InstanceExist(), 1);
-    EXPECT_GE(Seconds() - before, 3.5) << "the leftover does not count";
-    EXPECT_LT(Seconds() - before, 14);
+    EXPECT_GE(Seconds() - before, 3.95) << "the leftover does not count";
     StopBeating(beater);
 }
 
 TEST(InstanceExist, WaitsForADaemonThatShowsItselfSeldom)
 {
     RawSend(RawQueue('2'), 4, "leftover");
-    pid_t beater = StartBeating(13);
+    pid_t beater = StartBeating(11);
     EXPECT_EQ(InstanceExist(), 1);
     StopBeating(beater);
 }

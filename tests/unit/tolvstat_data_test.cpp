@@ -247,7 +247,7 @@ TEST(Refresh, WaitsForNobodyWhenPipesStandInTheFilesPlaces)
         ASSERT_EQ(mkfifo(path.c_str(), 0644), 0);
     StatusFields fields = {};
     int failCount = 0;
-    alarm(10); // ends a test that waits
+    alarm(60); // ends a test that waits
     SOpenTextFile();
     GetData(fields, &failCount);
     EXPECT_EQ(failCount, 1);

@@ -6,8 +6,7 @@ import os
 import shutil
 
 import world
-from painter import Painter
-from settings import Settings
+from canvas import Canvas
 
 PLACE = world.FOLDER + "/help"
 SOURCE = os.path.join(world.ROOT, "help", "text")
@@ -105,25 +104,21 @@ def place_help(**files):
 
 def paint(number, page=0, data=None, rows=25, cols=80):
     """The picture of a page of a window; data is its file's content, if it is not in place."""
-    painter = Painter(Settings(), rows, cols)
+    canvas = Canvas(rows, cols)
     shown = pages(read_help(WINDOWS[number].file) if data is None else data)
     for line, text in enumerate(shown[page]):
-        painter.write(TEXT_ROW + line, TEXT_COLUMN, text)
-    painter.write(0, 1, TITLE)
-    for row in (2, 20):
-        painter.write(row, 0, "+" + "-" * 77 + "+")
-    for row in range(3, 20):
-        painter.write(row, 0, "|")
-        painter.write(row, 78, "|")
+        canvas.write(TEXT_ROW + line, TEXT_COLUMN, text)
+    canvas.write(0, 1, TITLE)
+    canvas.draw_box(2, 20)
     kind = "contents" if number == CONTENTS else "menu" if number in MENUS else "text"
     if kind == "text" and page == len(shown) - 1:
         kind = "last page"
     for line, text in enumerate(FOOTERS[kind]):
-        painter.write(FOOTER_ROW + line, FOOTER_COLUMN, text)
-    return painter
+        canvas.write(FOOTER_ROW + line, FOOTER_COLUMN, text)
+    return canvas
 
 
 def check(screen, number, page=0, data=None):
     """The whole picture, and nothing in reverse."""
-    found = paint(number, page, data, screen.rows, screen.cols).differences(screen)
-    assert not found, f"window {number}, page {page}:\n" + "\n".join(found)
+    canvas = paint(number, page, data, screen.rows, screen.cols)
+    canvas.check(screen, f"window {number}, page {page}:")

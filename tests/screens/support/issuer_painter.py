@@ -5,8 +5,7 @@ An IssuerPainter holds the cells as they ought to stand after each key.
 
 import time
 
-from notice import notice_row
-from painter import Painter
+from canvas import Canvas
 
 SERIAL, SNMP = 0, 1
 ESCAPE = "\x1b"
@@ -75,37 +74,23 @@ DESCRIPTIONS = {
 SLEEP_KEY, CONSERVE_KEY = "l", "b"
 
 
-class IssuerPainter(Painter):
+class IssuerPainter(Canvas):
     """The cells of a terminal that shows the command center in the mode of `settings`.
 
     connected, utility and output are the condition of the UPS as it answers for it.
     """
 
     def __init__(self, settings, rows=25, cols=80):
-        super().__init__(settings, rows, cols)
+        super().__init__(rows, cols)
         self.mode = settings.comm_mode
         self.pending = None  # the key of the command that awaits its confirmation
         self.duration = 1
         self.connected = self.utility = self.output = True
         self.drawn = (time.time(), time.time())  # between these the date line was written
 
-    def write_tabbed(self, row, column, text):
-        """Text in which a tab blanks up to the next multiple of 8."""
-        for letter in text:
-            blanks = 8 - column % 8
-            self.write(row, column, " " * blanks if letter == "\t" else letter)
-            column += blanks if letter == "\t" else 1
-
     def wipe(self, first, last, column=1):
         for row in range(first, last + 1):
             self.write(row, column, " " * 73)
-
-    def draw_box(self, top, bottom):
-        for row in (top, bottom):
-            self.write(row, 0, "+" + "-" * 77 + "+")
-        for row in range(top + 1, bottom):
-            self.write(row, 0, "|")
-            self.write(row, 78, "|")
 
     def first_screen(self, since=None):
         """Frame and menu, written since then."""
@@ -141,6 +126,7 @@ class IssuerPainter(Painter):
             self.write_tabbed(22, 15, OUTCOMES[outcome])
 
     def paint_pass(self, key=""):
+        self.park_cursor()
         self.write_tabbed(16, 2, DESCRIPTIONS[self.mode].get(self.pending, IDLE))
         if self.pending is None:
             self.wipe(20, 21)
@@ -171,9 +157,6 @@ class IssuerPainter(Painter):
 
     # --- comparing ---------------------------------------------------------------------
 
-    def lines(self, shown_row_1):
-        """The rows; the date line is as old as the picture, the notice before it is free."""
-        rows = ["".join(row) for row in self.text]
-        first, last = (int(moment) for moment in self.drawn)
-        rows[1] = notice_row(shown_row_1, self.cols, range(last, first - 1, -1))
-        return rows
+    def moments(self):
+        """The date line is as old as the picture."""
+        return self.drawn

@@ -10,14 +10,14 @@ import re
 import time
 
 from notice import WEEK_DAYS
-from painter import (BAR_COLUMN, HIGH_SCALE, LONGEST_BAR, NO_DATA_PROMPT, RIGHT_LABELS,
-                     frequency_cells, is_decimal, level_cells, load_cells, voltage_cells, whole)
+from remote_painter import (BAR_COLUMN, HIGH_SCALE, LONGEST_BAR, NO_DATA_PROMPT, RIGHT_LABELS,
+                            WARNING, frequency_cells, is_decimal, level_cells, load_cells,
+                            voltage_cells, whole)
 from snmp_painter import SnmpPainter
 
 FOLDER = "/etc/wardenlink"
 NA = "N/A"
 NO_EVENT = "---  --:--"
-WARNING = "<<System is About to Shut Down>>"
 WARNING_ROW, WARNING_COLUMN = 15, 4
 MODEL_COLUMN = 42
 PORT_WIDTH, PORT_BLANKS = 12, 13
@@ -249,6 +249,7 @@ class LocalPainter(SnmpPainter):
         self.paint_right_side()
         self.write(0, MODEL_COLUMN, self.fields["model"])
         self.write(23, 41, NO_DATA_PROMPT)
+        self.cursor = 23, 41 + len(NO_DATA_PROMPT)
 
     def take(self, files):
         fields = self.fields

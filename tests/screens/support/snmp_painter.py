@@ -6,10 +6,9 @@ painted from a table of its own. The daemon is played by presence messages.
 
 import queues
 import world
-from painter import Answer, Painter, Readings, Watch, number
+from remote_painter import (WARNING, WARNING_COLUMN, WARNING_ROW, Answer, Painter, Readings, Watch,
+                            number)
 
-WARNING = "<<System is About to Shut Down>>"
-WARNING_ROW, WARNING_COLUMN = 17, 4
 LEFT_COUNT = 19
 LONGEST_VALUE = 49
 PRESENCE = 4
@@ -100,16 +99,10 @@ class SnmpPainter(Painter):
         return (number(readings.input_voltage) == 0 or number(readings.battery_status) == 3 or
                 self.shutdown_near)
 
-    def paint_left(self, readings, flash):
-        super().paint_left(readings, flash)
+    def paint_warning(self, readings, flash):
         due = self.is_shutdown_due(readings)
         self.write(WARNING_ROW, WARNING_COLUMN, WARNING if due else " " * len(WARNING),
                    due and flash)
-
-    def paint_agent(self):
-        for row, text in ((3, self.settings.snmp_ip), (4, self.settings.snmp_community)):
-            self.write(row, 23, " " * 14)
-            self.write(row, 23, text)
 
     def paint_page(self, answers):
         """answers: value by name; None for an object that is not there."""
@@ -123,11 +116,8 @@ class SnmpPainter(Painter):
             self.write(row, column, LABELS[name])
             # What is too long for the screen ends at its edge.
             self.write(row, column + 20, shown_text(answers[name])[:self.cols - column - 20])
-        for row in (6, 22):
-            self.write(row, 0, "+" + "-" * 77 + "+")
-        for row in range(7, 22):
-            self.write(row, 0, "|")
-            self.write(row, 78, "|")
+        self.draw_box(6, 22)
+        self.cursor = 22, 79
 
 
 class LocalWatch(Watch):
@@ -179,8 +169,7 @@ class LocalWatch(Watch):
 
     def compare(self):
         """The picture as it was left: nothing was painted since."""
-        found = self.painter.differences(self.screen)
-        assert not found, "\n".join(found)
+        self.painter.check(self.screen)
 
 
 def open_local(start, agent, settings, readings=Readings(), present=True):

@@ -7,11 +7,10 @@ import signal
 import socket
 import subprocess
 import tempfile
-import time
 
 import queues
 from process import RunningFrom
-from stopwatch import Stopwatch
+from waiting import LIMIT, wait_until
 
 ROOT = os.path.abspath(os.path.join(os.path.dirname(__file__), *[os.pardir] * 3))
 FOLDER = "/etc/wardenlink"
@@ -33,18 +32,7 @@ def agent_address():
     return os.environ["WARDENLINK_AGENT"]
 
 
-def wait_until(predicate, timeout=20, what="the condition"):
-    """Waits until predicate() is true and returns its value."""
-    waited = Stopwatch()
-    while True:
-        value = predicate()
-        if value:
-            return value
-        assert waited.below(timeout), f"{what}: not within {timeout} s"
-        time.sleep(0.02)
-
-
-def run(*words, timeout=60, stdin=subprocess.DEVNULL, **options):
+def run(*words, timeout=LIMIT, stdin=subprocess.DEVNULL, **options):
     """Runs `wardenlink WORDS` to its end; the result has returncode, stdout and stderr."""
     # Files, not pipes: a daemon that it launched keeps its output open.
     with tempfile.TemporaryFile("w+") as out, tempfile.TemporaryFile("w+") as err:
@@ -76,7 +64,7 @@ class Agent:
 
     def _wait_ready(self):
         out = self.process.stdout
-        readable = select.select([out], [], [], 20)[0]
+        readable = select.select([out], [], [], LIMIT)[0]
         line = out.readline() if readable else b""
         if line != b"ready\n":
             self.stop()
@@ -84,7 +72,7 @@ class Agent:
 
     def _connect(self):
         self._socket = socket.socket(socket.AF_UNIX)
-        self._socket.settimeout(20)
+        self._socket.settimeout(LIMIT)
         self._socket.connect(self.control)
         self._rest = b""
 
@@ -202,11 +190,7 @@ class Agent:
             self._socket = None
         if self.process.poll() is None:
             self.process.terminate()
-            try:
-                self.process.wait(5)
-            except subprocess.TimeoutExpired:
-                self.process.kill()
-                self.process.wait()
+            self.process.wait(LIMIT)
         self.process.stdout.close()
         return self.process.returncode
 
@@ -221,8 +205,9 @@ class Daemon:
 
     def start(self):
         """Starts it and waits until it can be seen (a presence message is waiting)."""
+        # Unbuffered, so that a line that waits can be seen to wait.
         self.process = subprocess.Popen([DAEMON, " " * 12], stdin=subprocess.DEVNULL,
-                                        stdout=subprocess.PIPE)
+                                        stdout=subprocess.PIPE, bufsize=0)
         self.wait_running()
         return self
 
@@ -235,27 +220,24 @@ class Daemon:
     def running(self):
         return bool(self.pids())
 
-    def wait_running(self, timeout=30):
+    def wait_running(self, timeout=LIMIT):
         """Waits until a daemon runs and shows its presence; its process ids."""
         wait_until(lambda: queues.count("heartbeatQueue") > 0, timeout, "the daemon's presence")
         return wait_until(self.pids, timeout, "a running daemon")
 
-    def wait_ended(self, timeout=30):
+    def wait_ended(self, timeout=LIMIT):
         wait_until(lambda: not self.running(), timeout, "the daemon's end")
 
-    def output_line(self, timeout=10):
+    def output_line(self, timeout=LIMIT):
         """The next line that the daemon started by start() prints."""
         assert select.select([self.process.stdout], [], [], timeout)[0], "the daemon is quiet"
         return self.process.stdout.readline().decode().rstrip("\n")
 
     def stop(self):
         """Ends every running daemon and takes the program away."""
-        for sig in (signal.SIGTERM, signal.SIGKILL):
-            for pid in self.pids():
-                os.kill(pid, sig)
-            waited = Stopwatch()
-            while self.running() and waited.below(3):
-                time.sleep(0.02)
+        for pid in self.pids():
+            os.kill(pid, signal.SIGTERM)
+        self.wait_ended()
         if self.process is not None:
             self.process.wait()
             self.process.stdout.close()

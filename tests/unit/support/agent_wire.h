@@ -18,7 +18,9 @@
 
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
+#include <linux/sockios.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -208,7 +210,7 @@ struct WireAgent {
     std::atomic<bool> isEnding = false;
     std::mutex guard;
     std::vector<WireMessage> requests;
-    std::vector<double> times;
+    std::vector<double> times; // when each arrived, however late it was looked at
     std::thread thread;
 };
 
@@ -240,6 +242,14 @@ inline Answerer AnswerError(int status, int index)
     };
 }
 
+// When the last datagram taken arrived; the first call switches the recording on.
+inline double ArrivalTime(int fd)
+{
+    timespec arrived = {};
+    ioctl(fd, SIOCGSTAMPNS, &arrived);
+    return static_cast<double>(arrived.tv_sec) + static_cast<double>(arrived.tv_nsec) / 1e9;
+}
+
 inline void ServeDatagram(WireAgent& agent)
 {
     char buffer[65536];
@@ -251,7 +261,7 @@ inline void ServeDatagram(WireAgent& agent)
     if (length < 0)
         return;
     agent.requests.push_back(DecodeMessage(std::string(buffer, static_cast<size_t>(length))));
-    agent.times.push_back(Seconds());
+    agent.times.push_back(ArrivalTime(agent.fd));
     for (const std::string& datagram :
          agent.answer(agent.requests.back(), static_cast<int>(agent.requests.size())))
         sendto(agent.fd, datagram.data(), datagram.size(), 0, reinterpret_cast<sockaddr*>(&from),
@@ -264,6 +274,7 @@ inline void OpenWire(WireAgent& agent, const Answerer& answer, const char* addre
     agent.answer = answer;
     agent.fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     ASSERT_EQ(bind(agent.fd, reinterpret_cast<sockaddr*>(&place), sizeof(place)), 0);
+    ArrivalTime(agent.fd);
     agent.thread = std::thread([&agent] {
         while (!agent.isEnding) {
             pollfd readable = {agent.fd, POLLIN, 0};

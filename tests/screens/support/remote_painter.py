@@ -1,16 +1,15 @@
 """What the remote status screen has to show, cell by cell, computed apart from the product.
 
-A Painter holds the cells and the cells in reverse as they ought to stand after each pass: what
-a pass does not write over stays. A Watch ties one to a terminal and to the simulated UPS.
+A Painter paints what ought to stand there after each pass. A Watch ties one to a terminal and
+to the simulated UPS.
 """
 
 import collections
 import dataclasses
 import os
 import re
-import time
 
-from notice import notice_row
+from canvas import Canvas
 
 # What an object answers: a number, None (no such object), or an Answer of another kind, which
 # reads as `number`. Its kind and text are words of the simulator's control channel.
@@ -31,6 +30,9 @@ LEFT_LABELS = {
     8: "ACfail Shutdown Delay:      Min.",
     9: "UPS Turn Off Delay   :      Min.",
 }
+
+WARNING = "<<System is About to Shut Down>>"
+WARNING_ROW, WARNING_COLUMN = 17, 4
 
 RULE = " |" + "----|" * 6 + "--"
 LOW_SCALE = " 70   80   90  100  110  120  130"
@@ -105,32 +107,13 @@ def frequency_cells(text):
     return cells(min(whole(text), 105), 4) if is_decimal(text) else 0
 
 
-class Painter:
+class Painter(Canvas):
     """The cells of a terminal of `rows` rows that shows the remote screen with `settings`."""
 
     def __init__(self, settings, rows=25, cols=80):
+        super().__init__(rows, cols)
         self.settings = settings
-        self.rows, self.cols = rows, cols
         self.connected = False
-        self.clear()
-
-    def clear(self):
-        """A blank screen, as [r] makes it before its pass."""
-        self.text = [[" "] * self.cols for _ in range(self.rows)]
-        self.marks = [set() for _ in range(self.rows)]
-
-    def write(self, row, column, text, standout=False):
-        """Text from a cell on; past the last column it goes on in the next row."""
-        if row >= self.rows or column >= self.cols:
-            return
-        for letter in text:
-            if column == self.cols:
-                row, column = row + 1, 0
-            if row == self.rows:
-                return
-            self.text[row][column] = letter
-            (self.marks[row].add if standout else self.marks[row].discard)(column)
-            column += 1
 
     # --- one pass ----------------------------------------------------------------------
 
@@ -165,13 +148,8 @@ class Painter:
             self.write(row, 78, " " * 12)
 
     def paint_frame(self):
-        for left, width in ((0, 39), (39, 40)):
-            edge = "+" + "-" * (width - 2) + "+"
-            self.write(2, left, edge)
-            self.write(22, left, edge)
-            for row in range(3, 22):
-                self.write(row, left, "|")
-                self.write(row, left + width - 1, "|")
+        self.draw_box(2, 22, 0, 39)
+        self.draw_box(2, 22, 39, 40)
         self.write(0, 1, TITLE)
         self.write(23, 1, "System:")
         self.write(23, 9, f"{os.uname().sysname}[{os.uname().nodename}]")
@@ -200,6 +178,11 @@ class Painter:
         elif battery in (1, 2):
             self.write(6, 25, NA if battery == 1 else "Normal  ")
         self.paint_delays()
+        self.paint_warning(readings, flash)
+
+    def paint_warning(self, readings, flash):
+        """A remote UPS never announces the shutdown of this computer."""
+        self.write(WARNING_ROW, WARNING_COLUMN, " " * len(WARNING))
 
     def paint_time(self, seconds):
         if seconds is None:
@@ -211,7 +194,7 @@ class Painter:
         for row, text in ((3, self.settings.snmp_ip), (4, self.settings.snmp_community)):
             self.write(row, 23, " " * 14)
             self.write(row, 23, text)
-        self.write(17, 4, " " * 32)
+        self.park_cursor()
 
     def paint_right(self, readings):
         for row, label in RIGHT_LABELS.items():
@@ -251,40 +234,16 @@ class Painter:
             return ""  # what was read for it is kept instead: never a decimal number
         return kept
 
-    # --- comparing ---------------------------------------------------------------------
 
-    def lines(self, shown_row_1):
-        """The rows; the wording of the notice on row 1 is free, so is the minute just over."""
-        rows = ["".join(row) for row in self.text]
-        now = time.time()
-        rows[1] = notice_row(shown_row_1, self.cols, (now, now - 10, now - 20))
-        return rows
-
-    def differences(self, screen):
-        """What stands otherwise on a terminal than here: one line each, none when all is right."""
-        found = []
-        wanted = self.lines(screen.row(1))
-        for row in range(self.rows):
-            shown = screen.row(row)
-            if shown != wanted[row]:
-                found += [f"row {row} shown  |{shown}|", f"row {row} wanted |{wanted[row]}|"]
-            marks = screen.standout(row)
-            if marks != self.marks[row]:
-                found.append(f"row {row} in reverse {sorted(marks)}, "
-                             f"wanted {sorted(self.marks[row])}")
-        return found
-
-
-def no_data_differences(screen, settings):
-    """What is wrong with a picture that only ever had no data to show."""
+def no_data_painter(screen, settings):
+    """What a screen shows that only ever had no data to show."""
     painter = Painter(settings, screen.rows, screen.cols)
     painter.paint_lost()
-    return painter.differences(screen)
+    return painter
 
 
 def check_no_data(screen, settings):
-    found = no_data_differences(screen, settings)
-    assert not found, "\n".join(found)
+    no_data_painter(screen, settings).check(screen)
 
 
 class Watch:
@@ -331,8 +290,7 @@ class Watch:
             self.painter.paint_lost()
         else:
             self.painter.paint(self.readings, self.flash())
-        found = self.painter.differences(self.screen)
-        assert not found, "\n".join(found)
+        self.painter.check(self.screen)
 
     def show(self, key=" ", **changes):
         """A pass with these changes, called forth by a key; then compares the whole picture."""
