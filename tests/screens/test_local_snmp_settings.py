@@ -12,6 +12,7 @@ from remote_painter import Readings
 from settings import FOLDER, Settings
 from snmp_painter import announce, open_local, tell
 
+PROBE = "get .1.3.6.1.4.1.935.1.1.1.3.2.1.0"
 OTHER_CONTROL = "/run/wardenlink-sim-other.sock"
 
 
@@ -72,6 +73,19 @@ def test_without_a_message_the_first_agent_stays(local, agent, other):
     assert other.log() == []
     assert local.screen.cells(3, 23, 15).rstrip() == agent.address
     assert local.screen.cells(11, 62, 3) == " 35"
+
+
+def test_an_agent_that_stays_the_same_is_loaded_no_more(local, other):
+    follow_other(local, other)
+
+    def CountProbes(message=None):
+        if message:
+            tell(message)
+        other.clear_log()
+        local.show()
+        return other.log().count(PROBE)
+    assert CountProbes("010") > CountProbes(), "a loaded agent is asked for"
+    assert CountProbes("010") == CountProbes(), "it is the one that was loaded before"
 
 
 def test_another_community_alone_is_another_agent(local, agent):
