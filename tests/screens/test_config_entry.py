@@ -4,7 +4,7 @@ agent's address, typed in place."""
 import pytest
 
 import settings as files
-from config_painter import (ADDRESS, COMMUNITY, DEVICE, ITEMS, edit, empty_world)  # noqa: F401
+from config_painter import (ADDRESS, COMMUNITY, DEVICE, ITEMS, edit)  # noqa: F401
 from settings import Settings
 
 # mode: the letter that begins the entry, communication mode, field, row.

@@ -2,14 +2,13 @@
 queues, the re-reading that follows."""
 
 import os
-import threading
 
 import pytest
 
 import queues
 import settings as files
 from config_painter import (COMMUNITY, DEVICE, ITEMS, SCHEDULE, edit,  # noqa: F401
-                            empty_world, file_bytes, files_hold, single)
+                            file_bytes, files_hold, single)
 from settings import Settings
 
 NOTICE = (5, b"010")  # three bytes, no terminator
@@ -323,33 +322,3 @@ def test_the_schedule_mode_re_reads_after_a_save_and_takes_no_key(edit):
     Settings(schedule_on=1, ac_fail_delay=9).write()
     editor.press("q", ac_fail_delay=9)
     editor.press("+s\n")
-
-
-# --- readers -----------------------------------------------------------------------------------
-
-
-def contents(settings):
-    """The two files that hold these settings."""
-    return {("power.ini", settings.record()), ("wardenlink.cfg", settings.text().encode())}
-
-
-def test_a_reader_never_meets_half_a_file_nor_none(edit):
-    editor = edit(Settings(com_port="/dev/ttyS0", countdown_on=1))
-    whole = contents(editor.settings) | contents(Settings(com_port="/dev/ttyS0", countdown_on=0))
-    met, over = set(), threading.Event()
-
-    def Read():
-        while not over.is_set():
-            met.update((name, file_bytes(name)) for name in ("power.ini", "wardenlink.cfg"))
-
-    reader = threading.Thread(target=Read)
-    reader.start()
-    saves = 0
-    while saves < 10 or not whole <= met:
-        editor.screen.press("n" + "s" + "dddd")
-        saves += 1
-        assert reader.is_alive() and saves < 1000, met ^ whole
-    over.set()
-    reader.join()
-    assert met == whole
-    assert files.read().countdown_on == (saves + 1) % 2

@@ -13,7 +13,7 @@ import queues
 import settings as files
 import world
 from config_painter import (ADDRESS, COMMUNITY, DEVICE, ITEMS, SCHEDULE, edit,  # noqa: F401
-                            empty_world, open_editor)
+                            open_editor)
 from fixtures import close_and_check
 from process import OrdinaryUser
 from settings import Settings

@@ -5,7 +5,7 @@ import pytest
 import queues
 import world
 from issuer_painter import DESCRIPTIONS, ESCAPE, SERIAL
-from issuer_watch import COMMAND, clean, open_center  # noqa: F401
+from issuer_watch import COMMAND, open_center  # noqa: F401
 from settings import Settings
 
 # Key: the text that goes to the daemon.

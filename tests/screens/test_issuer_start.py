@@ -11,7 +11,7 @@ import pytest
 import queues
 import world
 from issuer_painter import SERIAL
-from issuer_watch import DRIVER, clean, open_center, presence  # noqa: F401
+from issuer_watch import DRIVER, open_center, presence  # noqa: F401
 from process import OrdinaryUser
 from settings import FOLDER, Settings
 from waiting import LIMIT

@@ -5,6 +5,7 @@ import signal
 
 import pytest
 
+import queues
 import world
 from local_painter import WARNING, Files
 from local_watch import DRIVER, BAR_ROWS, bar, open_watch, watch  # noqa: F401
@@ -99,6 +100,15 @@ def test_without_a_daemon_no_shutdown_is_announced(watch):
         assert watch.screen.standout(15) == set()
         watch.show(present=True)
         assert watch.screen.cells(15, 4, 32) == WARNING
+
+
+def test_every_pass_takes_a_presence_message_also_without_an_alarm(watch):
+    queues.drain("heartbeatQueue")
+    for _ in range(3):
+        queues.send("heartbeatQueue", 4, "here")
+    for left in (2, 1, 0, 0):
+        watch.screen.press(" ")
+        assert queues.count("heartbeatQueue") == left
 
 
 def test_other_alarms_announce_no_shutdown(watch):

@@ -15,6 +15,7 @@ from snmp_painter import announce, open_local, tell
 # Another address beside the agent's that every machine has: 0.0.0.0 leads to 127.0.0.1, which
 # is not asked by its own name.
 OTHER_LISTEN, OTHER_ADDRESS = "127.0.0.1", "0.0.0.0"
+PROBE = "get .1.3.6.1.4.1.935.1.1.1.3.2.1.0"
 OTHER_CONTROL = "/run/wardenlink-sim-other.sock"
 
 
@@ -75,6 +76,19 @@ def test_without_a_message_the_first_agent_stays(local, agent, other):
     assert other.log() == []
     assert local.screen.cells(3, 23, 15).rstrip() == agent.address
     assert local.screen.cells(11, 62, 3) == " 35"
+
+
+def test_an_agent_that_stays_the_same_is_loaded_no_more(local, other):
+    follow_other(local, other)
+
+    def CountProbes(message=None):
+        if message:
+            tell(message)
+        other.clear_log()
+        local.show()
+        return other.log().count(PROBE)
+    assert CountProbes("010") > CountProbes(), "a loaded agent is asked for"
+    assert CountProbes("010") == CountProbes(), "it is the one that was loaded before"
 
 
 def test_another_community_alone_is_another_agent(local, agent):

@@ -342,17 +342,48 @@ def test_many_passes_without_an_agent_open_no_file_and_take_no_memory(start, no_
     check_no_data(screen, no_agent)
 
 
-def test_no_device_comes_into_being(start, no_agent):
-    devices = ("/dev/ttyv0", "/dev/console")
+@pytest.fixture
+def own_devices():
+    """A /dev of the test's own, with all that is in the machine's."""
+    if os.environ["WARDENLINK_WORLD"] != "private":
+        yield  # the machine's own: there is one test at a time
+        return
+    os.makedirs("/run/devices/upper")
+    os.makedirs("/run/devices/work")
+    os.makedirs("/run/devices/pts")
+    mounts = (["--bind", "/dev/pts", "/run/devices/pts"],
+              ["-t", "overlay", "-o", "lowerdir=/dev,upperdir=/run/devices/upper,"
+               "workdir=/run/devices/work", "overlay", "/dev"],
+              ["--bind", "/run/devices/pts", "/dev/pts"])
+    for words in mounts:
+        subprocess.run(["mount", *words], check=True)
+    yield
+    for place in ("/dev/pts", "/dev", "/run/devices/pts"):
+        subprocess.run(["umount", "--lazy", place], check=True)
 
-    def kinds():
-        return [stat.S_IFMT(os.stat(path).st_mode) if os.path.exists(path) else None
-                for path in devices]
 
-    before = kinds()
-    assert before[0] is None or stat.S_ISCHR(before[0])
-    screen = start(command())
-    screen.wait_key()
-    screen.send("q")
-    assert screen.wait_exit() == 0
-    assert kinds() == before
+def check_devices_stay(start):
+    """Both screens that look for a terminal device leave what is there, or is not, alone."""
+    def Kinds():
+        return [stat.S_IFMT(os.lstat(path).st_mode) if os.path.lexists(path) else None
+                for path in ("/dev/ttyv0", "/dev/console")]
+
+    before = Kinds()
+    for words in (["wardenlink", "status"], ["sim/opening_driver"]):
+        screen = start([world.bin(words[0]), *words[1:]])
+        screen.wait_key()
+        screen.send("q")
+        assert screen.wait_exit() == 0
+    assert Kinds() == before
+
+
+def test_no_device_comes_into_being(start, no_agent, own_devices):
+    check_devices_stay(start)
+
+
+def test_a_device_that_nobody_reads_holds_nothing_up(start, no_agent, own_devices):
+    os.mkfifo("/dev/ttyv0")  # it opens for writing only once somebody reads
+    try:
+        check_devices_stay(start)
+    finally:
+        os.remove("/dev/ttyv0")

@@ -8,18 +8,19 @@ import signal
 import stat
 import subprocess
 import tempfile
+import threading
 import time
 
 import pytest
 
 import queues
 import world
-from config_painter import SAVED, edit, empty_world, file_bytes  # noqa: F401
+from config_painter import SAVED, edit, file_bytes  # noqa: F401
 from fixtures import close_and_check
 from process import Refused
 from settings import Settings
 from terminal import Terminal
-from waiting import LIMIT
+from waiting import LIMIT, wait_until
 
 NOTICE_QUEUES = ("daemonControlQueue", "screenControlQueue")
 NAMES = ("power.ini", "wardenlink.cfg")
@@ -250,6 +251,25 @@ def test_both_files_are_flushed_before_either_takes_its_name_and_the_folder_afte
     own = [line for line in log if re.search(r'/(power\.ini|wardenlink\.cfg)"', line)]
     assert len([line for line in own if line.startswith("rename")]) == 2
     assert not [line for line in own if not re.match(r"rename|openat\(.*O_RDONLY|\w*stat", line)]
+
+
+def test_a_reader_finds_whole_files_between_any_two_calls_of_a_save(edit, owned):
+    met, over = set(), threading.Event()
+
+    def Read():
+        while not over.is_set():
+            met.update((name, file_bytes(name)) for name in NAMES)
+
+    reader = threading.Thread(target=Read)
+    reader.start()
+    try:
+        save_under(edit, "-e", "inject=openat,write,fsync,close,rename,unlink:delay_enter=50000")
+        wanted = {*content(OLD).items(), *content(NEW).items()}
+        wait_until(lambda: not reader.is_alive() or wanted <= met, what="the new files")
+    finally:
+        over.set()
+        reader.join()
+    assert met == wanted
 
 
 # --- no room, no right -------------------------------------------------------------------------

@@ -10,7 +10,6 @@ import struct
 
 import pytest
 
-import queues
 import world
 from canvas import Canvas
 from fixtures import close_and_check
@@ -194,16 +193,6 @@ def edit():
     yield Edit
     for editor in opened:
         close_and_check(editor.screen, editor.quit_keys)
-
-
-@pytest.fixture(autouse=True)
-def empty_world():
-    """No settings and no waiting messages, also when the test before shared the world."""
-    for name in os.listdir(world.FOLDER):
-        path = os.path.join(world.FOLDER, name)
-        (os.rmdir if os.path.isdir(path) else os.remove)(path)
-    for name in queues.NAMES:
-        queues.remove(name)
 
 
 def file_bytes(name, folder=world.FOLDER):

@@ -7,6 +7,7 @@ import tempfile
 
 import pytest
 
+import queues
 import terminal
 import world
 from settings import Settings
@@ -30,6 +31,16 @@ def close_and_check(screen, quit_keys="q"):
     found = SANITIZER.search(screen.raw)
     assert not found, screen.raw[found.start():].decode("latin-1")
     assert not screen.unknown, f"control sequences not understood: {screen.unknown}"
+
+
+@pytest.fixture(autouse=True)
+def empty_world():
+    """No settings and no messages that a test before has left in the same world."""
+    for name in os.listdir(world.FOLDER):  # the queues' keys hang on the folder itself
+        path = os.path.join(world.FOLDER, name)
+        (shutil.rmtree if os.path.isdir(path) else os.remove)(path)
+    for name in queues.NAMES:
+        queues.remove(name)
 
 
 @pytest.fixture

@@ -4,7 +4,6 @@ The daemon, which has to be seen at the start, is played by presence messages.
 """
 
 import contextlib
-import os
 import threading
 import time
 
@@ -108,15 +107,6 @@ def open_center(start, settings, **options):
         screen = start([world.bin(DRIVER)], **options)
         screen.wait_key()
     return Center(screen, settings, since)
-
-
-@pytest.fixture(autouse=True)
-def clean():
-    """No settings and no messages that a test before has left in the same world."""
-    for name in os.listdir(world.FOLDER):
-        os.remove(f"{world.FOLDER}/{name}")
-    for name in ("heartbeatQueue", "commandQueue"):
-        queues.remove(name)
 
 
 @pytest.fixture
