@@ -20,7 +20,7 @@ def test_a_screen_that_is_quit_goes_back_to_the_first_one(words):
     Settings(comm_mode=0).write()
     place_help()
     # Only the bytes count: the terminal that the other tests look at is another one.
-    with Terminal([world.bin(words[0]), *words[1:]], term="xterm") as screen, presence():
+    with presence(), Terminal([world.bin(words[0]), *words[1:]], term="xterm") as screen:
         screen.wait_key()
         assert screen.raw.count(ENTER) == 1 and LEAVE not in screen.raw
         screen.send("q")
