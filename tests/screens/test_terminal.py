@@ -77,8 +77,8 @@ def test_signals_during_the_pause_and_the_wait_leave_the_picture_right(watch):
     watch.screen.press(" ")
     took = Stopwatch()
     watch.screen.send(" ")
+    watch.screen.wait_pause()
     for number in FOUR_SIGNALS:
-        watch.screen.wait_pause()
         watch.screen.signal(number)
     watch.screen.wait_key()
     assert took.passed() > 2.95, "a signal does not cut the pause short"
@@ -373,17 +373,16 @@ def own_devices():
 
 
 def check_devices_stay(start):
-    """Both screens that look for a terminal device leave what is there, or is not, alone."""
+    """A screen opens, and leaves alone what devices there are and are not."""
     def Kinds():
         return [stat.S_IFMT(os.lstat(path).st_mode) if os.path.lexists(path) else None
                 for path in ("/dev/ttyv0", "/dev/console")]
 
     before = Kinds()
-    for words in (["wardenlink", "status"], ["sim/opening_driver"]):
-        screen = start([world.bin(words[0]), *words[1:]])
-        screen.wait_key()
-        screen.send("q")
-        assert screen.wait_exit() == 0
+    screen = start(command())
+    screen.wait_key()
+    screen.send("q")
+    assert screen.wait_exit() == 0
     assert Kinds() == before
 
 
