@@ -2,7 +2,19 @@
 
 #include <cerrno>
 #include <fcntl.h>
+#include <initializer_list>
 #include <unistd.h>
+
+int OpenStandardStreams()
+{
+    for (int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        bool isOpen = fcntl(stream, F_GETFD) >= 0;
+        // The lowest free number is taken, and those below are in use by now.
+        if (!isOpen && open("/dev/null", O_RDWR) != stream)
+            return 0;
+    }
+    return 1;
+}
 
 int ChkUserID()
 {

@@ -1,5 +1,6 @@
 // What every program of the package asks of the system: its paths under
-// /etc/wardenlink, files opened with care, clocks and pauses, the super-user rule.
+// /etc/wardenlink, standard streams and files opened with care, clocks and pauses,
+// the super-user rule.
 #pragma once
 
 #include <cstdio>
@@ -15,7 +16,13 @@ inline constexpr const char MODEL_REPLY_PATH[] = "/etc/wardenlink/wardenlink.mdl
 inline constexpr const char DAEMON_PATH[] = "/etc/wardenlink/daemon";
 inline constexpr const char DAEMON_DEBUG_PATH[] = "/etc/wardenlink/powerd.dbg";
 
-// 1 for the super-user; otherwise prints the refusal on standard error and gives 0.
+// Opens /dev/null in the place of every standard stream that is closed. To be called
+// before anything else is opened: a socket that became the standard input would let
+// whoever sends to it press keys. 1, or 0 when a stream stays closed.
+int OpenStandardStreams();
+
+// 1 when the real user is the super-user; otherwise prints the refusal on standard
+// error and gives 0.
 int ChkUserID();
 
 // Opens a file for reading; null when it cannot be. Waits for nobody, so that a

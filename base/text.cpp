@@ -29,13 +29,6 @@ void FormatText(char* dst, size_t size, const char* format, ...)
     va_end(arguments);
 }
 
-int TruncateToInt(double number)
-{
-    if (!(number > INT_MIN)) // also for what is not a number
-        return number <= INT_MIN ? INT_MIN : 0;
-    return number < INT_MAX ? static_cast<int>(number) : INT_MAX;
-}
-
 void MakePrintable(char* text)
 {
     for (char* c = text; *c != '\0'; c++) {
@@ -52,6 +45,13 @@ void CleanString(char* text)
     char* closing = strchr(opening + 1, '"');
     if (closing != nullptr)
         closing[1] = '\0';
+}
+
+int TruncateToInt(double number)
+{
+    if (!(number > INT_MIN)) // also for what is not a number
+        return number <= INT_MIN ? INT_MIN : 0;
+    return number < INT_MAX ? static_cast<int>(number) : INT_MAX;
 }
 
 int CutToRange(int value, int lowest, int highest)

@@ -8,14 +8,8 @@ inline constexpr int BAR_CELLS = 39;                // the longest bar that Make
 inline constexpr int BAR_TEXT_SIZE = BAR_CELLS + 1; // a bar with its terminator
 
 // Copies as much of src as dst (size bytes, 1 or more) holds, always terminated.
+// The two may overlap.
 void CopyText(char* dst, size_t size, const char* src);
-
-// Prints into dst as much as it holds; dst is always terminated.
-void FormatText(char* dst, size_t size, const char* format, ...)
-    __attribute__((format(printf, 3, 4)));
-
-// Truncates toward zero; what no int can hold becomes the nearest int, NaN 0.
-int TruncateToInt(double number);
 
 // The same for an array, whose size it knows.
 template <size_t size> void CopyField(char (&dst)[size], const char* src)
@@ -23,14 +17,21 @@ template <size_t size> void CopyField(char (&dst)[size], const char* src)
     CopyText(dst, size, src);
 }
 
-// Makes a text from outside safe to show: a control byte becomes a blank, a byte
-// that is not ASCII a '?'.
+// Prints into dst (size bytes, 1 or more) as much as it holds, always terminated.
+void FormatText(char* dst, size_t size, const char* format, ...)
+    __attribute__((format(printf, 3, 4)));
+
+// Makes a text from outside safe to show: a control character becomes a blank, DEL
+// and a byte that is not ASCII a '?'.
 void MakePrintable(char* text);
 
 // Cuts text just after its second double quote.
 void CleanString(char* text);
 
-// The value, or the limit that it lies beyond.
+// Truncates toward zero; what no int can hold becomes the nearest int, NaN 0.
+int TruncateToInt(double number);
+
+// The value, or the limit that it lies beyond; the upper one where they cross.
 int CutToRange(int value, int lowest, int highest);
 
 // The four-character name of a weekday (0 Sunday to 6 Saturday) into dst, 5

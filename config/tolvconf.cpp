@@ -9,85 +9,54 @@
 #include "screen/getch.h"
 
 #include <cctype>
-#include <cstdio>
 #include <cstring>
 #include <curses.h>
 
 namespace {
 
-constexpr int COMMUNITY_LIMIT = 8; // characters that a save keeps
-constexpr int ADDRESS_LIMIT = 15;
 constexpr int REREADS_AFTER_SAVE = 5;
 
-void SetCursor(const Cursor& cursor, int row, int col)
+void ChooseNumber(Editor& editor, int key)
 {
-    *cursor.row = row;
-    *cursor.col = col;
-}
-
-// Keys that only choose a numeric item: its row.
-struct ItemKey {
-    int key;
-    int row;
-};
-constexpr ItemKey ITEM_KEYS[] = {
-    {'d', ROW_AC_FAIL_DELAY},
-    {'b', ROW_BATT_LOW_DELAY},
-    {'u', ROW_UPS_OFF_DELAY},
-    {'v', ROW_BATTERY_RATING},
-};
-
-void ChooseItem(int key, const Cursor& cursor)
-{
-    for (const ItemKey& item : ITEM_KEYS) {
+    for (const NumberItem& item : NUMBERS) {
         if (item.key == key)
-            SetCursor(cursor, item.row, COL_ITEM_CURSOR);
+            SetCursor(editor, NumberCursor(item.line));
     }
 }
 
-template <typename Number> void ToggleSwitch(Number* state)
+void TurnSwitch(Editor& editor, int key)
 {
-    if (*state == 0 || *state == 1)
-        *state = static_cast<Number>(1 - *state);
+    for (const SwitchItem& item : SWITCHES) {
+        if (item.key == key) {
+            SetCursor(editor, ValuePlace(item.line));
+            item.turn(editor.config);
+            editor.modified = 1;
+        }
+    }
 }
 
-template <typename Number>
-void ToggleItem(Number* state, const LayoutLine& place, const Cursor& cursor, int* modified)
+void ChooseText(Editor& editor, int key, char* const savedCopies[TEXT_LINES])
 {
-    SetCursor(cursor, place.row, place.valueCol);
-    ToggleSwitch(state);
-    *modified = 1;
-}
-
-void StartEntry(int entryMode, int row, int col, const char* field, char* savedCopy,
-                const Cursor& cursor, int16_t* mode)
-{
-    SetCursor(cursor, row, col);
-    CopyText(savedCopy, SETTINGS_TEXT_SIZE, field);
-    *mode = static_cast<int16_t>(entryMode);
-}
-
-// With the schedule off only the row changes, which makes the painter complain.
-void StartSchedule(const PowerConfig& config, const Cursor& cursor, int16_t* mode)
-{
-    *cursor.row = ROW_START_TIME;
-    if (config.scheduleOn != 1)
-        return;
-    SetCursor(cursor, config.turnOffUps != 0 ? ROW_START_TIME : ROW_SHUTDOWN_TIME, x_position[0]);
-    *mode = MODE_SCHEDULE;
+    for (int text = 0; text < TEXT_LINES; text++) {
+        const TextItem& item = TEXTS[text];
+        if (item.key == key && item.unusedIn != editor.config.commMode)
+            StartEntry(editor, item, savedCopies[text]);
+    }
 }
 
 void LimitTexts(PowerConfig& config)
 {
     if (isdigit(static_cast<unsigned char>(config.snmpIp[0])) == 0)
         CopyField(config.snmpIp, NO_AGENT_ADDRESS);
-    if (strlen(config.snmpCommunity) > COMMUNITY_LIMIT)
-        config.snmpCommunity[COMMUNITY_LIMIT] = '\0';
-    if (strlen(config.snmpIp) > ADDRESS_LIMIT)
-        config.snmpIp[ADDRESS_LIMIT] = '\0';
+    for (const TextItem& item : TEXTS) {
+        char* text = config.*item.field;
+        if (strlen(text) > item.lengthOnSave)
+            text[item.lengthOnSave] = '\0';
+    }
 }
 
-// Nobody waits for the daemon or for a status screen: they are told, that is all.
+// The screen says "(Save Completed!)" whatever became of the files, and whether or not
+// the daemon and a status screen can be told: both on purpose.
 void SaveSettings(PowerConfig& config, const ScheduleEntry schedule[7], int daemonQueue,
                   int screenQueue)
 {
@@ -97,15 +66,16 @@ void SaveSettings(PowerConfig& config, const ScheduleEntry schedule[7], int daem
     SendConfigChngMsg(screenQueue);
 }
 
-// 0 = quit now; with unsaved changes the first [q] only asks.
-int AskToQuit(const Cursor& cursor, int* modified)
+// 0 = quit now. With unsaved changes the first [q] only asks; the next one quits,
+// also when other keys that change nothing came between.
+int AskToQuit(Editor& editor)
 {
-    *cursor.row = cw_p[ITEM_QUIT].row;
-    if (*modified == 0) {
+    editor.cursorRow = cw_p[ITEM_QUIT].row;
+    if (editor.modified == 0) {
         endwin();
         return 0;
     }
-    *modified = 0;
+    editor.modified = 0;
     return 1;
 }
 
@@ -115,54 +85,35 @@ int ScreenFunc1(PowerConfig& config, ScheduleEntry schedule[7], int key, int* cu
                 int* cursorCol, int16_t* mode, char* savedDevice, char* savedCommunity,
                 char* savedIp, int* modified, int* justSaved, int* savePasses)
 {
+    // At every key, whatever it is: the queues are there before a save needs them, and
+    // those that somebody removed meanwhile are made anew.
     int daemonQueue = CreateMsgQ(DAEMON_CONTROL_QUEUE);
     int screenQueue = CreateMsgQ(SCREEN_CONTROL_QUEUE);
-    Cursor cursor = {cursorRow, cursorCol};
-    ChooseItem(key, cursor);
+    Editor editor = {config, *cursorRow, *cursorCol, *mode, *modified};
+    char* const savedCopies[TEXT_LINES] = {savedDevice, savedCommunity, savedIp};
+    ChooseNumber(editor, key); // [d], [b], [u] and [v] do no more than that
+    TurnSwitch(editor, key);
+    ChooseText(editor, key, savedCopies);
     switch (key) {
     case '+':
     case '-':
     case 'i':
     case 'm':
-        DoChange(config, schedule, key, *cursorRow);
-        *modified = 1; // also where nothing could be changed
-        break;
-    case 'a':
-        ToggleItem(&config.turnOffUps, TURN_OFF_PLACE, cursor, modified);
-        break;
-    case 'n':
-        ToggleItem(&config.countdownOn, cw_p[ITEM_COUNTDOWN], cursor, modified);
-        break;
-    case 'l':
-        ToggleItem(&config.scheduleOn, cw_p[ITEM_SCHEDULE], cursor, modified);
-        break;
-    case 'c': // the cursor after the old text: typing extends it
-        if (config.commMode != COMM_SNMP)
-            StartEntry(MODE_DEVICE, ROW_DEVICE,
-                       ENTRY_COL + static_cast<int>(strlen(config.comPort)), config.comPort,
-                       savedDevice, cursor, mode);
-        break;
-    case 'o': // the cursor on its first character: typing replaces it
-        if (config.commMode != COMM_SERIAL)
-            StartEntry(MODE_COMMUNITY, ROW_COMMUNITY, ENTRY_COL, config.snmpCommunity,
-                       savedCommunity, cursor, mode);
-        break;
-    case 'p':
-        if (config.commMode != COMM_SERIAL)
-            StartEntry(MODE_ADDRESS, ROW_ADDRESS, ENTRY_COL, config.snmpIp, savedIp, cursor, mode);
+        DoChange(config, schedule, key, editor.cursorRow);
+        editor.modified = 1; // also on a row without a number
         break;
     case 't':
-        StartSchedule(config, cursor, mode);
+        StartSchedule(editor);
         break;
     case 's':
-        *cursorRow = cw_p[ITEM_SAVE].row;
+        editor.cursorRow = cw_p[ITEM_SAVE].row;
         SaveSettings(config, schedule, daemonQueue, screenQueue);
+        editor.modified = 0;
         *justSaved = 1;
         *savePasses = 0;
-        *modified = 0;
         break;
     case 'q':
-        return AskToQuit(cursor, modified);
+        return AskToQuit(editor);
     case 'r':
         wclear(stdscr);
         break;
@@ -179,13 +130,13 @@ int SendConfigChngMsg(int queue)
 
 void ToggleMode(PowerConfig& config)
 {
-    ToggleSwitch(&config.commMode);
+    TurnOver(&config.commMode);
 }
 
 namespace {
 
 // Everything the running editor owns.
-struct Editor {
+struct EditorState {
     PowerConfig config;
     ScheduleEntry schedule[7];
     int cursorRow;
@@ -202,25 +153,24 @@ struct Editor {
 
 // 0 = the editor is to end. The schedule mode has no entry on purpose: once in
 // it, the screen redraws with its help lines and takes no key.
-int HandleKey(Editor& editor, int key)
+int HandleKey(EditorState& state, int key)
 {
-    switch (editor.mode) {
+    switch (state.mode) {
     case MODE_ITEMS:
-        return ScreenFunc1(editor.config, editor.schedule, key, &editor.cursorRow,
-                           &editor.cursorCol, &editor.mode, editor.savedDevice,
-                           editor.savedCommunity, editor.savedIp, &editor.modified,
-                           &editor.justSaved, &editor.savePasses);
+        return ScreenFunc1(state.config, state.schedule, key, &state.cursorRow, &state.cursorCol,
+                           &state.mode, state.savedDevice, state.savedCommunity, state.savedIp,
+                           &state.modified, &state.justSaved, &state.savePasses);
     case MODE_DEVICE:
-        ScreenFunc2(editor.config, key, &editor.cursorRow, &editor.cursorCol, &editor.mode,
-                    editor.savedDevice, &editor.modified);
+        ScreenFunc2(state.config, key, &state.cursorRow, &state.cursorCol, &state.mode,
+                    state.savedDevice, &state.modified);
         break;
     case MODE_COMMUNITY:
-        ScreenFunc4(editor.config, key, &editor.cursorRow, &editor.cursorCol, &editor.mode,
-                    editor.savedCommunity, &editor.modified);
+        ScreenFunc4(state.config, key, &state.cursorRow, &state.cursorCol, &state.mode,
+                    state.savedCommunity, &state.modified);
         break;
     case MODE_ADDRESS:
-        ScreenFunc5(editor.config, key, &editor.cursorRow, &editor.cursorCol, &editor.mode,
-                    editor.savedIp, &editor.modified);
+        ScreenFunc5(state.config, key, &state.cursorRow, &state.cursorCol, &state.mode,
+                    state.savedIp, &state.modified);
         break;
     default:
         break;
@@ -235,16 +185,17 @@ int GetSignedKey()
     return key > 127 ? key - 256 : key;
 }
 
-// What the files make of the saved values shows on the passes after a save.
-void ReadAfterSave(Editor& editor)
+// What the files make of the saved values shows on the passes after a save. A change
+// made on one of them is read over: that is intended.
+void ReadAfterSave(EditorState& state)
 {
-    if (editor.justSaved != 1)
+    if (state.justSaved != 1)
         return;
-    ReadConfig(editor.config, editor.schedule);
-    editor.savePasses++;
-    if (editor.savePasses >= REREADS_AFTER_SAVE) {
-        editor.justSaved = 0;
-        editor.savePasses = 0;
+    ReadConfig(state.config, state.schedule);
+    state.savePasses++;
+    if (state.savePasses >= REREADS_AFTER_SAVE) {
+        state.justSaved = 0;
+        state.savePasses = 0;
     }
 }
 
@@ -252,25 +203,25 @@ void ReadAfterSave(Editor& editor)
 
 int tolvan_config()
 {
-    Editor editor = {};
-    editor.cursorRow = ROW_AC_FAIL_DELAY;
-    editor.cursorCol = COL_ITEM_CURSOR;
-    editor.mode = MODE_ITEMS;
+    EditorState state = {};
+    state.cursorRow = HOME_PLACE.row;
+    state.cursorCol = HOME_PLACE.col;
+    state.mode = MODE_ITEMS;
     uname(&systemRecord);
-    if (LoadOrCreateConfig(editor.config, editor.schedule) == 0) {
+    if (LoadOrCreateConfig(state.config, state.schedule) == 0) {
         PrintSettingsError();
         return -1;
     }
     InitScreen();
     int staying = 1;
     while (staying == 1) {
-        DrawBox(19, 79, 2, 0);
-        DrawString(editor.config, editor.schedule, editor.cursorRow, editor.cursorCol, editor.mode,
-                   editor.alertCode);
+        DrawBox(BOX_HEIGHT, BOX_WIDTH, BOX_PLACE.row, BOX_PLACE.col);
+        DrawString(state.config, state.schedule, state.cursorRow, state.cursorCol, state.mode,
+                   state.alertCode);
         refresh();
-        staying = HandleKey(editor, GetSignedKey());
+        staying = HandleKey(state, GetSignedKey());
         if (staying == 1)
-            ReadAfterSave(editor);
+            ReadAfterSave(state);
     }
     return 0;
 }

@@ -5,72 +5,90 @@
 #include "screen/frame.h"
 #include "settings/tolv_lib.h"
 
-inline constexpr int ITEMS = 14;
+#include <iterator>
 
-// Lines of the layout table that the code speaks of.
+// The box around the items.
+inline constexpr Place BOX_PLACE = {2, 0};
+inline constexpr int BOX_HEIGHT = 19;
+inline constexpr int BOX_WIDTH = 79;
+
+// The lines of cw_p and cw_s, in the order of both.
 enum ItemLine {
     ITEM_AC_FAIL,
     ITEM_BATT_LOW,
     ITEM_OFF_DELAY,
-    ITEM_DEVICE,
+    ITEM_DEVICE, // in SNMP mode the community name stands here
     ITEM_COUNTDOWN,
     ITEM_SCHEDULE,
-    ITEM_SAVE = 10,
-    ITEM_QUIT = 11,
-    ITEM_RATING = 12,
-    ITEM_ADDRESS = 13
+    ITEM_ALERT,
+    ITEM_BLANK,
+    ITEM_START_TIMES,
+    ITEM_SHUTDOWN_TIMES,
+    ITEM_SAVE,
+    ITEM_QUIT,
+    ITEM_RATING,
+    ITEM_ADDRESS,
+    ITEM_LINES
 };
 
-// Title and vendor notice; items, rows 3 to 19 from column 9; help lines; alerts.
-extern const LayoutLine ct_p[2];
-extern const LayoutLine cw_p[ITEMS];
-extern const char cw_s[ITEMS][64];
-extern const LayoutLine cb_p[3];
-extern const LayoutLine t_xy;
+// Where the items stand: the one home of every row and column of theirs.
+inline constexpr LayoutLine cw_p[] = {
+    {3, 9, 62},  // ITEM_AC_FAIL
+    {4, 9, 62},  // ITEM_BATT_LOW
+    {5, 9, 62},  // ITEM_OFF_DELAY
+    {7, 9, 33},  // ITEM_DEVICE
+    {9, 9, 42},  // ITEM_COUNTDOWN
+    {10, 9, 42}, // ITEM_SCHEDULE
+    {12, 9, 36}, // ITEM_ALERT
+    {14, 9, -1}, // ITEM_BLANK
+    {15, 9, -1}, // ITEM_START_TIMES
+    {16, 9, -1}, // ITEM_SHUTDOWN_TIMES
+    {18, 9, 35}, // ITEM_SAVE
+    {19, 9, 19}, // ITEM_QUIT
+    {6, 9, 62},  // ITEM_RATING
+    {8, 9, 33},  // ITEM_ADDRESS
+};
+static_assert(std::size(cw_p) == ITEM_LINES);
 
-inline constexpr LayoutLine TURN_OFF_PLACE = {11, 9, 49};
+// Stands apart from the table: its label is drawn with its value, after all others.
+inline constexpr LayoutLine TURN_OFF_LINE = {11, 9, 49};
 
-// Screen rows of the items that DoChange changes.
-inline constexpr int ROW_AC_FAIL_DELAY = 3;
-inline constexpr int ROW_BATT_LOW_DELAY = 4;
-inline constexpr int ROW_UPS_OFF_DELAY = 5;
-inline constexpr int ROW_BATTERY_RATING = 6;
+// The cursor of a number stands one column right of where its value begins.
+constexpr Place NumberCursor(const LayoutLine& line)
+{
+    return RightOf(ValuePlace(line), 1);
+}
 
-// Screen rows of the schedule table.
-inline constexpr int ROW_START_TIME = 15;
-inline constexpr int ROW_SHUTDOWN_TIME = 16;
+// Where the cursor is at the start, and again after a text or the schedule.
+inline constexpr Place HOME_PLACE = NumberCursor(cw_p[ITEM_AC_FAIL]);
 
-// Where the alerts of the schedule stand: a strip of blanks from one column
-// further left wipes them.
-inline constexpr int ROW_ALERT = 12;
-inline constexpr int COL_ALERT_STRIP = 36;
+// Characters that a text setting takes.
+inline constexpr int ENTRY_LENGTH = SETTINGS_TEXT_SIZE - 1;
 
 // The editor's modes.
-inline constexpr int MODE_ITEMS = 1;
-inline constexpr int MODE_DEVICE = 2;
-inline constexpr int MODE_SCHEDULE = 3;
-inline constexpr int MODE_COMMUNITY = 4;
-inline constexpr int MODE_ADDRESS = 5;
-
-// Where the cursor rests on a numeric item, and on the first one of all.
-inline constexpr int COL_ITEM_CURSOR = 63;
+inline constexpr int16_t MODE_ITEMS = 1;
+inline constexpr int16_t MODE_DEVICE = 2;
+inline constexpr int16_t MODE_SCHEDULE = 3;
+inline constexpr int16_t MODE_COMMUNITY = 4;
+inline constexpr int16_t MODE_ADDRESS = 5;
 
 // Alerts of the schedule (alertCode).
 inline constexpr int ALERT_NONE = 0;
 inline constexpr int ALERT_TOGGLE_REBOOT = 1; // "(Toggle [a] to set Automatic Reboot)"
 inline constexpr int ALERT_TOO_CLOSE = 2;     // "(Start Time Too Close to Shutdown Time!)"
 
-// The editor's cursor, which the painter puts on the screen after each pass.
-struct Cursor {
-    int* row;
-    int* col;
+// What every key handler works on. It refers to values that belong to the handler's
+// caller, who gives their addresses one by one.
+struct Editor {
+    PowerConfig& config;
+    int& cursorRow;
+    int& cursorCol;
+    int16_t& mode;
+    int& modified; // 1 = there are unsaved changes
 };
 
-inline constexpr int ENTRY_COL = 33;    // first column of each of the fields
-inline constexpr int ENTRY_LENGTH = 29; // characters that a field takes
-inline constexpr int ROW_DEVICE = 7;    // in serial mode
-inline constexpr int ROW_COMMUNITY = 7; // in SNMP mode
-inline constexpr int ROW_ADDRESS = 8;
+// Where the painter is to put the cursor. Its row also selects what [+] changes.
+void SetCursor(Editor& editor, Place place);
 
 // Paints the whole screen from the editor's state.
 void DrawString(const PowerConfig& config, const ScheduleEntry schedule[7], int row, int col,

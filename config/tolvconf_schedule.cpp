@@ -1,23 +1,34 @@
 #include "config/tolvconf_schedule.h"
 
 #include "base/text.h"
-#include "config/tolvconf_layout.h"
 #include "config/tolvconf_value.h"
 #include "screen/getch.h"
 
+#include <algorithm>
 #include <curses.h>
 
 // Two columns for each weekday, hour and minute, Sunday first.
-const int x_position[SCHEDULE_COLUMNS] = {20, 23, 27, 30, 34, 37, 41, 44, 48, 51, 55, 58, 62, 65};
+constexpr int x_position[] = {20, 23, 27, 30, 34, 37, 41, 44, 48, 51, 55, 58, 62, 65};
 
 namespace {
+
+constexpr int SCHEDULE_COLUMNS = std::size(x_position);
+static_assert(SCHEDULE_COLUMNS == 2 * 7 && std::is_sorted(x_position, std::end(x_position)));
+static_assert(x_position[SCHEDULE_COLUMNS - 1] + 2 < BOX_PLACE.col + BOX_WIDTH);
+
+constexpr int START_ROW = cw_p[ITEM_START_TIMES].row;
+constexpr int SHUTDOWN_ROW = cw_p[ITEM_SHUTDOWN_TIMES].row;
 
 constexpr int HOUR_MAX = 23;
 constexpr int MINUTE_MAX = 59;
 constexpr int UNSET = -1;
 
+constexpr Place ALERT_PLACE = ValuePlace(cw_p[ITEM_ALERT]);
 constexpr char TOO_CLOSE_TEXT[] = "(Start Time Too Close to Shutdown Time!)";
-constexpr int ALERT_STRIP_LENGTH = 44;
+constexpr int ALERT_STRIP_LENGTH = 44; // over the frame, to the screen's edge
+
+static_assert(std::size(TOO_CLOSE_TEXT) - 1 <= ALERT_STRIP_LENGTH);
+static_assert(ALERT_PLACE.col + ALERT_STRIP_LENGTH <= 80);
 
 // A minute without an hour is dropped, an hour without a minute is the full hour.
 void CompleteTime(int32_t hour, int32_t* minute)
@@ -37,45 +48,54 @@ bool StartsTooClose(const ScheduleEntry& entry, int offDelay)
     return after >= 0 && after <= offDelay;
 }
 
-void MoveColumn(int step, int* scheduleColumn, int* cursorCol, int* alertCode)
+void MoveColumn(Editor& editor, int step, int* scheduleColumn, int* alertCode)
 {
     *scheduleColumn = (*scheduleColumn + step) % SCHEDULE_COLUMNS;
-    *cursorCol = x_position[*scheduleColumn];
+    editor.cursorCol = x_position[*scheduleColumn];
     *alertCode = ALERT_NONE;
 }
 
 // A start time makes sense only for a UPS that was turned off.
-void SwitchRow(const PowerConfig& config, int* cursorRow, int* alertCode)
+void SwitchRow(Editor& editor, int* alertCode)
 {
-    if (config.turnOffUps == 0)
+    if (editor.config.turnOffUps == 0)
         *alertCode = ALERT_TOGGLE_REBOOT;
     else
-        *cursorRow = *cursorRow == ROW_START_TIME ? ROW_SHUTDOWN_TIME : ROW_START_TIME;
+        editor.cursorRow = editor.cursorRow == START_ROW ? SHUTDOWN_ROW : START_ROW;
 }
 
 void RefuseToLeave(int* alertCode)
 {
     attrset(A_STANDOUT);
-    PutText({ROW_ALERT, COL_ALERT_STRIP}, TOO_CLOSE_TEXT);
+    PutText(ALERT_PLACE, TOO_CLOSE_TEXT);
     attrset(A_NORMAL);
     *alertCode = ALERT_TOO_CLOSE;
 }
 
-void LeaveSchedule(int* cursorRow, int* cursorCol, int16_t* mode, int* scheduleColumn)
+void LeaveSchedule(Editor& editor, int* scheduleColumn)
 {
-    *mode = MODE_ITEMS;
+    editor.mode = MODE_ITEMS;
     *scheduleColumn = 0;
-    *cursorRow = ROW_AC_FAIL_DELAY;
-    *cursorCol = COL_ITEM_CURSOR;
-    PutBlanks({ROW_ALERT, COL_ALERT_STRIP}, ALERT_STRIP_LENGTH);
+    SetCursor(editor, HOME_PLACE);
+    PutBlanks(ALERT_PLACE, ALERT_STRIP_LENGTH);
 }
 
 } // namespace
 
+// With the schedule off only the row changes, which makes the painter complain.
+void StartSchedule(Editor& editor)
+{
+    editor.cursorRow = START_ROW;
+    if (editor.config.scheduleOn != 1)
+        return;
+    SetCursor(editor, {editor.config.turnOffUps != 0 ? START_ROW : SHUTDOWN_ROW, x_position[0]});
+    editor.mode = MODE_SCHEDULE;
+}
+
 void SchdlChange(ScheduleEntry schedule[7], int key, int column, int row)
 {
     ScheduleEntry& entry = schedule[column / 2];
-    bool isStart = row == ROW_START_TIME;
+    bool isStart = row == START_ROW;
     if (column % 2 == 1)
         IntChange(isStart ? &entry.startMinute : &entry.shutdownMinute, key, MINUTE_MAX, UNSET);
     else
@@ -98,34 +118,35 @@ int ChkSchedule(const PowerConfig& config, ScheduleEntry schedule[7])
 void ScreenFunc3(PowerConfig& config, ScheduleEntry schedule[7], int key, int* cursorRow,
                  int* cursorCol, int16_t* mode, int* scheduleColumn, int* modified, int* alertCode)
 {
+    Editor editor = {config, *cursorRow, *cursorCol, *mode, *modified};
     switch (key) {
     case '+':
     case '-':
     case 'i':
     case 'm':
-        SchdlChange(schedule, key, *scheduleColumn, *cursorRow);
-        *modified = 1;
+        SchdlChange(schedule, key, *scheduleColumn, editor.cursorRow);
+        editor.modified = 1;
         break;
     case 'u':
     case 'd':
     case 'A': // the last byte of an arrow key
     case 'B':
-        SwitchRow(config, cursorRow, alertCode);
+        SwitchRow(editor, alertCode);
         break;
     case 'r':
     case 'C':
-        MoveColumn(1, scheduleColumn, cursorCol, alertCode);
+        MoveColumn(editor, 1, scheduleColumn, alertCode);
         break;
     case 'l':
     case 'D':
-        MoveColumn(SCHEDULE_COLUMNS - 1, scheduleColumn, cursorCol, alertCode);
+        MoveColumn(editor, SCHEDULE_COLUMNS - 1, scheduleColumn, alertCode);
         break;
     case KEY_ENTER_LINEFEED:
     case KEY_ENTER_RETURN:
         if (ChkSchedule(config, schedule) == 0)
             RefuseToLeave(alertCode);
         else
-            LeaveSchedule(cursorRow, cursorCol, mode, scheduleColumn);
+            LeaveSchedule(editor, scheduleColumn);
         // A refusal shown once stays flagged, also after a later good Enter.
         if (*alertCode != ALERT_TOO_CLOSE)
             *alertCode = ALERT_NONE;

@@ -1,13 +1,13 @@
 // The editing of the weekly schedule.
 #pragma once
 
-#include "settings/tolv_lib.h"
+#include "config/tolvconf_layout.h"
 
-inline constexpr int SCHEDULE_COLUMNS = 14; // hour and minute of each weekday
-extern const int x_position[SCHEDULE_COLUMNS];
+// Begins the schedule mode when the schedule is on.
+void StartSchedule(Editor& editor);
 
-// Steps the hour (even column) or minute (odd) of a weekday's start time (row
-// ROW_START_TIME) or shutdown time (any other row).
+// Steps the hour (even column, 0 to 12) or minute (odd, 1 to 13) of a weekday's start
+// time (row 15) or shutdown time (any other row).
 void SchdlChange(ScheduleEntry schedule[7], int key, int column, int row);
 
 // Completes half-set times of the table, then tells whether it may be left: 0

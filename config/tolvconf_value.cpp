@@ -1,16 +1,14 @@
 #include "config/tolvconf_value.h"
 
 #include "base/text.h"
-#include "config/tolvconf_layout.h"
+
+#include <algorithm>
 
 namespace {
 
 constexpr int AC_FAIL_MAX = 1440; // minutes
-constexpr int BATT_LOW_MIN = 1;
-constexpr int BATT_LOW_MAX = 10;
-constexpr int RATING_MAX = 96; // volts
-constexpr int RATING_STEP = 12;
-// The step of the AC-fail delay by its present value, up to and including upTo.
+
+// The step of the shutdown delay by its present value, up to and including upTo.
 struct DelayStep {
     int upTo;
     int down;
@@ -58,37 +56,51 @@ void StepAround(Number* field, int key, int64_t max, int64_t min, int64_t step)
     *field = static_cast<Number>(changed);
 }
 
-void ChangeBatteryRating(PowerConfig& config, int key)
-{
-    int16_t volts = static_cast<int16_t>(TruncateToInt(static_cast<double>(config.batteryRating)));
-    ShortChange(&volts, key, RATING_MAX, 0, RATING_STEP);
-    config.batteryRating = static_cast<float>(volts);
-}
-
 } // namespace
+
+// One row for each number: its key, its line, what [+] does and between which limits.
+const NumberItem NUMBERS[] = {
+    // Minutes, down to the delay of [b].
+    {'d', cw_p[ITEM_AC_FAIL],
+     [](PowerConfig& config, int key, int* lastStep) {
+         *lastStep = ChooseStep(config.acFailDelay, key, *lastStep);
+         ShortChange(&config.acFailDelay, key, AC_FAIL_MAX, config.battLowDelay,
+                     static_cast<uint16_t>(*lastStep));
+     }},
+    // Minutes, from 1 to the delay of [d], 10 at the most.
+    {'b', cw_p[ITEM_BATT_LOW],
+     [](PowerConfig& config, int key, int* /*lastStep*/) {
+         ShortChange(&config.battLowDelay, key, std::min<int>(config.acFailDelay, 10), 1, 1);
+     }},
+    // Minutes, from 0.2 to 10.0.
+    {'u', cw_p[ITEM_OFF_DELAY],
+     [](PowerConfig& config, int key, int* /*lastStep*/) {
+         UPSOffChange(&config.upsOffDelay, key);
+     }},
+    // Volts, from 0 to 96 in twelves; a fraction is dropped first.
+    {'v', cw_p[ITEM_RATING],
+     [](PowerConfig& config, int key, int* /*lastStep*/) {
+         double rating = static_cast<double>(config.batteryRating);
+         int16_t volts = static_cast<int16_t>(TruncateToInt(rating));
+         ShortChange(&volts, key, 96, 0, 12);
+         config.batteryRating = static_cast<float>(volts);
+     }},
+};
+
+// One row for each switch.
+const SwitchItem SWITCHES[] = {
+    {'a', TURN_OFF_LINE, [](PowerConfig& config) { TurnOver(&config.turnOffUps); }},
+    {'n', cw_p[ITEM_COUNTDOWN], [](PowerConfig& config) { TurnOver(&config.countdownOn); }},
+    {'l', cw_p[ITEM_SCHEDULE], [](PowerConfig& config) { TurnOver(&config.scheduleOn); }},
+};
 
 void DoChange(PowerConfig& config, ScheduleEntry /*schedule*/[7], int key, int row)
 {
+    // Kept from press to press on purpose: see ChooseStep.
     static int AC_step = 1;
-    switch (row) {
-    case ROW_AC_FAIL_DELAY:
-        AC_step = ChooseStep(config.acFailDelay, key, AC_step);
-        ShortChange(&config.acFailDelay, key, AC_FAIL_MAX, config.battLowDelay,
-                    static_cast<uint16_t>(AC_step));
-        break;
-    case ROW_BATT_LOW_DELAY:
-        ShortChange(&config.battLowDelay, key,
-                    config.acFailDelay < BATT_LOW_MAX ? config.acFailDelay : BATT_LOW_MAX,
-                    BATT_LOW_MIN, 1);
-        break;
-    case ROW_UPS_OFF_DELAY:
-        UPSOffChange(&config.upsOffDelay, key);
-        break;
-    case ROW_BATTERY_RATING:
-        ChangeBatteryRating(config, key);
-        break;
-    default:
-        break;
+    for (const NumberItem& number : NUMBERS) {
+        if (number.line.row == row)
+            number.change(config, key, &AC_step);
     }
 }
 

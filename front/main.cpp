@@ -6,6 +6,8 @@
 
 int main(int argc, char* argv[])
 {
+    if (OpenStandardStreams() == 0)
+        return 1;
     if (argc < 2)
         ArgError(argc > 0 ? argv[0] : "wardenlink", ARGUMENT_MISSING);
     if (argc > 2)

@@ -5,14 +5,17 @@
 #include "ipc/tolvipc.h"
 #include "status/tolvstat.h"
 
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <initializer_list>
 #include <unistd.h>
 
 namespace {
 
-constexpr char DAEMON_ARGUMENT[] = "            "; // twelve blanks, expected by the daemon
+constexpr char DAEMON_ARGUMENT[] = "            "; // expected by the daemon
+static_assert(sizeof(DAEMON_ARGUMENT) - 1 == 12);
 
 struct Command {
     const char* word;
@@ -51,6 +54,10 @@ constexpr char BOX_BOTTOM[] = "\n|_________________________________|\n\n";
 constexpr char BOX_DAEMON[] = "\n|  TOLVD Daemon Process Debugger  |";
 constexpr char BOX_STATUS[] = "\n|for Linux Status Screen Debugger |";
 
+static_assert(sizeof(BOX_TOP) == sizeof(BOX_EMPTY) - 1); // its corners are open
+static_assert(sizeof(BOX_STARTED) == sizeof(BOX_EMPTY) && sizeof(BOX_STOPPED) == sizeof(BOX_EMPTY));
+static_assert(sizeof(BOX_DAEMON) == sizeof(BOX_EMPTY) && sizeof(BOX_STATUS) == sizeof(BOX_EMPTY));
+
 constexpr DebugSwitch DAEMON_DEBUG_ON = {
     DAEMON_DEBUG_PATH,
     "debug",
@@ -81,14 +88,27 @@ void PrintBanner(const char* message)
 
 int ThrowSwitch(const DebugSwitch& wanted)
 {
-    FILE* file = fopen(wanted.path, "w+");
+    FILE* file = fopen(wanted.path, "w+e");
     if (file == nullptr)
         return -1;
-    fputs(wanted.word, file);
-    fclose(file);
+    bool isWritten = fputs(wanted.word, file) >= 0;
+    if (fclose(file) != 0 || !isWritten)
+        return -1;
     for (const char* line : wanted.box)
         fputs(line, stdout);
     return 0;
+}
+
+// Becomes the daemon; comes back only when that fails. These two signals end the daemon
+// even when its caller ignores them. It gets the standard streams and nothing else that
+// the caller has open, or it would hold a lock or a pipe for as long as it runs.
+void BecomeDaemon()
+{
+    for (int number : {SIGPIPE, SIGXFSZ})
+        signal(number, SIG_DFL);
+    close_range(STDERR_FILENO + 1, ~0U, CLOSE_RANGE_CLOEXEC); // unknown to an old kernel: no loss
+    execlp(DAEMON_PATH, DAEMON_PATH, DAEMON_ARGUMENT, nullptr);
+    printf("%s\n", "Error! Daemon program fails!");
 }
 
 const char* ErrorLine(int code)
@@ -140,19 +160,16 @@ int tolvan_start()
         PrintBanner("is currently running!");
         return 0;
     }
-    if (fork() == 0) {
-        execlp(DAEMON_PATH, DAEMON_PATH, DAEMON_ARGUMENT, nullptr);
-        printf("%s\n", "Error! Daemon program fails!");
-    }
-    return 0;
+    pid_t child = fork();
+    if (child == 0)
+        BecomeDaemon();
+    return child < 0 ? -1 : 0;
 }
 
 int tolvan_stop()
 {
-    if (InstanceExist() == 1) {
-        SendMsg(CreateMsgQ(DAEMON_CONTROL_QUEUE), CONTROL_MESSAGE, CONTROL_STOP);
-        return 0;
-    }
+    if (InstanceExist() == 1)
+        return SendMsg(CreateMsgQ(DAEMON_CONTROL_QUEUE), CONTROL_MESSAGE, CONTROL_STOP);
     DestroyMsgQ(CreateMsgQ(HEARTBEAT_QUEUE));
     PrintBanner("is not running!");
     return 0;

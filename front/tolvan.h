@@ -18,10 +18,12 @@ int DispatchCommand(const char* programName, const char* word);
 // to be no command.
 int OpenToAnyUser(const char* word);
 
-// Launches /etc/wardenlink/daemon unless one is running; does not wait for it.
+// Launches /etc/wardenlink/daemon unless one is running; does not wait for it. Where
+// no process can be made it gives -1 and stays silent.
 int tolvan_start();
 
-// Asks a running daemon to end; says so when there is none.
+// Asks a running daemon to end; says so when there is none. A message that cannot be
+// queued is lost silently: -1.
 int tolvan_stop();
 
 // Switch the debug output of the daemon and of the status screen on and off

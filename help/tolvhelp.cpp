@@ -2,107 +2,44 @@
 
 #include "base/system.h"
 #include "base/text.h"
+#include "help/tolvhelp_windows.h"
 #include "screen/frame.h"
 #include "screen/getch.h"
+#include "screen/layout_check.h"
 
 #include <cstdlib>
 #include <cstring>
 #include <curses.h>
 
-char Page[HELP_PAGES][HELP_PAGE_LINES][HELP_LINE_SIZE];
+static constexpr int HELP_PAGES = 8;
+static constexpr int HELP_PAGE_LINES = 17;
+
+// The text of the loaded file.
+static char Page[HELP_PAGES][HELP_PAGE_LINES][HELP_LINE_SIZE];
+
 int pagenum = 0;
 int currentpage = 0;
 int currwindow = WINDOW_CONTENTS;
 
-#define HELP_FILE(name) "/etc/wardenlink/help/" name
-
-// clang-format off
-const HelpWindow HELP_WINDOW_TABLE[HELP_WINDOWS] = {
-    {HELP_FILE("textroot.txt"), 0},
-    {HELP_FILE("text_m1.txt"), WINDOW_CONTENTS},
-    {HELP_FILE("text1_1.txt"), WINDOW_INTRO},
-    {HELP_FILE("text1_2.txt"), WINDOW_INTRO},
-    {HELP_FILE("text1_3.txt"), WINDOW_INTRO},
-    {HELP_FILE("text1_4.txt"), WINDOW_INTRO},
-    {HELP_FILE("text1_5.txt"), WINDOW_INTRO},
-    {HELP_FILE("text_m2.txt"), WINDOW_CONTENTS},
-    {HELP_FILE("text2_1.txt"), WINDOW_INSTALL},
-    {HELP_FILE("text2_2.txt"), WINDOW_INSTALL},
-    {HELP_FILE("text_m3.txt"), WINDOW_CONTENTS},
-    {HELP_FILE("text3_1.txt"), WINDOW_CONFIGURE},
-    {HELP_FILE("text3_2.txt"), WINDOW_CONFIGURE},
-    {HELP_FILE("text3_3.txt"), WINDOW_CONFIGURE},
-    {HELP_FILE("text3_4.txt"), WINDOW_CONFIGURE},
-    {HELP_FILE("text3_5.txt"), WINDOW_CONFIGURE},
-    {HELP_FILE("text_m4.txt"), WINDOW_CONTENTS},
-    {HELP_FILE("text4_1.txt"), WINDOW_USAGE},
-    {HELP_FILE("text4_2.txt"), WINDOW_USAGE},
-    {HELP_FILE("text5.txt"), WINDOW_CONTENTS},
-    {HELP_FILE("text6.txt"), WINDOW_CONTENTS},
-    {HELP_FILE("text7.txt"), WINDOW_CONTENTS},
-    {HELP_FILE("textapa.txt"), WINDOW_CONTENTS},
-    {HELP_FILE("textapb.txt"), WINDOW_CONTENTS},
-    {HELP_FILE("textapc.txt"), WINDOW_CONTENTS},
-};
-const char B_CONTENTS[HELP_FOOTER_LINES][HELP_LINE_SIZE] = {
-    "Press the corresponding letters or numbers to know more about the",
-    "      topics listed on your screen.",
-    "Press [q] to quit",
-};
-const char B_INTRO[HELP_FOOTER_LINES][HELP_LINE_SIZE] = {
-    "Press the corresponding numbers to know more about the topics",
-    "      listed on your screen.",
-    "Press [q] to quit,  [p] for Previous Menu",
-};
-const char B_TEXT[HELP_FOOTER_LINES][HELP_LINE_SIZE] = {
-    " \t[n] - Next Page       \t\t\t\t",
-    "\t[p] - Previous Page",
-    "\t[q] - Quit \t\t",
-};
-const char LP_TEXT[HELP_FOOTER_LINES][HELP_LINE_SIZE] = { // last page: nothing to turn to
-    " \t\t\t      \t\t\t\t\t  ",
-    "\t[p] - Previous Page",
-    "\t[q] - Quit \t\t",
-};
-// clang-format on
-
-#undef HELP_FILE
-
 namespace {
 
-constexpr int TEXT_ROW = 3;
-constexpr int TEXT_COL = 3;
+constexpr Place TEXT_PLACE = {3, 3};
 constexpr int TEXT_WIDTH = 75; // up to the box
-constexpr int FOOTER_ROW = 21;
-constexpr int FOOTER_COL = 9;
+constexpr Place FOOTER_PLACE = {21, 9};
+constexpr Place BOX_PLACE = {2, 0};
+constexpr int BOX_HEIGHT = 19;
+constexpr int BOX_WIDTH = 79;
 
-// clang-format off
-// Keys of the menus and the windows they open.
-struct MenuKey {
-    int window;
-    int key;
-    int target;
-};
+// The text fills the box, the footer stands below it.
+static_assert(TEXT_PLACE.row > BOX_PLACE.row && TEXT_PLACE.col > BOX_PLACE.col &&
+              TEXT_PLACE.row + HELP_PAGE_LINES == BOX_PLACE.row + BOX_HEIGHT - 1 &&
+              TEXT_PLACE.col + TEXT_WIDTH == BOX_PLACE.col + BOX_WIDTH - 1 &&
+              TEXT_WIDTH >= HELP_LINE_SIZE - 1);
+static_assert(FOOTER_PLACE.row == BOX_PLACE.row + BOX_HEIGHT);
+static_assert(AreOnScreen(FOOTER_PLACE, B_CONTENTS) && AreOnScreen(FOOTER_PLACE, B_INTRO) &&
+              AreOnScreen(FOOTER_PLACE, B_TEXT) && AreOnScreen(FOOTER_PLACE, LP_TEXT));
 
-constexpr MenuKey MENU_KEYS[] = {
-    {WINDOW_CONTENTS, '1', WINDOW_INTRO},
-    {WINDOW_CONTENTS, '2', WINDOW_INSTALL},
-    {WINDOW_CONTENTS, '3', WINDOW_CONFIGURE},
-    {WINDOW_CONTENTS, '4', WINDOW_USAGE},
-    {WINDOW_CONTENTS, '5', 20}, {WINDOW_CONTENTS, '6', 21}, {WINDOW_CONTENTS, '7', 22},
-    {WINDOW_CONTENTS, 'a', 23}, {WINDOW_CONTENTS, 'b', 24}, {WINDOW_CONTENTS, 'c', 25},
-    {WINDOW_INTRO, '1', 3}, {WINDOW_INTRO, '2', 4}, {WINDOW_INTRO, '3', 5},
-    {WINDOW_INTRO, '4', 6}, {WINDOW_INTRO, '5', 7},
-    {WINDOW_INTRO, 'p', WINDOW_CONTENTS},
-    {WINDOW_INSTALL, '1', 9}, {WINDOW_INSTALL, '2', 10},
-    {WINDOW_INSTALL, 'p', WINDOW_CONTENTS},
-    {WINDOW_CONFIGURE, '1', 12}, {WINDOW_CONFIGURE, '2', 13}, {WINDOW_CONFIGURE, '3', 14},
-    {WINDOW_CONFIGURE, '4', 15}, {WINDOW_CONFIGURE, '5', 16},
-    {WINDOW_CONFIGURE, 'p', WINDOW_CONTENTS},
-    {WINDOW_USAGE, '1', 18}, {WINDOW_USAGE, '2', 19},
-    {WINDOW_USAGE, 'p', WINDOW_CONTENTS},
-};
-// clang-format on
+// --- the viewer --------------------------------------------------------------------------
 
 // The page on the screen, and the size of the screen; another one is drawn only
 // when one of them differs. A smaller screen cuts the text, and there is no key
@@ -119,17 +56,6 @@ bool IsDrawn()
 {
     return currwindow == lastDrawn.window && currentpage == lastDrawn.page &&
            LINES == lastDrawn.rows && COLS == lastDrawn.cols;
-}
-
-const HelpWindow& WindowEntry(int window)
-{
-    return HELP_WINDOW_TABLE[window - 1];
-}
-
-bool IsMenu(int window)
-{
-    return window == WINDOW_INTRO || window == WINDOW_INSTALL || window == WINDOW_CONFIGURE ||
-           window == WINDOW_USAGE;
 }
 
 [[noreturn]] void EndHelp()
@@ -165,16 +91,16 @@ bool HoldsText(const char* line)
 }
 
 // Tabs become the blanks that they stand for; what would pass the box is cut.
-void PutLine(int row, const char* text)
+void PutLine(Place place, const char* text)
 {
     char line[TEXT_WIDTH + 1] = "";
     int length = 0;
     for (const char* c = text; *c != '\0' && length < TEXT_WIDTH; c++) {
         line[length++] = *c == '\t' ? ' ' : *c;
-        while (*c == '\t' && (TEXT_COL + length) % TABSIZE != 0 && length < TEXT_WIDTH)
+        while (*c == '\t' && (place.col + length) % TABSIZE != 0 && length < TEXT_WIDTH)
             line[length++] = ' ';
     }
-    PutText({row, TEXT_COL}, line);
+    PutText(place, line);
 }
 
 // Fills the store with as many lines as it holds; a line that is too long goes on
@@ -248,15 +174,16 @@ void Print_text(int page)
     clear();
     page = CutToRange(page, 0, HELP_PAGES - 1);
     for (int line = 0; line < HELP_PAGE_LINES; line++)
-        PutLine(TEXT_ROW + line, Page[page][line]);
+        PutLine(Below(TEXT_PLACE, line), Page[page][line]);
 }
 
 void Footer(const char table[HELP_FOOTER_LINES][HELP_LINE_SIZE])
 {
     for (int line = 0; line < HELP_FOOTER_LINES; line++) {
-        if (move(FOOTER_ROW + line, FOOTER_COL) == OK)
+        Place place = Below(FOOTER_PLACE, line);
+        if (move(place.row, place.col) == OK)
             clrtoeol(); // nothing of a longer footer stays
-        PutTabbedText({FOOTER_ROW + line, FOOTER_COL}, table[line]);
+        PutTabbedText(place, table[line]);
     }
 }
 
@@ -324,7 +251,7 @@ void tolvan_help()
     lastDrawn.cols = COLS;
     while (true) {
         FirstWindow();
-        DrawBox(19, 79, 2, 0);
+        DrawBox(BOX_HEIGHT, BOX_WIDTH, BOX_PLACE.row, BOX_PLACE.col);
         refresh();
         HandleKey(GetCH());
     }

@@ -11,8 +11,10 @@
 namespace {
 
 constexpr int PRESENCE_TRIES = 15; // seconds in which a living daemon shows itself again
+constexpr int REMAKE_TRIES = 100;  // against somebody who takes a key again at once
 
-// The one record of the process: every send and receive goes through it.
+// The one record of the process: every send and receive goes through it. It is not
+// cleared in between, so a short text may be read with a longer one's tail; kept.
 QueueMessage record;
 
 // A queue keeps at most this many older messages besides the one to be sent.
@@ -28,13 +30,37 @@ ssize_t TakeMessage(int queue, int type)
     return msgrcv(queue, &record, QUEUE_TEXT_SIZE, type, IPC_NOWAIT | MSG_NOERROR);
 }
 
+int OpenQueue(key_t key)
+{
+    return msgget(key, IPC_CREAT | 0666);
+}
+
+// Whoever made a queue, or owns it, can remove it or let it hold nothing: root
+// relies on none but its own.
+bool IsToBeRemade(int queue)
+{
+    if (queue == -1 || geteuid() != 0)
+        return false;
+    msqid_ds state = {};
+    bool isThere = msgctl(queue, IPC_STAT, &state) == 0;
+    return !isThere || state.msg_perm.uid != 0 || state.msg_perm.cuid != 0;
+}
+
 } // namespace
 
 int CreateMsgQ(char id)
 {
     key_t key = ftok(SETTINGS_FOLDER, id);
-    // Without the folder there is no key: -1 would name a queue of its own.
-    return key == -1 ? -1 : msgget(key, IPC_CREAT | 0666);
+    if (key == -1) // no folder, no key: -1 would name a queue of its own
+        return -1;
+    int queue = OpenQueue(key);
+    for (int tries = REMAKE_TRIES; IsToBeRemade(queue); tries--) {
+        if (tries == 0)
+            return -1;
+        DestroyMsgQ(queue);
+        queue = OpenQueue(key);
+    }
+    return queue;
 }
 
 int SendMsg(int queue, int type, const char* text)
@@ -65,7 +91,9 @@ int MsgNumber(int queue)
 
 void ClearMsgQ(int queue)
 {
-    while (TakeMessage(queue, 0) > 0) {
+    // What waits now and no more: blocked senders fill every gap at once. An empty
+    // message ends it early; kept.
+    for (int waiting = MsgNumber(queue); waiting > 0 && TakeMessage(queue, 0) > 0; waiting--) {
     }
 }
 
@@ -98,8 +126,12 @@ void Destroy4MsgQ(int q1, int q2, int q3, int q4)
 int SendToMsgQ(int queue, int type, const char* text)
 {
     char thrownAway[QUEUE_TEXT_SIZE];
+    int limit = QueueLimit(type);
     // A message that cannot be taken ends the trimming: better sent late than never.
-    while (MsgNumber(queue) > QueueLimit(type) && ReceiveMsg(queue, 0, thrownAway) == 1) {
+    for (int surplus = MsgNumber(queue) - limit; surplus > 0 && MsgNumber(queue) > limit;
+         surplus--) {
+        if (ReceiveMsg(queue, 0, thrownAway) == -1)
+            break;
     }
     return SendMsg(queue, type, text);
 }

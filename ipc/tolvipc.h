@@ -1,7 +1,10 @@
 // The five System V message queues that the front-end shares with the daemon.
 // Nothing here ever waits on a queue; only InstanceExist sleeps. Queue
-// identifiers are what msgget gave: on -1 every operation fails and gives -1.
+// identifiers are what msgget gave: on -1 every operation fails and gives -1, so
+// a queue that cannot be opened is as good as an empty one.
 #pragma once
+
+#include <cstddef>
 
 inline constexpr int QUEUE_TEXT_SIZE = 100;
 
@@ -21,6 +24,9 @@ inline constexpr const char CONTROL_STOP[] = "100";
 inline constexpr const char CONTROL_RELOAD[] = "010";
 inline constexpr const char CONTROL_REDRAW[] = "001";
 
+static_assert(sizeof(CONTROL_STOP) == 4 && sizeof(CONTROL_RELOAD) == 4 &&
+              sizeof(CONTROL_REDRAW) == 4);
+
 // What ReadCtrlMsg makes of them.
 inline constexpr int CTRL_NONE = -1;
 inline constexpr int CTRL_UNKNOWN = -2;
@@ -34,12 +40,16 @@ struct QueueMessage {
     char text[QUEUE_TEXT_SIZE];
 };
 
+static_assert(offsetof(QueueMessage, text) == sizeof(long)); // as the kernel has it
+
 // One text of SendMessages.
 struct MessageText {
     char text[QUEUE_TEXT_SIZE];
 };
 
-// Opens the queue with this id, creating it if need be; its identifier or -1.
+// Opens the queue with this id, creating it for all to read and write if need be;
+// its identifier or -1. For root one that another user made or owns is removed and
+// made anew; -1 also when that user is too quick again and again.
 int CreateMsgQ(char id);
 
 // Sends text without its terminator, cut to 99 bytes. 1, or -1 when the queue
@@ -54,7 +64,7 @@ int ReceiveMsg(int queue, int type, char* dst);
 // Messages waiting, or -1.
 int MsgNumber(int queue);
 
-// Throws away every waiting message; an empty one ends it early.
+// Throws away the messages that wait when it begins; an empty one ends it early.
 void ClearMsgQ(int queue);
 
 // Removes the queue from the system.
@@ -66,7 +76,8 @@ void Clear4MsgQ(int q1, int q2, int q3, int q4);
 void Destroy4MsgQ(int q1, int q2, int q3, int q4);
 
 // SendMsg after the oldest messages were thrown away, so that a queue nobody
-// reads never fills up.
+// reads never fills up. Of a queue that others keep filling it takes the surplus
+// once, and its send may fail.
 int SendToMsgQ(int queue, int type, const char* text);
 
 // The three texts as types 1, 2 and 3; 1, or -1 at the first that failed.

@@ -3,6 +3,7 @@
 #include "base/system.h"
 #include "base/text.h"
 #include "ipc/tolvipc.h"
+#include "issuer/tolvissuer_layout.h"
 #include "screen/frame.h"
 #include "screen/getch.h"
 #include "snmp/snmplib.h"
@@ -10,64 +11,13 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <curses.h>
+#include <iterator>
 
 int curroption = OPTION_NONE;
-int dur = 1;
 
-// clang-format off
-const char ISSNMP[ISSUER_SNMP_LINES][80] = {
-    "[s]  Shut Down UPS\t            [f]  Flash and Beep",
-    "[c]  Cancel Shut Down Command\t    [i]  Test Indicators",
-    "[o]  Turn On UPS\t\t\t\t\t",
-    "\t\t\t\t\t\t\t",
-    "[u]  Reboot UPS\t\t\t\t\t",
-    "[l]  Put UPS to Sleep\t\t\t\t\t",
-    "[m]  Simulate Power Fail\t\t\t\t",
-    "[b]  Conserve Battery\t\t\t\t\t",
-    "\t\t\t\t\t\t\t",
-    "[d]  Diagnostic Self Test              [r]  Redraw\t",
-    "[t]  Test Run Time Calibration         [q]  Quit\t",
-};
-
-const char ISCOMPORT[ISSUER_SERIAL_LINES][50] = {
-    "[s]  10 Seconds Test\t\t\t",
-    "[b]  Test until Battery Low\t\t",
-    "                                \t", // the timed test has no key
-    "[c]  Cancel Test Command\t\t",
-    "\t\t\t\t\t",
-    "[n]  Shut Down UPS \t\t\t",
-    "[a]  Cancel Shut Down Command          ",
-    "\t\t\t\t\t",
-    "[r]  Redraw\t\t\t\t",
-    "[q]  Quit\t\t\t\t",
-};
-
-const char IS_SNMP_DESC[ISSUER_SNMP_OPTIONS + 1][79] = {
-    "\tPress the letter of your choice.\t\t\t",
-    "\tUPS will shut down in 12 seconds.  \t\t\t",
-    "\tReboots the UPS.\t\t  \t\t\t",
-    "\tPut UPS to sleep.\t\t\t\t\t",
-    "\tSwitch to Battery Power.\t\t\t\t",
-    "\tLights up all indicators and starts beeping.\t\t",
-    "\tSwitch back to utility power.\t\t\t\t",
-    "\tUPS on battery will go to sleep mode.  \t\t\t",
-    "\t10 seconds self-test.\t\t\t\t\t",
-    "\tPerform a front panel lights test.\t\t\t",
-    "\tDischarge to calibrate the UPS\t\t\t\t",
-};
-
-const char IS_CPORT_DESC[ISSUER_SERIAL_OPTIONS + 1][79] = {
-    "\tPress the letter of your choice.\t\t\t",
-    "\tTest for 10 seconds then return to utility.\t\t",
-    "\tTest until battery low then return to utility. \t\t",
-    "\tTest for <n> minutes.\t\t\t\t\t",
-    "\tUPS will shut down in a few seconds.\t\t\t",
-    "\tCancel Shut Down Command or Turn on UPS Output.\t\t",
-    "\tCancel Test Command.\t\t\t\t\t",
-};
-// clang-format on
+// Minutes of the timed commands of both modes; kept between them.
+static int dur = 1;
 
 namespace {
 
@@ -80,19 +30,6 @@ constexpr int SERIAL_TIMED_TEST = 3;
 constexpr int ARMED_DELAY = 12; // seconds until the UPS turns off
 constexpr int DURATION_MIN = 1;
 constexpr int DURATION_MAX = 99;
-
-// Rows 3 to 13 hold the menu, rows 16 to 22 the panel of the pending command.
-constexpr int MENU_ROW = 3;
-constexpr int MENU_COL = 6;
-constexpr int DESCRIPTION_ROW = 16;
-constexpr int DESCRIPTION_COL = 2;
-constexpr int PANEL_ROW = 17; // first row that a cancelled command wipes
-constexpr int PANEL_COL = 8;
-constexpr int DURATION_COL = 33;
-constexpr int CONDITION_ROW = 21;
-constexpr int PROMPT_ROW = 22;
-constexpr int PROMPT_COL = 15;
-constexpr int WIPE_LENGTH = 73;
 
 // clang-format off
 struct OptionKey {
@@ -117,7 +54,7 @@ struct SnmpCommand {
 };
 
 constexpr SnmpCommand SNMP_COMMANDS[] = {
-    {nullptr, false},
+    {"", false},
     {OID_TURN_OFF, false},
     {OID_REBOOT, false},
     {OID_SLEEP, false},
@@ -130,21 +67,46 @@ constexpr SnmpCommand SNMP_COMMANDS[] = {
     {OID_CALIBRATION, true},
 };
 // clang-format on
-static_assert(sizeof(SNMP_COMMANDS) / sizeof(SNMP_COMMANDS[0]) == ISSUER_SNMP_OPTIONS + 1);
 
 // The letters that the daemon knows the options by.
 constexpr char SERIAL_COMMANDS[] = " abcdef";
-static_assert(sizeof(SERIAL_COMMANDS) == ISSUER_SERIAL_OPTIONS + 2);
 
-void WipeRow(int row, int col)
+// --- what the tables above have to keep ------------------------------------------------
+
+template <size_t count> constexpr bool DoKeysFit(const OptionKey (&keys)[count], int options)
 {
-    PutBlanks({row, col}, WIPE_LENGTH);
+    for (const OptionKey& known : keys) {
+        if (known.option <= OPTION_NONE || known.option > options)
+            return false;
+    }
+    return true;
 }
+
+constexpr bool AreCommandsNamed()
+{
+    for (int option = 1; option <= ISSUER_SNMP_OPTIONS; option++) {
+        if (SNMP_COMMANDS[option].objectId[0] != '.')
+            return false;
+    }
+    return true;
+}
+
+static_assert(std::size(SNMP_COMMANDS) == ISSUER_SNMP_OPTIONS + 1 && AreCommandsNamed());
+static_assert(std::size(SERIAL_COMMANDS) - 1 == ISSUER_SERIAL_OPTIONS + 1);
+static_assert(DoKeysFit(SNMP_KEYS, ISSUER_SNMP_OPTIONS) &&
+              DoKeysFit(SERIAL_KEYS, ISSUER_SERIAL_OPTIONS));
+
+// --- the panel -------------------------------------------------------------------------
 
 void WipePanel(int lastRow)
 {
-    for (int row = PANEL_ROW; row <= lastRow; row++)
-        WipeRow(row, 1);
+    for (int row = PANEL_PLACE.row; row <= lastRow; row++)
+        PutBlanks({row, WIPE_COL}, WIPE_WIDTH);
+}
+
+void WipeOutcome()
+{
+    PutBlanks({PROMPT_PLACE.row, OUTCOME_WIPE_COL}, WIPE_WIDTH);
 }
 
 template <size_t count> void ChooseOption(const OptionKey (&keys)[count], int key)
@@ -158,64 +120,77 @@ template <size_t count> void ChooseOption(const OptionKey (&keys)[count], int ke
 void PutDescription(const char (*descriptions)[79], int options)
 {
     if (curroption >= OPTION_NONE && curroption <= options)
-        PutTabbedText({DESCRIPTION_ROW, DESCRIPTION_COL}, descriptions[curroption]);
+        PutTabbedText(DESCRIPTION_PLACE, descriptions[curroption]);
 }
 
-// Steps the duration and shows it as two digits over the label's "0".
-void ChangeDuration(int key, char* digits)
+// Steps the duration and puts it as two digits over the label's "0".
+void StepDuration(int key, char* digits)
 {
     if (key == '+' && dur < DURATION_MAX)
         dur++;
     if (key == '-' && dur > DURATION_MIN)
         dur--;
     FormatText(digits, 3, "%d%d", dur / 10 % 10, dur % 10);
-    PutText({PANEL_ROW, DURATION_COL}, digits);
+    PutText(DURATION_PLACE, digits);
 }
 
-void ShowSleepOption(int key, int* sleepMinutes)
+void OfferSleepTime(int key, int* sleepMinutes)
 {
-    PutText({PANEL_ROW, PANEL_COL}, "   Duration of Sleep  :   0 Minutes");
-    PutTabbedText({PANEL_ROW + 1, PANEL_COL}, "\t Press  [+] to increase,\t\t");
-    PutTabbedText({PANEL_ROW + 2, PANEL_COL}, "\t\t[-] to decrease Sleep Time              ");
+    PutText(PANEL_PLACE, SLEEP_LABEL);
+    PutTabbedText(Below(PANEL_PLACE, 1), "\t Press  [+] to increase,\t\t");
+    PutTabbedText(Below(PANEL_PLACE, 2), "\t\t[-] to decrease Sleep Time              ");
     char digits[3];
-    ChangeDuration(key, digits);
+    StepDuration(key, digits);
     *sleepMinutes = dur;
+}
+
+// The delay is armed while the option is only shown, at every pass; the command that
+// uses it goes out on [p] alone. Kept.
+void ArmTurnOff()
+{
+    int ignored = SET_UNANSWERED;
+    UPS_setvalue(OID_SHUTDOWN_DELAY, ARMED_DELAY, &ignored);
 }
 
 void ShowSnmpOption(int key, int* sleepMinutes)
 {
     PutDescription(IS_SNMP_DESC, ISSUER_SNMP_OPTIONS);
     if (curroption == SNMP_CONSERVE)
-        PutText({PANEL_ROW + 1, 5},
-                "(WARNING) UPS has to be turned on manually after issuing this command");
-    if (curroption == SNMP_TURN_OFF) {
-        // The delay is armed while the option is only shown, at every pass; the
-        // command that uses it goes out on [p] alone.
-        int ignored = SET_UNANSWERED;
-        UPS_setvalue(OID_SHUTDOWN_DELAY, ARMED_DELAY, &ignored);
-    }
+        PutText(WARNING_PLACE, CONSERVE_WARNING);
+    if (curroption == SNMP_TURN_OFF)
+        ArmTurnOff();
     if (curroption == SNMP_SLEEP)
-        ShowSleepOption(key, sleepMinutes);
+        OfferSleepTime(key, sleepMinutes);
     if (curroption != OPTION_NONE)
         ChkCondition();
 }
 
-void ShowSerialOption(int key, char* durationText)
+void OfferSerialOption(int key, char* durationText)
 {
     PutDescription(IS_CPORT_DESC, ISSUER_SERIAL_OPTIONS);
     if (curroption != SERIAL_TIMED_TEST)
         return;
-    PutText({PANEL_ROW, PANEL_COL}, "Duration of Self Test :   0 Minutes");
-    PutTabbedText({PANEL_ROW + 2, PANEL_COL}, "\t Press  [+] to increase,\t\t");
-    PutTabbedText({PANEL_ROW + 3, PANEL_COL}, "      \t\t[-] to decrease duration of Self Test ");
-    ChangeDuration(key, durationText);
+    PutText(PANEL_PLACE, SELF_TEST_LABEL);
+    PutTabbedText(Below(PANEL_PLACE, 2), "\t Press  [+] to increase,\t\t");
+    PutTabbedText(Below(PANEL_PLACE, 3), "      \t\t[-] to decrease duration of Self Test ");
+    StepDuration(key, durationText);
 }
 
+// No answer counts as 0.
 int ReadNumber(const char* objectId)
 {
-    char text[UPS_TEXT_SIZE] = "";
-    UPS_getvalue(text, objectId);
-    return atoi(text);
+    ObjectText object;
+    ReadObject(objectId, object);
+    return atoi(object.text);
+}
+
+template <size_t lines, size_t width> void PutMenu(const char (&menu)[lines][width])
+{
+    Place place = MENU_PLACE;
+    for (const char* line : menu) {
+        PutTabbedText(place, line);
+        place = Below(place, 1);
+    }
 }
 
 } // namespace
@@ -224,15 +199,11 @@ void FirstScreen(int mode)
 {
     DrawBox(13, 79, 2, 0);
     DrawBox(9, 79, 15, 0);
-    DrawHeader(st_p, "(wardenlink Power Management Software for Linux) UPS COMMAND CENTER,");
-    int row = MENU_ROW;
-    if (mode == COMM_SNMP) {
-        for (const char* line : ISSNMP)
-            PutTabbedText({row++, MENU_COL}, line);
-    } else if (mode == COMM_SERIAL) {
-        for (const char* line : ISCOMPORT)
-            PutTabbedText({row++, MENU_COL}, line);
-    }
+    DrawHeader(st_p, TITLE);
+    if (mode == COMM_SNMP)
+        PutMenu(ISSNMP);
+    else if (mode == COMM_SERIAL)
+        PutMenu(ISCOMPORT);
 }
 
 void DoSNMP(int key)
@@ -250,12 +221,12 @@ void DoOptions(const PowerConfig& config, int key, char* durationText, int* slee
     if (config.commMode == COMM_SNMP)
         ShowSnmpOption(key, sleepMinutes);
     else if (config.commMode == COMM_SERIAL)
-        ShowSerialOption(key, durationText);
+        OfferSerialOption(key, durationText);
     if (curroption != OPTION_NONE) {
-        PutText({PROMPT_ROW, PROMPT_COL}, "Press [p] to proceed, [Esc] to cancel");
+        PutText(PROMPT_PLACE, "Press [p] to proceed, [Esc] to cancel");
     } else {
-        WipeRow(CONDITION_ROW, 1);
-        WipeRow(CONDITION_ROW - 1, 1);
+        PutBlanks({CONDITION_PLACE.row, WIPE_COL}, WIPE_WIDTH);
+        PutBlanks({CONDITION_PLACE.row - 1, WIPE_COL}, WIPE_WIDTH);
     }
 }
 
@@ -286,18 +257,17 @@ void CPortCmdExecute(const char* durationText)
 void Evaluate(int outcome)
 {
     if (outcome == SET_UNANSWERED)
-        WipeRow(PROMPT_ROW, 5);
+        WipeOutcome();
     if (outcome == SET_ACCEPTED)
-        PutTabbedText({PROMPT_ROW, PROMPT_COL}, "Last Command Successful\t\t\t");
+        PutTabbedText(PROMPT_PLACE, "Last Command Successful\t\t\t");
     if (outcome == SET_REFUSED)
-        PutTabbedText({PROMPT_ROW, PROMPT_COL}, "Last Command Failed.\t\t\t\t");
+        PutTabbedText(PROMPT_PLACE, "Last Command Failed.\t\t\t\t");
 }
 
 int ChkCell(const char* objectId)
 {
-    char text[UPS_TEXT_SIZE] = "blank";
-    UPS_getvalue(text, objectId);
-    return strcmp(text, "blank") != 0 ? 1 : -1;
+    ObjectText object;
+    return ReadObject(objectId, object) ? 1 : -1;
 }
 
 int WithUtility()
@@ -315,13 +285,12 @@ int WithOutput()
 void ChkCondition()
 {
     if (ChkCell(OID_INPUT_VOLTAGE) == -1) {
-        PutText({CONDITION_ROW, 5}, "No Connection (check Ip Address and Community Name)");
+        PutText(CONDITION_PLACE, NO_CONNECTION);
         return;
     }
-    PutText({CONDITION_ROW, 5}, "UPS Status (");
-    PutText({CONDITION_ROW, 18},
-            WithUtility() == 1 ? "With Utility power." : "w/o  Utility power.");
-    PutText({CONDITION_ROW, 37}, WithOutput() == 1 ? "With output power.)" : "w/o  output power.)");
+    PutText(CONDITION_PLACE, CONDITION_LABEL);
+    PutText(UTILITY_PLACE, WithUtility() == 1 ? WITH_UTILITY : WITHOUT_UTILITY);
+    PutText(OUTPUT_PLACE, WithOutput() == 1 ? WITH_OUTPUT : WITHOUT_OUTPUT);
 }
 
 namespace {
@@ -353,7 +322,7 @@ void CheckBeforeStart(CommandCenter& center)
     if (center.config.commMode != COMM_SNMP)
         return;
     upsconf_load(center.config.snmpIp, center.config.snmpCommunity);
-    if (UPS_init() == -1)
+    if (UPS_init() == AGENT_UNANSWERED)
         Refuse("Error......Exiting");
 }
 
@@ -363,9 +332,9 @@ void ExecuteOption(CommandCenter& center)
         CmdExecute(center.sleepMinutes);
     } else if (center.config.commMode == COMM_SERIAL) {
         CPortCmdExecute(center.durationText);
-        WipeRow(PROMPT_ROW, 5);
+        WipeOutcome();
     }
-    WipePanel(CONDITION_ROW);
+    WipePanel(CONDITION_PLACE.row);
     curroption = OPTION_NONE;
 }
 
@@ -381,7 +350,7 @@ void HandleKey(CommandCenter& center)
         return;
     if (center.key == KEY_ESCAPE) {
         curroption = OPTION_NONE;
-        WipePanel(PROMPT_ROW);
+        WipePanel(PROMPT_PLACE.row);
     } else if (center.key == 'p') {
         ExecuteOption(center);
     }

@@ -8,20 +8,6 @@ inline constexpr int OPTION_NONE = 0;
 // The command chosen and awaiting its confirmation; OPTION_NONE while idle.
 extern int curroption;
 
-// Minutes (1 to 99) of the timed commands of both modes; kept between them.
-extern int dur;
-
-// The menu of each mode, and the description line of each option; option 0 asks
-// for a choice.
-inline constexpr int ISSUER_SNMP_LINES = 11;
-inline constexpr int ISSUER_SERIAL_LINES = 10;
-inline constexpr int ISSUER_SNMP_OPTIONS = 10;
-inline constexpr int ISSUER_SERIAL_OPTIONS = 6;
-extern const char ISSNMP[ISSUER_SNMP_LINES][80];
-extern const char ISCOMPORT[ISSUER_SERIAL_LINES][50];
-extern const char IS_SNMP_DESC[ISSUER_SNMP_OPTIONS + 1][79];
-extern const char IS_CPORT_DESC[ISSUER_SERIAL_OPTIONS + 1][79];
-
 // Runs the command center. Returns only when the user is not the super-user;
 // otherwise ends the process with status 0.
 void tolvan_issuer();
@@ -33,8 +19,9 @@ void FirstScreen(int mode);
 void DoSNMP(int key);
 void DoComPort(int key);
 
-// Draws the lower panel of the pending option and applies '+' and '-'. The
-// minutes go to durationText (two digits, 3 bytes) or to *sleepMinutes.
+// Shows the lower panel of the pending option and applies '+' and '-'. The minutes,
+// 1 to 99 and the same in both modes, go to durationText (two digits, 3 bytes) or to
+// *sleepMinutes. In SNMP mode the agent is asked for the UPS's condition each time.
 void DoOptions(const PowerConfig& config, int key, char* durationText, int* sleepMinutes);
 
 // Performs the pending option over SNMP and shows its outcome.
@@ -53,5 +40,6 @@ int ChkCell(const char* objectId);
 int WithUtility();
 int WithOutput();
 
-// Shows the UPS's condition on row 21. It informs; no command is held back by it.
+// Asks for the UPS's condition and shows it on row 21. It informs; no command is held
+// back by it.
 void ChkCondition();

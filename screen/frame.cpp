@@ -2,7 +2,9 @@
 
 #include "base/system.h"
 #include "base/text.h"
+#include "screen/layout_check.h"
 
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
@@ -11,9 +13,7 @@
 #include <initializer_list>
 #include <sys/ioctl.h>
 #include <termios.h>
-
-const LayoutLine st_p[2] = {{0, 1, 42}, {1, 1, -1}};
-const LayoutLine sb_p = {23, 1, 9};
+#include <unistd.h>
 
 utsname systemRecord;
 
@@ -22,6 +22,51 @@ namespace {
 constexpr int DATE_END_COL = 77; // the date line ends before this column
 constexpr Place PARK_PLACE = {24, 79};
 constexpr int LINE_SIZE = 256; // longer than any screen is wide
+
+constexpr char STATUS_TITLE[] = "(SNMP WardenLink for Linux) UPS Status Screen,";
+constexpr char SYSTEM_LABEL[] = "System:";
+
+static_assert(PARK_PLACE.row >= SCREEN_ROWS && PARK_PLACE.col < SCREEN_COLS);
+static_assert(LINE_SIZE > SCREEN_COLS && DATE_END_COL <= SCREEN_COLS);
+// The model stands over the title's end on purpose.
+static_assert(IsOnScreen(LabelPlace(st_p[0]), STATUS_TITLE) && IsOnScreen(ValuePlace(st_p[0]), 38));
+static_assert(IsRoomInLabel(sb_p, SYSTEM_LABEL, 1));
+// Row 1 holds the notice and a date of 22 cells.
+static_assert(IsOnScreen(LabelPlace(st_p[1]), VENDOR_NOTICE) &&
+              ColumnBehind(st_p[1].labelCol, VENDOR_NOTICE) < DATE_END_COL - 22);
+
+termios screenMode; // the terminal's, while a screen is up
+volatile sig_atomic_t isContinued = 0;
+
+// A write that fails is told by its result: a pipe without a reader or a file at its
+// size limit must not end a screen and leave the terminal in its mode. The command
+// ends with its screen and starts no other program, so both stay ignored.
+void IgnoreFailedWrites()
+{
+    for (int ignored : {SIGPIPE, SIGXFSZ})
+        signal(ignored, SIG_IGN);
+}
+
+// Runs when the program goes on after a stop. One that curses did not see has left
+// the terminal in the mode of the shell. After Ctrl-Z the screen is still suspended
+// here, and curses brings its mode back itself, once it has noted the shell's.
+void ResumeMode(int /*signalNumber*/)
+{
+    if (isendwin())
+        return;
+    int error = errno;
+    tcsetattr(STDIN_FILENO, TCSANOW, &screenMode);
+    isContinued = 1;
+    errno = error;
+}
+
+// From now on this mode survives a stop, of whatever kind.
+void KeepMode()
+{
+    def_prog_mode(); // for curses, which sees Ctrl-Z
+    if (tcgetattr(STDIN_FILENO, &screenMode) == 0)
+        signal(SIGCONT, ResumeMode);
+}
 
 void FormatDate(char* dst, size_t size)
 {
@@ -41,16 +86,24 @@ int InitScreen()
     cbreak();
     noecho();
     SetSignals();
+    IgnoreFailedWrites();
     termio mode = {};
     int result = ioctl(fileno(stdin), TCGETA, &mode);
     if (result < 0)
         return result;
     mode.c_lflag &= static_cast<unsigned short>(~(ECHO | ICANON));
     mode.c_cc[VMIN] = 0;
-    mode.c_cc[VTIME] = 20;
+    mode.c_cc[VTIME] = READ_TIMEOUT_TENTHS;
     result = ioctl(fileno(stdin), TCSETA, &mode);
-    def_prog_mode(); // so that a stopped screen finds its time-out again
+    KeepMode();
     return result;
+}
+
+bool TakeContinued()
+{
+    bool was = isContinued != 0;
+    isContinued = 0;
+    return was;
 }
 
 void SetSignals(int /*signalNumber*/)
@@ -127,9 +180,9 @@ void BasicScreen(int layout)
         DrawBox(21, 39, 2, 0);
         DrawBox(21, 40, 2, 39);
     }
-    DrawHeader(st_p, "(SNMP WardenLink for Linux) UPS Status Screen,");
+    DrawHeader(st_p, STATUS_TITLE);
     char text[sizeof(systemRecord.sysname) + sizeof(systemRecord.nodename) + 3];
     FormatText(text, sizeof(text), "%s[%s]", systemRecord.sysname, systemRecord.nodename);
-    PutText(LabelPlace(sb_p), "System:");
+    PutText(LabelPlace(sb_p), SYSTEM_LABEL);
     PutText(ValuePlace(sb_p), text);
 }

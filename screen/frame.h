@@ -1,51 +1,31 @@
-// What every full-screen mode stands on: the terminal set-up, the frame of the
-// status monitor, and the small helpers that turn numbers into screen texts.
+// What every full-screen mode stands on: the terminal set-up, what puts text on the
+// screen, and the frame of the status monitor.
 #pragma once
 
-#include <cstdint>
+#include "screen/place.h"
+
 #include <sys/utsname.h>
 
 inline constexpr char VERSION_TEXT[] = "Ver. 3.4";
 inline constexpr char VENDOR_NOTICE[] = "WardenLink, the UPS console for Linux";
 
-// A place on the screen, row 0 at the top.
-struct Place {
-    int row;
-    int col;
-};
-
-constexpr Place RightOf(Place place, int cols)
-{
-    return {place.row, place.col + cols};
-}
-
-// One line of a layout table; valueCol -1 = the line carries no value.
-struct LayoutLine {
-    int32_t row;
-    int32_t labelCol;
-    int32_t valueCol;
-};
-
-constexpr Place LabelPlace(const LayoutLine& line)
-{
-    return {line.row, line.labelCol};
-}
-
-constexpr Place ValuePlace(const LayoutLine& line)
-{
-    return {line.row, line.valueCol};
-}
-
 // Header and status bar of the status monitor: rows 0, 1 and 23.
-extern const LayoutLine st_p[2]; // title and model line, vendor notice
-extern const LayoutLine sb_p;    // "System:" and its text
+inline constexpr LayoutLine st_p[2] = {{0, 1, 42}, {1, 1, -1}}; // title and model, vendor notice
+inline constexpr LayoutLine sb_p = {23, 1, 9};                  // "System:" and its text
 
 // What uname gave when the mode began; the status bar shows it.
 extern utsname systemRecord;
 
-// Starts ncurses and gives the terminal its 2-second read time-out. Negative
-// when standard input is no terminal: the mode then runs without the time-out.
+inline constexpr int READ_TIMEOUT_TENTHS = 20; // of a second
+
+// Starts ncurses and gives the terminal its 2-second read time-out, which comes back
+// after every stop of the program. Negative when standard input is no terminal: the
+// mode then runs without the time-out. A write that fails ends no screen.
 int InitScreen();
+
+// Whether the program was stopped behind curses' back and continued since the last
+// call: a shell may then have written over the screen.
+bool TakeContinued();
 
 // Lets SIGHUP, SIGINT, SIGQUIT and SIGTERM pass without effect: a screen ends by
 // its own quit key only. It is its own handler.

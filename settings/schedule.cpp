@@ -8,6 +8,7 @@
 namespace {
 
 constexpr int MINUTES_PER_WEEK = 7 * 24 * 60;
+static_assert(MINUTES_PER_WEEK == 10080); // the longest distance that TimeDif promises
 
 // An event at exactly the given minute counts as not yet past here; TimeDif then
 // moves it a full week ahead.

@@ -1,27 +1,26 @@
 #include "settings/tolv_lib.h"
 
+#include "base/newfile.h"
 #include "base/system.h"
 #include "base/text.h"
 
-#include <cerrno>
-#include <climits>
-#include <cstdarg>
+#include <cfloat>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <ctime>
-#include <fcntl.h>
-#include <glob.h>
-#include <sys/stat.h>
-#include <unistd.h>
+#include <string_view>
 
 namespace {
 
 constexpr size_t VALUE_BUFFER_SIZE = 524;   // all bracketed values of wardenlink.cfg
-constexpr size_t TEXT_FILE_SIZE = 2048;     // the eleven lines at their longest
 constexpr size_t TEXT_READ_LIMIT = 1 << 20; // what lies beyond is no settings file's
-constexpr size_t SCRATCH_NAME_SIZE = 64;
-#define SCRATCH_FORMAT "%s/.%s.save-%s"
+
+// power.ini as a whole.
+struct SettingsImage {
+    PowerConfig config;
+    ScheduleEntry schedule[7];
+};
+static_assert(sizeof(SettingsImage) == 232);
 
 // How a line of wardenlink.cfg is read and written.
 enum LineKind {
@@ -32,53 +31,105 @@ enum LineKind {
     LINE_TEXT
 };
 
+using SettingsText = char[SETTINGS_TEXT_SIZE];
+
 struct ConfigLine {
     const char* label; // what stands before the bracket
     LineKind kind;
-    size_t offset; // of the field in PowerConfig
+    union { // the field, of the type that the kind says
+        int16_t PowerConfig::*int16;
+        int32_t PowerConfig::*int32;
+        float PowerConfig::*decimal;
+        SettingsText PowerConfig::*text;
+    };
 };
+
+// The only makers of lines: a kind follows from its field's type.
+constexpr ConfigLine Line(const char* label, int16_t PowerConfig::*field)
+{
+    return {label, LINE_INT16, {.int16 = field}};
+}
+
+constexpr ConfigLine Line(const char* label, int32_t PowerConfig::*field)
+{
+    return {label, LINE_INT32, {.int32 = field}};
+}
+
+constexpr ConfigLine Line(const char* label, SettingsText PowerConfig::*field)
+{
+    return {label, LINE_TEXT, {.text = field}};
+}
+
+constexpr ConfigLine OffDelayLine(const char* label, float PowerConfig::*field)
+{
+    return {label, LINE_OFF_DELAY, {.decimal = field}};
+}
+
+constexpr ConfigLine WholeVoltsLine(const char* label, float PowerConfig::*field)
+{
+    return {label, LINE_WHOLE_VOLTS, {.decimal = field}};
+}
 
 // The lines in file order, which is not the record's: the position of a value,
 // not its label, decides which field it belongs to.
 constexpr ConfigLine CONFIG_LINES[] = {
-    {"AC Fail Delay         ( 1 ... 1440 min. )  : ", LINE_INT16,
-     offsetof(PowerConfig, acFailDelay)},
-    {"Batt Low Delay        ( 1 ... 10 min.   )  : ", LINE_INT16,
-     offsetof(PowerConfig, battLowDelay)},
-    {"Turn Off UPS Delay    ( 0.2 ... 10 min. )  : ", LINE_OFF_DELAY,
-     offsetof(PowerConfig, upsOffDelay)},
-    {"Battery Rating        ( 12.0 ... 96.0 v )  : ", LINE_WHOLE_VOLTS,
-     offsetof(PowerConfig, batteryRating)},
-    {"UPS Comport           ( /dev/xxttyxx    )  : ", LINE_TEXT, offsetof(PowerConfig, comPort)},
-    {"Turn Off UPS?         ( 0 - no, 1 - yes )  : ", LINE_INT32,
-     offsetof(PowerConfig, turnOffUps)},
-    {"Schedule Function     ( 0 - off, 1 - on )  : ", LINE_INT16,
-     offsetof(PowerConfig, scheduleOn)},
-    {"Countdown Function    ( 0 - off, 1 - on )  : ", LINE_INT16,
-     offsetof(PowerConfig, countdownOn)},
-    {"Communication Mode    ( 0-Port, 1-SNMP  )  : ", LINE_INT32, offsetof(PowerConfig, commMode)},
-    {"SNMP IP Address       ( xxx.xxx.xxx.xxx )  : ", LINE_TEXT, offsetof(PowerConfig, snmpIp)},
-    {"SNMP Community Name   ( e.g. public     )  : ", LINE_TEXT,
-     offsetof(PowerConfig, snmpCommunity)},
+    Line("AC Fail Delay         ( 1 ... 1440 min. )  : ", &PowerConfig::acFailDelay),
+    Line("Batt Low Delay        ( 1 ... 10 min.   )  : ", &PowerConfig::battLowDelay),
+    OffDelayLine("Turn Off UPS Delay    ( 0.2 ... 10 min. )  : ", &PowerConfig::upsOffDelay),
+    WholeVoltsLine("Battery Rating        ( 12.0 ... 96.0 v )  : ", &PowerConfig::batteryRating),
+    Line("UPS Comport           ( /dev/xxttyxx    )  : ", &PowerConfig::comPort),
+    Line("Turn Off UPS?         ( 0 - no, 1 - yes )  : ", &PowerConfig::turnOffUps),
+    Line("Schedule Function     ( 0 - off, 1 - on )  : ", &PowerConfig::scheduleOn),
+    Line("Countdown Function    ( 0 - off, 1 - on )  : ", &PowerConfig::countdownOn),
+    Line("Communication Mode    ( 0-Port, 1-SNMP  )  : ", &PowerConfig::commMode),
+    Line("SNMP IP Address       ( xxx.xxx.xxx.xxx )  : ", &PowerConfig::snmpIp),
+    Line("SNMP Community Name   ( e.g. public     )  : ", &PowerConfig::snmpCommunity),
 };
 static_assert(sizeof(CONFIG_LINES) / sizeof(CONFIG_LINES[0]) == 11);
 
-char* FieldAddress(PowerConfig& cfg, const ConfigLine& line)
+constexpr size_t LABEL_LENGTH = 45;   // of each: the brackets stand below each other
+constexpr size_t BRACKETS_LENGTH = 3; // "[" and "]\n"
+
+constexpr size_t LongestValue(LineKind kind)
 {
-    return reinterpret_cast<char*>(&cfg) + line.offset;
+    switch (kind) {
+    case LINE_INT16:
+        return std::string_view("-32768").size();
+    case LINE_INT32:
+        return std::string_view("-2147483648").size();
+    case LINE_OFF_DELAY:
+    case LINE_WHOLE_VOLTS:
+        return std::string_view("-").size() + (FLT_MAX_10_EXP + 1) + std::string_view(".0").size();
+    case LINE_TEXT:
+        break;
+    }
+    return SETTINGS_TEXT_SIZE - 1;
 }
 
-template <typename Number> Number LoadNumber(const PowerConfig& cfg, const ConfigLine& line)
+constexpr size_t VALUE_SIZE = LongestValue(LINE_OFF_DELAY) + 1;
+
+constexpr bool LinesAreEven()
 {
-    Number number;
-    memcpy(&number, reinterpret_cast<const char*>(&cfg) + line.offset, sizeof(number));
-    return number;
+    for (const ConfigLine& line : CONFIG_LINES) {
+        if (std::string_view(line.label).size() != LABEL_LENGTH ||
+            LongestValue(line.kind) >= VALUE_SIZE)
+            return false;
+    }
+    return true;
+}
+static_assert(LinesAreEven());
+
+// The sum of the longest values and of what else each line takes.
+constexpr size_t SumOfLines(size_t perLine)
+{
+    size_t sum = 0;
+    for (const ConfigLine& line : CONFIG_LINES)
+        sum += LongestValue(line.kind) + perLine;
+    return sum;
 }
 
-template <typename Number> void StoreNumber(PowerConfig& cfg, const ConfigLine& line, Number number)
-{
-    memcpy(FieldAddress(cfg, line), &number, sizeof(number));
-}
+constexpr size_t TEXT_FILE_SIZE = SumOfLines(LABEL_LENGTH + BRACKETS_LENGTH) + 1;
+static_assert(SumOfLines(1) <= VALUE_BUFFER_SIZE, "what a save writes is read back whole");
 
 // The fraction of a delay of one minute and more is dropped on purpose (2.5
 // reads back as 2.0); below one minute the digit after the point counts.
@@ -96,19 +147,19 @@ void ParseValue(PowerConfig& cfg, const ConfigLine& line, const char* token)
 {
     switch (line.kind) {
     case LINE_INT16:
-        StoreNumber(cfg, line, static_cast<int16_t>(atoi(token)));
+        cfg.*line.int16 = static_cast<int16_t>(atoi(token));
         break;
     case LINE_INT32:
-        StoreNumber(cfg, line, static_cast<int32_t>(atoi(token)));
+        cfg.*line.int32 = atoi(token);
         break;
     case LINE_OFF_DELAY:
-        StoreNumber(cfg, line, ParseOffDelay(token));
+        cfg.*line.decimal = ParseOffDelay(token);
         break;
     case LINE_WHOLE_VOLTS:
-        StoreNumber(cfg, line, static_cast<float>(atoi(token)));
+        cfg.*line.decimal = static_cast<float>(atoi(token));
         break;
     case LINE_TEXT:
-        CopyText(FieldAddress(cfg, line), SETTINGS_TEXT_SIZE, token);
+        CopyField(cfg.*line.text, token);
         break;
     }
 }
@@ -116,25 +167,23 @@ void ParseValue(PowerConfig& cfg, const ConfigLine& line, const char* token)
 // Prints one line into dst, "label[value]" and a newline; gives its length.
 size_t FormatLine(char* dst, size_t size, const PowerConfig& cfg, const ConfigLine& line)
 {
-    char shown[64];
+    char value[VALUE_SIZE];
     switch (line.kind) {
     case LINE_INT16:
-        FormatText(shown, sizeof(shown), "%d", LoadNumber<int16_t>(cfg, line));
+        FormatText(value, sizeof(value), "%d", cfg.*line.int16);
         break;
     case LINE_INT32:
-        FormatText(shown, sizeof(shown), "%d", LoadNumber<int32_t>(cfg, line));
+        FormatText(value, sizeof(value), "%d", cfg.*line.int32);
         break;
     case LINE_OFF_DELAY:
     case LINE_WHOLE_VOLTS:
-        FormatText(shown, sizeof(shown), "%2.1f",
-                   static_cast<double>(LoadNumber<float>(cfg, line)));
+        FormatText(value, sizeof(value), "%2.1f", static_cast<double>(cfg.*line.decimal));
         break;
     case LINE_TEXT:
-        FormatText(shown, sizeof(shown), "%.*s", SETTINGS_TEXT_SIZE - 1,
-                   reinterpret_cast<const char*>(&cfg) + line.offset);
+        CopyText(value, SETTINGS_TEXT_SIZE, cfg.*line.text);
         break;
     }
-    FormatText(dst, size, "%s[%s]\n", line.label, shown);
+    FormatText(dst, size, "%s[%s]\n", line.label, value);
     return strlen(dst);
 }
 
@@ -145,18 +194,24 @@ void TerminateTexts(PowerConfig& cfg)
     cfg.snmpCommunity[SETTINGS_TEXT_SIZE - 1] = '\0';
 }
 
+// Copies the bytes, since the record's padding belongs to the file too.
+void FillImage(SettingsImage& image, const PowerConfig& cfg, const ScheduleEntry sched[7])
+{
+    memcpy(&image.config, &cfg, sizeof(image.config));
+    memcpy(image.schedule, sched, sizeof(image.schedule));
+}
+
 // A short file leaves the rest of the record and of the schedule as they were.
 bool ReadBinary(PowerConfig& cfg, ScheduleEntry sched[7])
 {
     FILE* file = OpenToRead(POWER_INI_PATH);
     if (file == nullptr)
         return false;
-    char image[sizeof(cfg) + 7 * sizeof(sched[0])];
-    memcpy(image, &cfg, sizeof(cfg));
-    memcpy(image + sizeof(cfg), sched, 7 * sizeof(sched[0]));
-    if (fread(image, 1, sizeof(image), file) > 0) {
-        memcpy(&cfg, image, sizeof(cfg));
-        memcpy(sched, image + sizeof(cfg), 7 * sizeof(sched[0]));
+    SettingsImage image;
+    FillImage(image, cfg, sched);
+    if (fread(&image, 1, sizeof(image), file) > 0) {
+        memcpy(&cfg, &image.config, sizeof(image.config));
+        memcpy(sched, image.schedule, sizeof(image.schedule));
     }
     fclose(file);
     TerminateTexts(cfg);
@@ -206,89 +261,6 @@ bool ReadTextFile(PowerConfig& cfg)
     return true;
 }
 
-bool WriteAll(int fd, const char* bytes, size_t length)
-{
-    while (length > 0) {
-        ssize_t written = write(fd, bytes, length);
-        if (written < 0 && errno == EINTR)
-            continue;
-        if (written <= 0)
-            return false;
-        bytes += written;
-        length -= static_cast<size_t>(written);
-    }
-    return true;
-}
-
-// Gives the new file the mode and owner of the one it will replace, or those
-// that a newly created file would get.
-bool TakeOverMode(int fd, const char* path)
-{
-    struct stat old = {};
-    if (stat(path, &old) != 0) {
-        if (errno != ENOENT)
-            return false;
-        mode_t mask = umask(0);
-        umask(mask);
-        return fchmod(fd, 0666 & ~mask) == 0;
-    }
-    struct stat fresh = {};
-    if (fstat(fd, &fresh) != 0)
-        return false;
-    bool sameOwner = fresh.st_uid == old.st_uid && fresh.st_gid == old.st_gid;
-    if (!sameOwner && fchown(fd, old.st_uid, old.st_gid) != 0)
-        return false;
-    return fchmod(fd, old.st_mode & 07777) == 0;
-}
-
-// A file system that cannot flush a folder says so and is taken at its word.
-bool FlushFolder()
-{
-    int fd = open(SETTINGS_FOLDER, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (fd < 0)
-        return false;
-    bool isFlushed = fsync(fd) == 0 || errno == EINVAL;
-    close(fd);
-    return isFlushed;
-}
-
-// What a save leaves behind that a power failure cut off. A name so odd is
-// nobody's backup, and a minute is long enough for a save that still runs.
-void RemoveLeftovers(const char* name)
-{
-    char pattern[SCRATCH_NAME_SIZE];
-    FormatText(pattern, sizeof(pattern), SCRATCH_FORMAT, SETTINGS_FOLDER, name, "??????");
-    glob_t found = {};
-    if (glob(pattern, 0, nullptr, &found) == 0) {
-        for (size_t i = 0; i < found.gl_pathc; i++) {
-            struct stat scratch = {};
-            if (stat(found.gl_pathv[i], &scratch) == 0 && scratch.st_mtime < time(nullptr) - 60)
-                unlink(found.gl_pathv[i]);
-        }
-    }
-    globfree(&found);
-}
-
-// Power may fail at any moment: the new content stands whole on the disk before
-// it takes the old file's name, so a reader meets one or the other.
-bool ReplaceFile(const char* path, const char* bytes, size_t length)
-{
-    const char* name = strrchr(path, '/') + 1;
-    RemoveLeftovers(name);
-    char scratch[SCRATCH_NAME_SIZE];
-    FormatText(scratch, sizeof(scratch), SCRATCH_FORMAT, SETTINGS_FOLDER, name, "XXXXXX");
-    int fd = mkostemp(scratch, O_CLOEXEC);
-    if (fd < 0)
-        return false;
-    bool isWhole = TakeOverMode(fd, path) && WriteAll(fd, bytes, length) && fsync(fd) == 0;
-    isWhole = close(fd) == 0 && isWhole;
-    if (!isWhole || rename(scratch, path) != 0) {
-        unlink(scratch);
-        return false;
-    }
-    return FlushFolder();
-}
-
 } // namespace
 
 void InitConfig(PowerConfig& cfg, ScheduleEntry sched[7])
@@ -316,16 +288,21 @@ int ReadConfig(PowerConfig& cfg, ScheduleEntry sched[7])
 
 int WriteConfig(const PowerConfig& cfg, const ScheduleEntry sched[7])
 {
-    char image[sizeof(cfg) + 7 * sizeof(sched[0])];
-    memcpy(image, &cfg, sizeof(cfg));
-    memcpy(image + sizeof(cfg), sched, 7 * sizeof(sched[0]));
-    if (!ReplaceFile(POWER_INI_PATH, image, sizeof(image)))
-        return 0;
+    SettingsImage image;
+    FillImage(image, cfg, sched);
     char text[TEXT_FILE_SIZE];
     size_t length = 0;
     for (const ConfigLine& line : CONFIG_LINES)
         length += FormatLine(text + length, sizeof(text) - length, cfg, line);
-    return ReplaceFile(TEXT_CFG_PATH, text, length) ? 1 : 0;
+
+    NewFile binaryFile = {POWER_INI_PATH, ""};
+    NewFile textFile = {TEXT_CFG_PATH, ""};
+    bool isWritten =
+        WriteNewFile(binaryFile, &image, sizeof(image)) && WriteNewFile(textFile, text, length);
+    bool isReplaced = isWritten && TakePlace(binaryFile) && TakePlace(textFile);
+    DropNewFile(binaryFile);
+    DropNewFile(textFile);
+    return FlushFolder(SETTINGS_FOLDER) && isReplaced ? 1 : 0;
 }
 
 int LoadOrCreateConfig(PowerConfig& cfg, ScheduleEntry sched[7])

@@ -2,8 +2,11 @@
 // its two files under /etc/wardenlink.
 #pragma once
 
+#include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
+#include <type_traits>
 
 inline constexpr const char NO_AGENT_ADDRESS[] = "127.0.0.1"; // stands for no agent at all
 inline constexpr const char DEFAULT_COMMUNITY[] = "public";
@@ -39,11 +42,22 @@ struct ScheduleEntry {
     int32_t shutdownMinute;
 };
 
+// Both are read and written as they lie in memory.
+static_assert(std::endian::native == std::endian::little);
+static_assert(std::numeric_limits<float>::is_iec559 && sizeof(float) == 4);
+static_assert(std::is_trivially_copyable_v<PowerConfig>);
 static_assert(sizeof(PowerConfig) == 120 && sizeof(ScheduleEntry) == 16);
-static_assert(offsetof(PowerConfig, upsOffDelay) == 4 && offsetof(PowerConfig, comPort) == 12);
-static_assert(offsetof(PowerConfig, snmpIp) == 42 && offsetof(PowerConfig, snmpCommunity) == 72);
-static_assert(offsetof(PowerConfig, scheduleOn) == 102 && offsetof(PowerConfig, commMode) == 108);
-static_assert(offsetof(PowerConfig, turnOffUps) == 112 && offsetof(PowerConfig, reserved) == 116);
+static_assert(offsetof(PowerConfig, acFailDelay) == 0 && offsetof(PowerConfig, battLowDelay) == 2);
+static_assert(offsetof(PowerConfig, upsOffDelay) == 4 && offsetof(PowerConfig, batteryRating) == 8);
+static_assert(offsetof(PowerConfig, comPort) == 12 && offsetof(PowerConfig, snmpIp) == 42);
+static_assert(offsetof(PowerConfig, snmpCommunity) == 72);
+static_assert(offsetof(PowerConfig, scheduleOn) == 102 &&
+              offsetof(PowerConfig, countdownOn) == 104);
+static_assert(offsetof(PowerConfig, commMode) == 108 && offsetof(PowerConfig, turnOffUps) == 112);
+static_assert(offsetof(PowerConfig, reserved) == 116);
+static_assert(offsetof(ScheduleEntry, startHour) == 0 && offsetof(ScheduleEntry, startMinute) == 4);
+static_assert(offsetof(ScheduleEntry, shutdownHour) == 8 &&
+              offsetof(ScheduleEntry, shutdownMinute) == 12);
 
 // Fills both with the defaults; the record's padding keeps what it had.
 void InitConfig(PowerConfig& cfg, ScheduleEntry sched[7]);
@@ -52,13 +66,18 @@ void InitConfig(PowerConfig& cfg, ScheduleEntry sched[7]);
 // 1 both files read; 0 otherwise, with whatever could be read already loaded.
 int ReadConfig(PowerConfig& cfg, ScheduleEntry sched[7]);
 
-// Replaces power.ini, then wardenlink.cfg, each whole or not at all. 1 both
-// written; 0 at the first failed step, the file at hand being whole as it was (or,
-// when only the flush of the folder failed, whole as it is to be).
+// Writes both files beside the old ones, then lets power.ini and after it
+// wardenlink.cfg take their places; each is old or new, never a mixture. 1 when both
+// are new and on the disk. 0 otherwise:
+// - a file could not be written: both are old;
+// - wardenlink.cfg could not take its place (a folder or a mount stands there): only
+//   power.ini is new, and the next reading takes the schedule from it, but the eleven
+//   values from the old text;
+// - the folder could not be flushed: both are new, unless power fails very soon.
 int WriteConfig(const PowerConfig& cfg, const ScheduleEntry sched[7]);
 
-// What a screen does first: the defaults, over them the files, and where those
-// could not be read, both written with what is held now. 0 when that failed too.
+// For commands that may make the files: the defaults, over them the files, and where
+// those could not be read, both written with what is held now. 0 when that failed too.
 int LoadOrCreateConfig(PowerConfig& cfg, ScheduleEntry sched[7]);
 
 // Tells on standard output that the settings could be neither read nor written.

@@ -16,9 +16,14 @@ int Exchange(netsnmp_session* ss, netsnmp_pdu* pdu, netsnmp_pdu** response)
     *response = nullptr;
     if (ss == nullptr) { // never opened, or closed: nobody to send to
         snmp_free_pdu(pdu);
-        return STAT_ERROR;
+        return EXCHANGE_FAILED;
     }
-    return snmp_synch_response(ss, pdu, response);
+    int status = snmp_synch_response(ss, pdu, response);
+    if (status == EXCHANGE_ANSWERED && *response != nullptr)
+        return EXCHANGE_ANSWERED;
+    snmp_free_pdu(*response);
+    *response = nullptr;
+    return status == EXCHANGE_UNANSWERED ? EXCHANGE_UNANSWERED : EXCHANGE_FAILED;
 }
 
 netsnmp_pdu* RequestWithoutError(netsnmp_pdu* response, int command, int variables)
@@ -69,10 +74,8 @@ int snmpget(char* results[], netsnmp_session* ss, const char* const oids[], int 
     for (int variables = count; request != nullptr; variables--) {
         netsnmp_pdu* response = nullptr;
         int status = Exchange(ss, request, &response);
-        if (status != EXCHANGE_ANSWERED || response == nullptr) {
-            snmp_free_pdu(response);
-            return status == EXCHANGE_TIMED_OUT ? -1 : -2;
-        }
+        if (status != EXCHANGE_ANSWERED)
+            return status == EXCHANGE_UNANSWERED ? GET_UNANSWERED : GET_FAILED;
         request = nullptr;
         long errorStatus = response->errstat;
         if (errorStatus == SNMP_ERR_NOERROR)
@@ -81,7 +84,7 @@ int snmpget(char* results[], netsnmp_session* ss, const char* const oids[], int 
             request = RequestWithoutError(response, SNMP_MSG_GET, variables - 1);
         snmp_free_pdu(response);
         if (errorStatus == SNMP_ERR_NOSUCHNAME)
-            return -1;
+            return GET_UNANSWERED;
     }
-    return 0;
+    return GET_ANSWERED;
 }

@@ -9,8 +9,14 @@
 inline constexpr int RESULT_TEXT_SIZE = 1024; // bytes of each result of snmpget
 
 // What an exchange gave; net-snmp's own codes.
-inline constexpr int EXCHANGE_ANSWERED = 0;
-inline constexpr int EXCHANGE_TIMED_OUT = 2;
+inline constexpr int EXCHANGE_ANSWERED = STAT_SUCCESS;
+inline constexpr int EXCHANGE_FAILED = STAT_ERROR;
+inline constexpr int EXCHANGE_UNANSWERED = STAT_TIMEOUT;
+
+// What a get gave. An agent's error other than noSuchName counts as an answer.
+inline constexpr int GET_ANSWERED = 0;
+inline constexpr int GET_UNANSWERED = -1; // or noSuchName
+inline constexpr int GET_FAILED = -2;
 
 // A parsed object identifier; length 0 when the text was none.
 struct ObjectId {
@@ -18,17 +24,16 @@ struct ObjectId {
     size_t length;
 };
 
-// Asks for count objects in one request. 0 = answered: the texts of the answer's
-// values are in results (RESULT_TEXT_SIZE bytes each; left alone when the agent
-// answered with an error other than noSuchName). -1 = no answer, or noSuchName.
-// -2 = the exchange failed otherwise.
+// Asks for count objects in one request; a GET_ code. After an answer the texts of
+// its values are in results, RESULT_TEXT_SIZE bytes each; an error answer leaves
+// them alone.
 int snmpget(char* results[], netsnmp_session* ss, const char* const oids[], int count);
 
 // Parses a numeric identifier; what is none is reported on standard output.
 void ParseObjectId(const char* text, ObjectId& id);
 
-// Sends the request (it is consumed) and waits; an EXCHANGE_ code or another
-// non-zero one for a failed exchange. *response is null without an answer.
+// Sends the request (it is consumed) and waits; an EXCHANGE_ code. Answered says
+// that *response is there; otherwise it is null.
 int Exchange(netsnmp_session* ss, netsnmp_pdu* pdu, netsnmp_pdu** response);
 
 // A new request without the variable that the answer complains of; null when

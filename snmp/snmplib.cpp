@@ -4,6 +4,7 @@
 #include "settings/tolv_lib.h"
 #include "snmp/upsconf.h"
 
+#include <arpa/inet.h>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -12,28 +13,41 @@
 #include <netdb.h>
 #include <unistd.h>
 
-netsnmp_session session;
-netsnmp_session* ss = nullptr;
-int name_length = 0;
-char** value = nullptr;
-char* getOIDs = nullptr;
-char* setDelayOID = nullptr;
-char* setOffOID = nullptr;
+// One session at a time, one object to a request, each text in its one buffer.
+static netsnmp_session session;
+static netsnmp_session* ss = nullptr;
+static constexpr int name_length = 1; // objects of a get
+static char valueText[RESULT_TEXT_SIZE];
+static char* value[name_length] = {valueText};
+static ObjectIdText getOIDs;
+static ObjectIdText setDelayOID;                // of every set, whatever it writes
+[[maybe_unused]] static ObjectIdText setOffOID; // no set needs a second one
 
 namespace {
 
-constexpr size_t OID_TEXT_SIZE = 64;
 constexpr int REQUEST_RETRIES = 4; // so five datagrams, a second apart
-constexpr char UNANSWERED[] = "blank";
+
+// Positions of the status line.
+constexpr int ON_BATTERY_MARK = 38;
+constexpr int BATTERY_LOW_MARK = 39;
+static_assert(ON_BATTERY_MARK < UPS_STATUS_SIZE && BATTERY_LOW_MARK < UPS_STATUS_SIZE);
 
 // What the session record points to.
-char peerName[CONF_TEXT_SIZE + 16];
+char peerName[sizeof("udp:255.255.255.255:65535")];
 char communityName[CONF_TEXT_SIZE];
 
-// A loopback address, the default, or none at all: there is no agent to ask.
+// A name would be looked up at every pass, and hold a screen up where nobody knows
+// it: only a dotted number is an address.
+bool IsAddress(const char* text)
+{
+    in_addr address = {};
+    return inet_pton(AF_INET, text, &address) == 1;
+}
+
+// A loopback address, which is the default, means that there is no agent to ask.
 bool IsAgentNamed()
 {
-    return Conf.agent_ip[0] != '\0' && strncmp(Conf.agent_ip, "127", 3) != 0;
+    return IsAddress(Conf.agent_ip) && strncmp(Conf.agent_ip, "127", 3) != 0;
 }
 
 // The library keeps its hands off the machine: no configuration or MIB file is
@@ -49,8 +63,19 @@ void TameLibrary()
         silence = netsnmp_register_loghandler(NETSNMP_LOGHANDLER_NONE, LOG_DEBUG);
 }
 
+// Sets the library up, too: before that it can read no identifier.
+void PrepareSession()
+{
+    TameLibrary();
+    snmp_sess_init(&session);
+    netsnmp_ds_set_int(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_RETRIES, REQUEST_RETRIES);
+    session.version = SNMP_VERSION_1;
+    session.retries = SNMP_DEFAULT_RETRIES;
+    session.timeout = SNMP_DEFAULT_TIMEOUT;
+}
+
 // The port that the services database names, as the library itself no longer asks.
-int SnmpPort()
+int ReadSnmpPort()
 {
     const servent* service = getservbyname("snmp", "udp");
     return service != nullptr ? ntohs(static_cast<uint16_t>(service->s_port)) : SNMP_PORT;
@@ -60,68 +85,27 @@ int SnmpPort()
 // stands in the settings. An empty community means the usual one.
 void FillPeer()
 {
-    if (strchr(Conf.agent_ip, ':') != nullptr) // the address brings its port along
-        FormatText(peerName, sizeof(peerName), "udp:%s", Conf.agent_ip);
-    else
-        FormatText(peerName, sizeof(peerName), "udp:%s:%d", Conf.agent_ip, SnmpPort());
+    // Once only: that database may be on a network that is down when it matters.
+    static const int port = ReadSnmpPort();
+    FormatText(peerName, sizeof(peerName), "udp:%s:%d", Conf.agent_ip, port);
     session.peername = peerName;
-    const char* community = Conf.community[0] != '\0' ? Conf.community : DEFAULT_COMMUNITY;
-    CopyField(communityName, community);
+    CopyField(communityName, Conf.community[0] != '\0' ? Conf.community : DEFAULT_COMMUNITY);
     session.community = reinterpret_cast<u_char*>(communityName);
     session.community_len = strlen(communityName);
 }
 
-void FillSession()
+// The probe: an object that every UPS answers.
+int ProbeAgent()
 {
-    TameLibrary();
-    snmp_sess_init(&session);
-    netsnmp_ds_set_int(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_RETRIES, REQUEST_RETRIES);
-    session.version = SNMP_VERSION_1;
-    session.retries = SNMP_DEFAULT_RETRIES;
-    session.timeout = SNMP_DEFAULT_TIMEOUT;
-    FillPeer();
-}
-
-void FreeBuffers()
-{
-    for (int i = 0; i < name_length; i++)
-        free(value[i]);
-    free(value);
-    free(getOIDs);
-    free(setDelayOID);
-    free(setOffOID);
-}
-
-char* NewText(size_t size)
-{
-    return static_cast<char*>(calloc(size, 1));
-}
-
-void AllocateBuffers()
-{
-    FreeBuffers();
-    name_length = 1;
-    value = static_cast<char**>(calloc(static_cast<size_t>(name_length), sizeof(char*)));
-    for (int i = 0; i < name_length; i++)
-        value[i] = NewText(RESULT_TEXT_SIZE);
-    getOIDs = NewText(OID_TEXT_SIZE);
-    setDelayOID = NewText(OID_TEXT_SIZE);
-    setOffOID = NewText(OID_TEXT_SIZE);
-}
-
-bool AgentAnswers()
-{
-    char text[UPS_TEXT_SIZE];
-    CopyField(text, UNANSWERED);
-    UPS_getvalue(text, OID_INPUT_VOLTAGE);
-    return strcmp(text, UNANSWERED) != 0;
+    ObjectText inputVoltage;
+    return ReadObject(OID_INPUT_VOLTAGE, inputVoltage) ? AGENT_ANSWERED : AGENT_UNANSWERED;
 }
 
 char StatusMark(const char* objectId, int marked)
 {
-    char text[UPS_TEXT_SIZE] = "";
-    UPS_getvalue(text, objectId);
-    return atoi(text) == marked ? '1' : '0';
+    ObjectText object;
+    ReadObject(objectId, object);
+    return atoi(object.text) == marked ? '1' : '0';
 }
 
 // Writes one step of the shutdown sequence; only silence is reported, an agent's
@@ -148,26 +132,33 @@ void show_msg(const char* text)
 int UPS_init()
 {
     UPS_close();
-    FillSession();
+    PrepareSession();
+    if (!IsAddress(Conf.agent_ip))
+        return AGENT_UNANSWERED;
+    FillPeer();
     ss = snmp_open(&session);
-    if (ss == nullptr)
-        return -1;
-    AllocateBuffers();
-    return AgentAnswers() ? 1 : -1;
+    return ss != nullptr ? ProbeAgent() : AGENT_UNANSWERED;
 }
 
 int UPS_getvalue(char* text, const char* objectId)
 {
-    if (ss == nullptr)
-        return -1;
+    if (ss == nullptr || !IsAgentNamed())
+        return GET_UNANSWERED;
     memset(value[0], 0, RESULT_TEXT_SIZE);
-    CopyText(getOIDs, OID_TEXT_SIZE, objectId);
-    if (!IsAgentNamed())
-        return -1;
-    if (snmpget(value, ss, &getOIDs, name_length) < 0)
-        return -1;
+    CopyField(getOIDs, objectId);
+    const char* const oids[name_length] = {getOIDs};
+    if (snmpget(value, ss, oids, name_length) != GET_ANSWERED)
+        return GET_UNANSWERED;
+    // After an error answer it is empty: that, too, shows that the agent is there.
     CopyText(text, UPS_TEXT_SIZE, value[0]);
-    return 0;
+    return GET_ANSWERED;
+}
+
+bool ReadObject(const char* objectId, ObjectText& object)
+{
+    CopyField(object.text, NO_ANSWER);
+    UPS_getvalue(object.text, objectId);
+    return strcmp(object.text, NO_ANSWER) != 0;
 }
 
 void UPS_setvalue(const char* objectId, int number, int* result)
@@ -175,11 +166,11 @@ void UPS_setvalue(const char* objectId, int number, int* result)
     int outcome = SET_UNANSWERED;
     char text[20];
     FormatText(text, sizeof(text), "%d\n", number);
-    const char* values[] = {text};
-    if (setDelayOID == nullptr) // never opened: the request then reports its failure
-        AllocateBuffers();
-    CopyText(setDelayOID, OID_TEXT_SIZE, objectId);
-    snmpset(ss, &setDelayOID, "i", values, 1, &outcome);
+    CopyField(setDelayOID, objectId);
+    const char* const oids[] = {setDelayOID};
+    const char* const values[] = {text};
+    // Unlike a get, a set does go to a loopback address; kept.
+    snmpset(ss, oids, "i", values, 1, &outcome);
     *result = outcome;
 }
 
@@ -194,13 +185,13 @@ int UPS_close()
 
 int S_GetStatus(char* status)
 {
-    if (!AgentAnswers())
-        return -1;
+    if (ProbeAgent() != AGENT_ANSWERED)
+        return AGENT_UNANSWERED;
     memset(status, ' ', UPS_STATUS_SIZE);
-    status[38] = StatusMark(OID_OUTPUT_STATUS, OUTPUT_ON_BATTERY);
-    status[39] = StatusMark(OID_BATTERY_STATUS, BATTERY_LOW);
+    status[ON_BATTERY_MARK] = StatusMark(OID_OUTPUT_STATUS, OUTPUT_ON_BATTERY);
+    status[BATTERY_LOW_MARK] = StatusMark(OID_BATTERY_STATUS, BATTERY_LOW);
     sleep(1);
-    return 1;
+    return AGENT_ANSWERED;
 }
 
 int UPS_shutdown(double delayMinutes, int sleepMinutes, int restartFactor)

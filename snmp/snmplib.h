@@ -8,19 +8,26 @@ inline constexpr int UPS_TEXT_SIZE = RESULT_TEXT_SIZE; // what UPS_getvalue may 
 inline constexpr int UPS_STATUS_SIZE = 47;             // the status line of S_GetStatus
 inline constexpr int UPS_COMMAND = 2;                  // the value that makes a command act
 
+// What asking for the agent itself gave.
+inline constexpr int AGENT_ANSWERED = 1;
+inline constexpr int AGENT_UNANSWERED = -1; // or there is none
+
+// The text of an identifier. A longer constant does not compile, any other is cut.
+using ObjectIdText = char[64];
+
 // Objects of the agent that are read.
-inline constexpr const char OID_IDENT_FIRST[] = ".1.3.6.1.4.1.935.1.1.1.1.1.1.0";
-inline constexpr const char OID_IDENT_SECOND[] = ".1.3.6.1.4.1.935.1.1.1.1.1.2.0";
-inline constexpr const char OID_BATTERY_STATUS[] = ".1.3.6.1.4.1.935.1.1.1.2.1.1.0";   // 3 = low
-inline constexpr const char OID_TIME_ON_BATTERY[] = ".1.3.6.1.4.1.935.1.1.1.2.1.2.0";  // s
-inline constexpr const char OID_BATTERY_CAPACITY[] = ".1.3.6.1.4.1.935.1.1.1.2.2.1.0"; // %
-inline constexpr const char OID_INPUT_VOLTAGE[] = ".1.3.6.1.4.1.935.1.1.1.3.2.1.0";    // V/10
-inline constexpr const char OID_INPUT_FREQUENCY[] = ".1.3.6.1.4.1.935.1.1.1.3.2.4.0";  // Hz/10
-inline constexpr const char OID_OUTPUT_STATUS[] =
+inline constexpr ObjectIdText OID_IDENT_FIRST = ".1.3.6.1.4.1.935.1.1.1.1.1.1.0";
+inline constexpr ObjectIdText OID_IDENT_SECOND = ".1.3.6.1.4.1.935.1.1.1.1.1.2.0";
+inline constexpr ObjectIdText OID_BATTERY_STATUS = ".1.3.6.1.4.1.935.1.1.1.2.1.1.0";   // 3 = low
+inline constexpr ObjectIdText OID_TIME_ON_BATTERY = ".1.3.6.1.4.1.935.1.1.1.2.1.2.0";  // s
+inline constexpr ObjectIdText OID_BATTERY_CAPACITY = ".1.3.6.1.4.1.935.1.1.1.2.2.1.0"; // %
+inline constexpr ObjectIdText OID_INPUT_VOLTAGE = ".1.3.6.1.4.1.935.1.1.1.3.2.1.0";    // V/10
+inline constexpr ObjectIdText OID_INPUT_FREQUENCY = ".1.3.6.1.4.1.935.1.1.1.3.2.4.0";  // Hz/10
+inline constexpr ObjectIdText OID_OUTPUT_STATUS =
     ".1.3.6.1.4.1.935.1.1.1.4.1.1.0"; // 3 = on battery, 5 = off (sleeping)
-inline constexpr const char OID_OUTPUT_VOLTAGE[] = ".1.3.6.1.4.1.935.1.1.1.4.2.1.0"; // V/10
-inline constexpr const char OID_OUTPUT_SECOND[] = ".1.3.6.1.4.1.935.1.1.1.4.2.2.0"; // 0 = no output
-inline constexpr const char OID_OUTPUT_LOAD[] = ".1.3.6.1.4.1.935.1.1.1.4.2.3.0";   // %
+inline constexpr ObjectIdText OID_OUTPUT_VOLTAGE = ".1.3.6.1.4.1.935.1.1.1.4.2.1.0"; // V/10
+inline constexpr ObjectIdText OID_OUTPUT_SECOND = ".1.3.6.1.4.1.935.1.1.1.4.2.2.0"; // 0 = no output
+inline constexpr ObjectIdText OID_OUTPUT_LOAD = ".1.3.6.1.4.1.935.1.1.1.4.2.3.0";   // %
 
 // Values of the two status objects.
 inline constexpr int OUTPUT_ON_BATTERY = 3;
@@ -30,40 +37,51 @@ inline constexpr int BATTERY_NORMAL = 2;
 inline constexpr int BATTERY_LOW = 3;
 
 // Objects that are written; UPS_COMMAND except for the two times.
-inline constexpr const char OID_SHUTDOWN_DELAY[] = ".1.3.6.1.4.1.935.1.1.1.5.2.10.0"; // s
-inline constexpr const char OID_SLEEP_TIME[] = ".1.3.6.1.4.1.935.1.1.1.5.2.11.0";     // min
-inline constexpr const char OID_CONSERVE_BATTERY[] = ".1.3.6.1.4.1.935.1.1.1.6.1.1.0";
-inline constexpr const char OID_TURN_OFF[] = ".1.3.6.1.4.1.935.1.1.1.6.2.1.0";
-inline constexpr const char OID_REBOOT[] = ".1.3.6.1.4.1.935.1.1.1.6.2.2.0";
-inline constexpr const char OID_SLEEP[] = ".1.3.6.1.4.1.935.1.1.1.6.2.3.0";
-inline constexpr const char OID_SIMULATE_FAILURE[] = ".1.3.6.1.4.1.935.1.1.1.6.2.4.0";
-inline constexpr const char OID_FLASH_AND_BEEP[] = ".1.3.6.1.4.1.935.1.1.1.6.2.5.0";
-inline constexpr const char OID_TURN_ON[] = ".1.3.6.1.4.1.935.1.1.1.6.2.6.0"; // or cancel
-inline constexpr const char OID_SELF_TEST[] = ".1.3.6.1.4.1.935.1.1.1.7.2.2.0";
-inline constexpr const char OID_INDICATOR_TEST[] = ".1.3.6.1.4.1.935.1.1.1.7.2.5.0";
-inline constexpr const char OID_CALIBRATION[] = ".1.3.6.1.4.1.935.1.1.1.7.2.6.0";
+inline constexpr ObjectIdText OID_SHUTDOWN_DELAY = ".1.3.6.1.4.1.935.1.1.1.5.2.10.0"; // s
+inline constexpr ObjectIdText OID_SLEEP_TIME = ".1.3.6.1.4.1.935.1.1.1.5.2.11.0";     // min
+inline constexpr ObjectIdText OID_CONSERVE_BATTERY = ".1.3.6.1.4.1.935.1.1.1.6.1.1.0";
+inline constexpr ObjectIdText OID_TURN_OFF = ".1.3.6.1.4.1.935.1.1.1.6.2.1.0";
+inline constexpr ObjectIdText OID_REBOOT = ".1.3.6.1.4.1.935.1.1.1.6.2.2.0";
+inline constexpr ObjectIdText OID_SLEEP = ".1.3.6.1.4.1.935.1.1.1.6.2.3.0";
+inline constexpr ObjectIdText OID_SIMULATE_FAILURE = ".1.3.6.1.4.1.935.1.1.1.6.2.4.0";
+inline constexpr ObjectIdText OID_FLASH_AND_BEEP = ".1.3.6.1.4.1.935.1.1.1.6.2.5.0";
+inline constexpr ObjectIdText OID_TURN_ON = ".1.3.6.1.4.1.935.1.1.1.6.2.6.0"; // or cancel
+inline constexpr ObjectIdText OID_SELF_TEST = ".1.3.6.1.4.1.935.1.1.1.7.2.2.0";
+inline constexpr ObjectIdText OID_INDICATOR_TEST = ".1.3.6.1.4.1.935.1.1.1.7.2.5.0";
+inline constexpr ObjectIdText OID_CALIBRATION = ".1.3.6.1.4.1.935.1.1.1.7.2.6.0";
 
 // Writes a line to /dev/console, if there is one.
 void show_msg(const char* text);
 
 // Opens the session to the agent that upsconf_load named; one that is still open
-// is closed first. 1 = the agent answered, -1 = it did not (the session stays
-// open) or the session could not be opened.
+// is closed first. An AGENT_ code; a session whose agent does not answer stays open.
+// Only a dotted number names an agent: nothing else is looked up or asked.
 int UPS_init();
 
-// Reads an object into text, UPS_TEXT_SIZE bytes; 0 = answered. -1 leaves text as
-// it was: no usable answer, or the agent's address is empty or begins with "127",
-// which stands for no agent at all and is never asked.
+// Reads an object into text, UPS_TEXT_SIZE bytes; a GET_ code. Unanswered leaves text
+// as it was. An address that begins with "127" stands for no agent: it is never asked.
 int UPS_getvalue(char* text, const char* objectId);
 
-// Writes an integer; *result becomes 1 accepted, 2 refused, 0 unanswered.
+inline constexpr char NO_ANSWER[] = "***"; // preset of a text that only an answer replaces
+
+// What an object answered, or NO_ANSWER.
+struct ObjectText {
+    char text[UPS_TEXT_SIZE];
+};
+
+// Asks the agent for an object; false and NO_ANSWER when it does not answer.
+bool ReadObject(const char* objectId, ObjectText& object);
+
+// Writes an integer, also to an address that begins with "127"; *result becomes a
+// SET_ code. Without a session the exchange fails.
 void UPS_setvalue(const char* objectId, int number, int* result);
 
 // Closes the session; the library's result.
 int UPS_close();
 
 // Fills a status line of UPS_STATUS_SIZE characters without terminator: position
-// 38 is '1' on battery, 39 when the battery is low. 1, or -1 without an agent.
+// 38 is '1' on battery, 39 when the battery is low. An AGENT_ code; without an answer
+// the line is left alone.
 int S_GetStatus(char* status);
 
 // Turns the UPS off after delayMinutes, or puts it to sleep for sleepMinutes when

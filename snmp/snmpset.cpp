@@ -22,7 +22,7 @@ netsnmp_pdu* CreateSet(const char* const oids[], const char* types, const char* 
 
 void ReportLostExchange(int status)
 {
-    if (status == EXCHANGE_TIMED_OUT)
+    if (status == EXCHANGE_UNANSWERED)
         printf("No Response from %s\n", "Destination");
     else
         printf("An error occurred, Quitting\n");
@@ -118,8 +118,7 @@ void snmpset(netsnmp_session* ss, const char* const oids[], const char* types,
     for (int variables = count; request != nullptr; variables--) {
         netsnmp_pdu* response = nullptr;
         int status = Exchange(ss, request, &response);
-        if (status != EXCHANGE_ANSWERED || response == nullptr) {
-            snmp_free_pdu(response);
+        if (status != EXCHANGE_ANSWERED) {
             ReportLostExchange(status);
             return;
         }

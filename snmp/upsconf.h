@@ -37,8 +37,12 @@ extern const int VarsSize[CONF_ENTRIES][2];
 // the address of agent_ip. Reads no file.
 char* upsconf_load(const char* agentIp, const char* community);
 
-// Writes Conf as lines of "key = value". 0, or -2 when path cannot be opened,
-// which is told on standard error and output.
+// What a save gave.
+inline constexpr int CONF_SAVED = 0;
+inline constexpr int CONF_NOT_SAVED = -2;
+
+// Writes Conf as lines of "key = value"; a CONF_ code. A file that cannot be opened,
+// or not be written to its end, is told on standard error and output.
 int upsconf_save(const char* path);
 
 // Prints the same lines, without the file's header.

@@ -4,10 +4,13 @@
 #include "ipc/tolvipc.h"
 #include "screen/frame.h"
 #include "screen/getch.h"
+#include "screen/layout_check.h"
+#include "settings/tolv_lib.h"
 #include "status/tolvstat_local.h"
 #include "status/tolvstat_remote.h"
 
 #include <cctype>
+#include <cstdio>
 #include <curses.h>
 #include <fcntl.h>
 #include <unistd.h>
@@ -19,29 +22,29 @@ static int choice = CHOICE_REMOTE;
 
 // A terminal device that stays open for the life of the process; nothing writes
 // to it.
-FILE* fptr_tty = nullptr;
+static FILE* fptr_tty = nullptr;
 
 // Characters typed so far into the address and into the community.
 static int inum = 0;
 static int cnum = 0;
 
 // clang-format off
-const char HLP_LOCAL[3][70] = {
+constexpr char HLP_LOCAL[3][70] = {
     "  \t<< Monitor a UPS which provides your computer's power >> \t",
     "  \t<< UPS may be connected to the NETWORK or to the SERIAL PORT >> ",
     "\tPress [enter]-Proceed, [r]-monitor Remote UPS, [q]-Quit\t\t",
 };
-const char HLP_REMOTE[3][70] = {
+constexpr char HLP_REMOTE[3][70] = {
     "\t<< Monitor a UPS situated far your computer. >>\t\t\t",
     "\tPress  [i] to enter the IP Address, [c] for the Community Name, ",
     "\tthen press [enter] to Proceed or [q] to Quit.\t\t\t",
 };
-const char HLP_IPADD[3][70] = {
+constexpr char HLP_IPADD[3][70] = {
     "\t<<  The IP Address of the SNMP Agent connected to the UPS. >>\t",
     "\tEnter the IP Address of the SNMP Agent.\t\t\t\t",
     "\tPress [BKSP] to delete a character, press [enter] when through.\t",
 };
-const char HLP_CMNTY[3][70] = {
+constexpr char HLP_CMNTY[3][70] = {
     "\t<<  The Community Name of the SNMP Agent connected to the UPS.>>",
     "\tEnter the Community Name of the SNMP Agent.\t\t\t",
     "\tPress [BKSP] to delete a character, press [enter] when through.\t",
@@ -59,17 +62,19 @@ constexpr char COMMUNITY_PROMPT[] = "[c] Community Name : ";
 
 } // namespace
 
-constexpr Place LPos = {OPENING_LOCAL_ROW, OPENING_COL};
-constexpr Place RPos = {OPENING_REMOTE_ROW, OPENING_COL};
+// The choices, the prompts of the two fields, and the help text.
+constexpr Place LPos = {6, 12};
+constexpr Place RPos = {9, 12};
 constexpr Place IPos = {15, 10};
 constexpr Place CPos = {16, 10};
 constexpr Place HPos = {19, 2};
 
 namespace {
 
+constexpr Place REMOTE_CURSOR = {RPos.row, LPos.col};
 constexpr int VALUE_OFFSET = 21; // of a prompt's value from its prompt
-constexpr int VALUE_LENGTH = 20;
-constexpr int PROMPT_LENGTH = 52;
+constexpr int VALUE_WIDTH = 20;
+constexpr int PROMPT_WIDTH = 52; // of a hidden prompt with its value
 constexpr int TYPED_LIMIT = 19;
 
 // The help text for the cursor's row.
@@ -83,6 +88,16 @@ constexpr RowHelp ROW_HELP[] = {
     {IPos.row, HLP_IPADD},
     {CPos.row, HLP_CMNTY},
 };
+
+static_assert(IsOnScreen(LPos, LOCAL_LINE) && IsOnScreen(RPos, REMOTE_LINE));
+static_assert(IsOnScreen(IPos, PROMPT_WIDTH) && IsOnScreen(CPos, PROMPT_WIDTH));
+static_assert(sizeof(ADDRESS_PROMPT) - 1 == VALUE_OFFSET &&
+              sizeof(COMMUNITY_PROMPT) - 1 == VALUE_OFFSET &&
+              VALUE_OFFSET + VALUE_WIDTH <= PROMPT_WIDTH);
+static_assert(TYPED_LIMIT < VALUE_WIDTH && TYPED_LIMIT < ENTRY_TEXT_SIZE &&
+              ENTRY_TEXT_SIZE >= SETTINGS_TEXT_SIZE);
+static_assert(AreOnScreen(HPos, HLP_LOCAL) && AreOnScreen(HPos, HLP_REMOTE) &&
+              AreOnScreen(HPos, HLP_IPADD) && AreOnScreen(HPos, HLP_CMNTY));
 
 // Opened without creating it, and without waiting for a carrier.
 void OpenTerminalDevice()
@@ -104,11 +119,11 @@ void ChooseLocal(int* row, int* col)
     PutText(LPos, LOCAL_LINE);
     attrset(A_NORMAL);
     PutText(RPos, REMOTE_LINE);
-    PutBlanks(IPos, PROMPT_LENGTH);
-    PutBlanks(CPos, PROMPT_LENGTH);
+    PutBlanks(IPos, PROMPT_WIDTH);
+    PutBlanks(CPos, PROMPT_WIDTH);
     choice = CHOICE_LOCAL;
     SetCursor(row, col, LPos);
-    TolvdPresent();
+    TolvdPresent(); // the answer is not used, but a presence message is taken: kept
 }
 
 // The remote line appears in whatever rendition is current.
@@ -120,7 +135,7 @@ void ChooseRemote(int* row, int* col)
     PutText(IPos, ADDRESS_PROMPT);
     PutText(CPos, COMMUNITY_PROMPT);
     choice = CHOICE_REMOTE;
-    SetCursor(row, col, {RPos.row, LPos.col});
+    SetCursor(row, col, REMOTE_CURSOR);
 }
 
 void EnterField(int entryMode, Place prompt, int* mode, int* row, int* col)
@@ -128,7 +143,7 @@ void EnterField(int entryMode, Place prompt, int* mode, int* row, int* col)
     if (choice == CHOICE_LOCAL)
         return;
     *mode = entryMode;
-    SetCursor(row, col, {prompt.row, prompt.col + VALUE_OFFSET});
+    SetCursor(row, col, RightOf(prompt, VALUE_OFFSET));
 }
 
 int Proceed(const char* address, const char* community)
@@ -146,7 +161,7 @@ int Proceed(const char* address, const char* community)
 void LeaveField(int* mode, int* row, int* col, int* typed)
 {
     *mode = ENTRY_CHOOSE;
-    SetCursor(row, col, {RPos.row, LPos.col});
+    SetCursor(row, col, REMOTE_CURSOR);
     *typed = 0;
 }
 
@@ -223,8 +238,8 @@ int Opening_Text(int key, int* mode, int* col, int* row, char* address, char* co
 
 void PlaceTXT(const char* address, const char* community, int row, int col)
 {
-    PutBlanks(RightOf(IPos, VALUE_OFFSET), VALUE_LENGTH);
-    PutBlanks(RightOf(CPos, VALUE_OFFSET), VALUE_LENGTH);
+    PutBlanks(RightOf(IPos, VALUE_OFFSET), VALUE_WIDTH);
+    PutBlanks(RightOf(CPos, VALUE_OFFSET), VALUE_WIDTH);
     if (row != LPos.row) {
         PutPromptValue(IPos, address);
         PutPromptValue(CPos, community);
@@ -239,7 +254,7 @@ void PlaceTXT(const char* address, const char* community, int row, int col)
 void PlaceCOMMENTS(const char text[3][70])
 {
     for (int line = 0; line < 3; line++)
-        PutTabbedText({HPos.row + line, HPos.col}, text[line]);
+        PutTabbedText(Below(HPos, line), text[line]);
 }
 
 void EditIPADDRESS(int key, int* mode, int* col, int* row, char* address)

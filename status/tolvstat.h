@@ -9,11 +9,6 @@ inline constexpr int ENTRY_COMMUNITY = 3;
 // Bytes of the caller's address and community buffers.
 inline constexpr int ENTRY_TEXT_SIZE = 30;
 
-// Rows of the opening screen and the column where its choices stand.
-inline constexpr int OPENING_LOCAL_ROW = 6;
-inline constexpr int OPENING_REMOTE_ROW = 9;
-inline constexpr int OPENING_COL = 12;
-
 // Three lines each, for PlaceCOMMENTS.
 extern const char HLP_LOCAL[3][70];
 extern const char HLP_REMOTE[3][70];

@@ -2,6 +2,7 @@
 
 #include "base/system.h"
 #include "base/text.h"
+#include "screen/layout_check.h"
 #include "snmp/snmplib.h"
 #include "status/tolvstat_panel.h"
 
@@ -9,7 +10,7 @@
 #include <cstring>
 #include <curses.h>
 
-const char SNMP_LEFTTXT[SNMP_LEFT_ROWS][50] = {
+constexpr char SNMP_LEFTTXT[SNMP_LEFT_ROWS][50] = {
     "Ip Address     :",
     "Community Name :",
     "Input AC Power :",
@@ -22,26 +23,48 @@ const char SNMP_LEFTTXT[SNMP_LEFT_ROWS][50] = {
 namespace {
 
 constexpr char NO_VALUE[] = "N/A         ";
-constexpr char NORMAL_TEXT[] = "Normal  ";
 constexpr char BASIC_PROMPT[] = "[r]-Redraw, [q]-Quit       ";
 constexpr double PANEL_PAUSE = 3.0; // seconds, for reading the panels
 
-// Left panel: labels at column 3 of rows 3 to 21, values where the table says.
-constexpr int LEFT_TOP = 3;
-constexpr int LEFT_LABEL_COL = 3;
+// Lines of the left panel that carry a value, the index into AGENT_LEFT.
+enum LeftLine {
+    LEFT_ADDRESS,
+    LEFT_COMMUNITY,
+    LEFT_AC_POWER,
+    LEFT_BATTERY_STATUS,
+    LEFT_TIME_ON_BATTERY,
+    LEFT_AC_FAIL_DELAY,
+    LEFT_OFF_DELAY,
+    LEFT_NO_TIME,
+};
 
-constexpr Place ADDRESS_PLACE = {3, 23};
-constexpr Place COMMUNITY_PLACE = {4, 23};
-constexpr Place AC_POWER_PLACE = {5, 25};
-constexpr Place BATTERY_STATUS_PLACE = {6, 25};
-constexpr Place TIME_ON_BATTERY_PLACE = {7, 25};
-constexpr Place AC_FAIL_DELAY_PLACE = {8, 26};
-constexpr Place UPS_OFF_DELAY_PLACE = {9, 26};
-// A time on battery that does not answer is reported three rows lower than it
-// would stand; known and kept.
-constexpr Place NO_TIME_PLACE = {10, 25};
+// The left panel: rows 3 to 21, columns 3 to 37. A time on battery that does not
+// answer is reported three rows lower than it would stand; known and kept.
+// clang-format off
+constexpr LayoutLine AGENT_LEFT[SNMP_LEFT_ROWS] = {
+    { 3, 3, 23}, { 4, 3, 23}, { 5, 3, 25}, { 6, 3, 25}, { 7, 3, 25}, { 8, 3, 26}, { 9, 3, 26},
+    {10, 3, 25}, {11, 3, -1}, {12, 3, -1}, {13, 3, -1}, {14, 3, -1}, {15, 3, -1}, {16, 3, -1},
+    {17, 3, -1}, {18, 3, -1}, {19, 3, -1}, {20, 3, -1}, {21, 3, -1},
+};
+// clang-format on
 constexpr Place WARNING_PLACE = {17, 4};
 constexpr int ADDRESS_WIDTH = 14;
+constexpr int STATE_WIDTH = 12; // of a NO_VALUE, and of the time on battery
+
+constexpr bool IsRoomFor(LeftLine line, int width)
+{
+    return IsRoomInLabel(AGENT_LEFT[line], SNMP_LEFTTXT[line], width);
+}
+
+static_assert(AreOnScreen(AGENT_LEFT, SNMP_LEFTTXT));
+static_assert(std::string_view(NO_VALUE).starts_with(NOT_KNOWN) &&
+              sizeof(NO_VALUE) - 1 == STATE_WIDTH);
+static_assert(IsRoomFor(LEFT_ADDRESS, ADDRESS_WIDTH) && IsRoomFor(LEFT_COMMUNITY, ADDRESS_WIDTH));
+static_assert(IsRoomFor(LEFT_AC_POWER, STATE_WIDTH) && IsRoomFor(LEFT_NO_TIME, STATE_WIDTH) &&
+              IsRoomFor(LEFT_BATTERY_STATUS, STATE_WIDTH) &&
+              IsRoomFor(LEFT_TIME_ON_BATTERY, STATE_WIDTH));
+static_assert(IsRoomFor(LEFT_AC_FAIL_DELAY, 5) && IsRoomFor(LEFT_OFF_DELAY, 4));
+static_assert(IsOnScreen(KEY_PROMPT_PLACE, BASIC_PROMPT));
 
 // The left panel's own state: the alarm texts stand out in every second paint.
 struct LeftPanelState {
@@ -49,79 +72,72 @@ struct LeftPanelState {
 };
 LeftPanelState leftPanel;
 
-int ReadNumber(const char* objectId)
+void PutLeftValue(LeftLine line, const char* text)
 {
-    ObjectText object;
-    return ReadObject(objectId, object) ? atoi(object.text) : 0;
+    PutText(ValuePlace(AGENT_LEFT[line]), text);
 }
 
-void DrawLeftLabels()
+void PutAlarm(LeftLine line, const char* text)
 {
-    for (int line = 0; line < SNMP_LEFT_ROWS; line++)
-        PutText({LEFT_TOP + line, LEFT_LABEL_COL}, SNMP_LEFTTXT[line]);
+    PutBlinking(ValuePlace(AGENT_LEFT[line]), text, leftPanel.flash);
 }
 
 void PutDelays(const StatusFields& fields)
 {
-    PutText(AC_FAIL_DELAY_PLACE, fields.acFailDelayText);
-    PutText(UPS_OFF_DELAY_PLACE, fields.upsOffDelayText);
+    PutLeftValue(LEFT_AC_FAIL_DELAY, fields.acFailDelayText);
+    PutLeftValue(LEFT_OFF_DELAY, fields.upsOffDelayText);
 }
 
-void PutAlarm(Place place, const char* text)
+// No answer counts as 0.
+int ReadNumber(const char* objectId)
 {
-    PutBlinking(place, text, leftPanel.flash);
+    ObjectText object;
+    ReadObject(objectId, object);
+    return atoi(object.text);
 }
 
-void PutTimeOnBattery()
+void ShowTimeOnBattery()
 {
     ObjectText seconds;
     if (!ReadObject(OID_TIME_ON_BATTERY, seconds)) {
-        PutText(NO_TIME_PLACE, NO_VALUE);
+        PutLeftValue(LEFT_NO_TIME, NO_VALUE);
         return;
     }
     char text[20];
     FormatText(text, sizeof(text), "%6d Sec.", atoi(seconds.text));
-    PutText(TIME_ON_BATTERY_PLACE, text);
+    PutLeftValue(LEFT_TIME_ON_BATTERY, text);
 }
 
-void PutAcPower(bool isAnswered)
+void ShowAcPower(bool isAnswered)
 {
     if (!isAnswered) {
-        PutText(AC_POWER_PLACE, NO_VALUE);
+        PutLeftValue(LEFT_AC_POWER, NO_VALUE);
     } else if (ReadNumber(OID_OUTPUT_STATUS) == OUTPUT_ON_BATTERY) {
-        PutAlarm(AC_POWER_PLACE, "AC FAILS");
-        PutTimeOnBattery();
+        PutAlarm(LEFT_AC_POWER, TEXT_AC_FAILS);
+        ShowTimeOnBattery();
     } else {
-        PutText(AC_POWER_PLACE, NORMAL_TEXT);
+        PutLeftValue(LEFT_AC_POWER, TEXT_NORMAL);
     }
 }
 
 // Codes beyond the three, and no answer, write nothing.
-int PutBatteryStatus()
+int ShowBatteryStatus()
 {
     int status = ReadNumber(OID_BATTERY_STATUS);
     if (status == BATTERY_NORMAL)
-        PutText(BATTERY_STATUS_PLACE, NORMAL_TEXT);
+        PutLeftValue(LEFT_BATTERY_STATUS, TEXT_NORMAL);
     if (status == BATTERY_UNKNOWN)
-        PutText(BATTERY_STATUS_PLACE, NO_VALUE);
+        PutLeftValue(LEFT_BATTERY_STATUS, NO_VALUE);
     if (status == BATTERY_LOW) {
-        PutAlarm(BATTERY_STATUS_PLACE, "BAT. LOW");
-        PutTimeOnBattery();
+        PutAlarm(LEFT_BATTERY_STATUS, TEXT_BATTERY_LOW);
+        ShowTimeOnBattery();
     }
     return status;
 }
 
-void PutShutdownWarning(bool isDue)
-{
-    if (isDue)
-        PutAlarm(WARNING_PLACE, SHUTDOWN_WARNING);
-    else
-        PutBlanks(WARNING_PLACE, SHUTDOWN_WARNING_LENGTH);
-}
-
-// Reads a number in tenths and writes it with one decimal, here and in the
-// record's field; the scale follows a voltage. No answer shows NO_VALUE.
-bool PutTenths(RightLine line, const char* objectId, char* field, size_t size, double* number)
+// Reads a number in tenths and shows it with one decimal; the record's field keeps
+// the text. No answer shows NO_VALUE.
+bool ShowTenths(RightLine line, const char* objectId, char* field, size_t size, double* number)
 {
     ObjectText object;
     if (!ReadObject(objectId, object)) {
@@ -136,16 +152,17 @@ bool PutTenths(RightLine line, const char* objectId, char* field, size_t size, d
     return true;
 }
 
+// The scale follows the voltage.
 template <size_t size>
-void PutVoltage(RightLine line, RightLine scale, const char* objectId, char (&field)[size])
+void ShowVoltage(RightLine line, RightLine scale, const char* objectId, char (&field)[size])
 {
     double volts = 0;
-    if (PutTenths(line, objectId, field, size, &volts) && IsHighVoltage(TruncateToInt(volts)) == 1)
+    if (ShowTenths(line, objectId, field, size, &volts) && IsHighVoltage(TruncateToInt(volts)) == 1)
         DrawHighVoltageScale(scale);
 }
 
 // Without an answer *percent is left alone.
-bool PutPercent(RightLine line, const char* objectId, int* percent)
+bool ShowPercent(RightLine line, const char* objectId, int* percent)
 {
     ObjectText object;
     if (!ReadObject(objectId, object)) {
@@ -159,8 +176,9 @@ bool PutPercent(RightLine line, const char* objectId, int* percent)
     return true;
 }
 
-// An output that is off still reports a voltage; the second value tells.
-void CheckForNoOutput(StatusFields& fields)
+// An output that is off still reports a voltage; the second value tells. One that does
+// not answer counts as 0, so that 0.0 volts are shown: kept.
+void ShowMissingOutput(StatusFields& fields)
 {
     ObjectText second;
     ReadObject(OID_OUTPUT_SECOND, second);
@@ -173,30 +191,23 @@ void CheckForNoOutput(StatusFields& fields)
 // The longer no-data prompt begins left of the basic one.
 void WipeLongPrompt()
 {
-    PutBlanks({sb_p.row, QUIT_PROMPT_COL}, PROMPT_COL - QUIT_PROMPT_COL);
+    PutBlanks(QUIT_PROMPT_PLACE, KEY_PROMPT_PLACE.col - QUIT_PROMPT_PLACE.col);
 }
 
 } // namespace
 
-bool ReadObject(const char* objectId, ObjectText& object)
-{
-    CopyField(object.text, NO_ANSWER);
-    UPS_getvalue(object.text, objectId);
-    return strcmp(object.text, NO_ANSWER) != 0;
-}
-
 void TryToOpenSession(int* snmpUp)
 {
-    if (*snmpUp == 0 && UPS_init() == 1)
+    if (*snmpUp == 0 && UPS_init() == AGENT_ANSWERED)
         *snmpUp = 1;
 }
 
 void PutAgentAddress(const char* address, const char* community)
 {
-    PutBlanks(ADDRESS_PLACE, ADDRESS_WIDTH);
-    PutBlanks(COMMUNITY_PLACE, ADDRESS_WIDTH);
-    PutText(ADDRESS_PLACE, address);
-    PutText(COMMUNITY_PLACE, community);
+    for (LeftLine line : {LEFT_ADDRESS, LEFT_COMMUNITY})
+        PutBlanks(ValuePlace(AGENT_LEFT[line]), ADDRESS_WIDTH);
+    PutLeftValue(LEFT_ADDRESS, address);
+    PutLeftValue(LEFT_COMMUNITY, community);
 }
 
 int ConnectionStatus()
@@ -209,14 +220,13 @@ void DrawSnmpLeft(StatusFields& fields)
 {
     BasicScreen(2);
     leftPanel.flash = 1 - leftPanel.flash;
-    DrawLeftLabels();
+    DrawLabels(AGENT_LEFT, SNMP_LEFTTXT);
     ObjectText inputVoltage;
-    bool isAnswered = ReadObject(OID_INPUT_VOLTAGE, inputVoltage);
-    PutAcPower(isAnswered);
-    int battery = PutBatteryStatus();
+    ShowAcPower(ReadObject(OID_INPUT_VOLTAGE, inputVoltage));
+    int battery = ShowBatteryStatus();
     bool isDue = atoi(inputVoltage.text) == 0 || battery == BATTERY_LOW ||
-                 strcmp(fields.shutdownDue, "YES") == 0;
-    PutShutdownWarning(isDue);
+                 strcmp(fields.shutdownDue, TEXT_DUE) == 0;
+    PutShutdownWarning(WARNING_PLACE, isDue, leftPanel.flash);
     PutDelays(fields);
 }
 
@@ -228,29 +238,33 @@ void DrawSnmpRight(StatusFields& fields)
     CopyField(fields.loadPercent, NOT_KNOWN);
     CopyField(fields.inputFrequency, NOT_KNOWN);
 
-    PutVoltage(RIGHT_INPUT, RIGHT_INPUT_SCALE, OID_INPUT_VOLTAGE, fields.inputVoltage);
-    PutVoltage(RIGHT_OUTPUT, RIGHT_OUTPUT_SCALE, OID_OUTPUT_VOLTAGE, fields.outputVoltage);
-    CheckForNoOutput(fields);
+    ShowVoltage(RIGHT_INPUT, RIGHT_INPUT_SCALE, OID_INPUT_VOLTAGE, fields.inputVoltage);
+    ShowVoltage(RIGHT_OUTPUT, RIGHT_OUTPUT_SCALE, OID_OUTPUT_VOLTAGE, fields.outputVoltage);
+    ShowMissingOutput(fields);
     int load = 0;
-    if (PutPercent(RIGHT_LOAD, OID_OUTPUT_LOAD, &load))
+    if (ShowPercent(RIGHT_LOAD, OID_OUTPUT_LOAD, &load))
         FormatText(fields.loadPercent, sizeof(fields.loadPercent), "%3d", load);
     int level = 0; // without an answer the bar still shows its first cell
-    PutPercent(RIGHT_BATTERY, OID_BATTERY_CAPACITY, &level);
+    ShowPercent(RIGHT_BATTERY, OID_BATTERY_CAPACITY, &level);
     double frequency = 0;
-    PutTenths(RIGHT_FREQUENCY, OID_INPUT_FREQUENCY, fields.inputFrequency,
-              sizeof(fields.inputFrequency), &frequency);
+    ShowTenths(RIGHT_FREQUENCY, OID_INPUT_FREQUENCY, fields.inputFrequency,
+               sizeof(fields.inputFrequency), &frequency);
     DrawLineBars(fields, level);
 }
 
 void SNMPnoDATA(StatusFields& fields)
 {
     BasicScreen(2);
-    for (int row = AC_POWER_PLACE.row; row <= NO_TIME_PLACE.row; row++)
-        PutText({row, AC_POWER_PLACE.col}, NO_VALUE);
-    PutBlanks(NO_TIME_PLACE, 4);
-    DrawLeftLabels();
+    Place place = ValuePlace(AGENT_LEFT[LEFT_AC_POWER]);
+    for (int line = LEFT_AC_POWER; line <= LEFT_NO_TIME; line++) {
+        PutText(place, NO_VALUE);
+        place = Below(place, 1);
+    }
+    // Half of it is wiped again at once, here and by the labels of the delays: kept.
+    PutBlanks(ValuePlace(AGENT_LEFT[LEFT_NO_TIME]), NOT_KNOWN_WIDTH + 1);
+    DrawLabels(AGENT_LEFT, SNMP_LEFTTXT);
     PutDelays(fields);
-    PutText({sb_p.row, QUIT_PROMPT_COL}, QUIT_PROMPT);
+    PutText(QUIT_PROMPT_PLACE, QUIT_PROMPT);
 }
 
 void RemoteSNMPLeftText(const char* address, const char* community)
@@ -258,7 +272,7 @@ void RemoteSNMPLeftText(const char* address, const char* community)
     PutAgentAddress(address, community);
     // Wiped before the refresh on purpose: a remote UPS never announces the
     // shutdown of this computer.
-    PutShutdownWarning(false);
+    PutShutdownWarning(WARNING_PLACE, false, leftPanel.flash);
     ParkCursor();
 }
 
@@ -268,9 +282,9 @@ void StartPanelsAnew()
     WipeLongPrompt();
 }
 
-void PaintPanels(StatusFields& fields)
+void ShowPanels(StatusFields& fields)
 {
-    PutText({sb_p.row, PROMPT_COL}, BASIC_PROMPT);
+    PutText(KEY_PROMPT_PLACE, BASIC_PROMPT);
     DrawSnmpLeft(fields);
     DrawSnmpRight(fields);
     PauseSeconds(PANEL_PAUSE);

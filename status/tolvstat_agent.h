@@ -13,18 +13,6 @@ extern const char SNMP_LEFTTXT[SNMP_LEFT_ROWS][50];
 inline constexpr int MODE_PANELS = 1;
 inline constexpr int MODE_INFORMATION = 2; // the page of ScreenTwo
 
-inline constexpr int PROMPT_COL = 51; // of the key prompt, on the status bar's row
-
-inline constexpr char NO_ANSWER[] = "***"; // preset of a text that only an answer replaces
-
-// What an object answered, or NO_ANSWER.
-struct ObjectText {
-    char text[UPS_TEXT_SIZE];
-};
-
-// Asks the agent for an object; false and NO_ANSWER when it does not answer.
-bool ReadObject(const char* objectId, ObjectText& object);
-
 // A session that an agent was not there to answer is tried again at every pass.
 void TryToOpenSession(int* snmpUp);
 
@@ -34,7 +22,8 @@ void PutAgentAddress(const char* address, const char* community);
 // 1 when the agent answers for its input voltage, 0 when not.
 int ConnectionStatus();
 
-// Paint the two panels from the agent's objects, one request each.
+// Show the two panels from the agent's objects, one request each; a request without
+// an answer takes five seconds.
 void DrawSnmpLeft(StatusFields& fields);
 void DrawSnmpRight(StatusFields& fields);
 
@@ -48,8 +37,8 @@ void RemoteSNMPLeftText(const char* address, const char* community);
 // Wipes what the panels are painted over, the longer key prompt included.
 void StartPanelsAnew();
 
-// Paints both panels from the agent's objects and leaves them time to be read.
-void PaintPanels(StatusFields& fields);
+// Shows both panels from the agent's objects and leaves them time to be read.
+void ShowPanels(StatusFields& fields);
 
-// Goes back to the panels and shows that there is no data.
+// Goes back to the panels and paints that there is no data.
 void PaintNoData(int* mode, StatusFields& fields);

@@ -6,9 +6,12 @@
 
 #include <cstring>
 #include <ctime>
+#include <iterator>
+#include <string_view>
 
-FILE* fsdesQ1 = nullptr;
-FILE* fsdesDBGSTATUS = nullptr;
+// The daemon's status file and the trace switch; null while not open.
+static FILE* fsdesQ1 = nullptr;
+static FILE* fsdesDBGSTATUS = nullptr;
 
 namespace {
 
@@ -17,72 +20,101 @@ constexpr size_t STATUS_REPLY_LENGTH = 48;
 constexpr size_t RATING_REPLY_LENGTH = 22;
 constexpr size_t MODEL_REPLY_LENGTH = 39;
 
-// A text field of the record, as tables name it.
-struct FieldPlace {
-    size_t offset;
-    size_t size;
-};
-
-#define FIELD(name)                                                                                \
-    FieldPlace                                                                                     \
-    {                                                                                              \
-        offsetof(StatusFields, name), sizeof(StatusFields::name)                                   \
-    }
+// The trace switch: so many bytes of it are looked at.
+constexpr size_t SWITCH_LENGTH = 20;
+constexpr char SWITCH_WORD[] = "debug";
+constexpr char WHITE_SPACE[] = " \t\n\v\f\r";
 
 // One token of a reply. A length of 0 takes any, cut to the field.
 struct ReplyToken {
-    FieldPlace field;
+    StatusField field;
     size_t length;
     bool blankZeros; // leading zeros become blanks
 };
 
 constexpr ReplyToken STATUS_TOKENS[] = {
-    {FIELD(inputVoltage), 5, false},   {FIELD(faultVoltage), 0, false},
-    {FIELD(outputVoltage), 5, false},  {FIELD(loadPercent), 3, true},
-    {FIELD(inputFrequency), 4, false}, {FIELD(batteryVoltage), 4, false},
-    {FIELD(temperature), 4, false},
+    {STATUS_FIELD(inputVoltage), 5, false},   {STATUS_FIELD(faultVoltage), 0, false},
+    {STATUS_FIELD(outputVoltage), 5, false},  {STATUS_FIELD(loadPercent), 3, true},
+    {STATUS_FIELD(inputFrequency), 4, false}, {STATUS_FIELD(batteryVoltage), 4, false},
+    {STATUS_FIELD(temperature), 4, false},
 };
 
 constexpr ReplyToken RATING_TOKENS[] = {
-    {FIELD(ratingVoltage), 5, false},
-    {FIELD(ratingCurrent), 3, true},
-    {FIELD(batteryRating), 5, false},
-    {FIELD(lineFrequency), 4, false},
+    {STATUS_FIELD(ratingVoltage), 5, false},
+    {STATUS_FIELD(ratingCurrent), 3, true},
+    {STATUS_FIELD(batteryRating), 5, false},
+    {STATUS_FIELD(lineFrequency), 4, false},
 };
 
-// The status bits in the order of the reply. The trailing blanks belong to the
-// texts: a shorter one wipes a longer one on the screen.
+// The status bits in the order of the reply.
 struct StatusBit {
-    FieldPlace field;
+    StatusField field;
     const char* whenSet;
     const char* whenClear;
 };
 
 constexpr StatusBit STATUS_BITS[] = {
-    {FIELD(acPower), "AC FAILS", "Normal  "}, {FIELD(batteryStatus), "BAT. LOW", "Normal  "},
-    {FIELD(boostBuck), "ON ", "OFF"},         {FIELD(upsFunctioning), "FAILED", "Normal"},
-    {FIELD(upsType), "Standby", "On Line"},   {FIELD(selfTest), "In Progress", "Stop       "},
+    {STATUS_FIELD(acPower), TEXT_AC_FAILS, TEXT_NORMAL},
+    {STATUS_FIELD(batteryStatus), TEXT_BATTERY_LOW, TEXT_NORMAL},
+    {STATUS_FIELD(boostBuck), TEXT_ON, TEXT_OFF},
+    {STATUS_FIELD(upsFunctioning), TEXT_UPS_FAILED, "Normal"},
+    {STATUS_FIELD(upsType), TEXT_STANDBY, "On Line"},
+    {STATUS_FIELD(selfTest), TEXT_IN_PROGRESS, "Stop       "},
 };
 constexpr size_t STATUS_BITS_LENGTH = 8; // two more bits are not shown
 
-constexpr FieldPlace UNKNOWN_AT_START[] = {
-    FIELD(upsType),     FIELD(ratingVoltage),  FIELD(ratingCurrent),  FIELD(lineFrequency),
-    FIELD(acPower),     FIELD(batteryStatus),  FIELD(upsFunctioning), FIELD(boostBuck),
-    FIELD(temperature), FIELD(selfTest),       FIELD(inputVoltage),   FIELD(outputVoltage),
-    FIELD(loadPercent), FIELD(batteryVoltage), FIELD(inputFrequency), FIELD(faultVoltage),
+constexpr StatusField UNKNOWN_AT_START[] = {
+    STATUS_FIELD(upsType),        STATUS_FIELD(ratingVoltage),  STATUS_FIELD(ratingCurrent),
+    STATUS_FIELD(lineFrequency),  STATUS_FIELD(acPower),        STATUS_FIELD(batteryStatus),
+    STATUS_FIELD(upsFunctioning), STATUS_FIELD(boostBuck),      STATUS_FIELD(temperature),
+    STATUS_FIELD(selfTest),       STATUS_FIELD(inputVoltage),   STATUS_FIELD(outputVoltage),
+    STATUS_FIELD(loadPercent),    STATUS_FIELD(batteryVoltage), STATUS_FIELD(inputFrequency),
+    STATUS_FIELD(faultVoltage),
 };
 
-#undef FIELD
+// --- what the tables above have to keep ------------------------------------------------
 
-char* FieldText(StatusFields& fields, const FieldPlace& place)
+// A token that is kept whole fits its field with its terminator.
+template <size_t count> constexpr bool DoTokensFit(const ReplyToken (&table)[count])
 {
-    return reinterpret_cast<char*>(&fields) + place.offset;
+    for (const ReplyToken& token : table) {
+        if (token.length >= token.field.size)
+            return false;
+    }
+    return true;
 }
 
-void SetField(StatusFields& fields, const FieldPlace& place, const char* text)
+// Both texts of a bit fill their field, or one would not wipe the other.
+constexpr bool DoBitTextsFill()
 {
-    CopyText(FieldText(fields, place), place.size, text);
+    for (const StatusBit& bit : STATUS_BITS) {
+        if (std::string_view(bit.whenSet).size() != bit.field.size - 1 ||
+            std::string_view(bit.whenClear).size() != bit.field.size - 1)
+            return false;
+    }
+    return true;
 }
+
+constexpr bool DoUnknownFieldsFit()
+{
+    for (const StatusField& field : UNKNOWN_AT_START) {
+        if (field.size < sizeof(NOT_KNOWN))
+            return false;
+    }
+    return true;
+}
+
+static_assert(DoTokensFit(STATUS_TOKENS) && DoTokensFit(RATING_TOKENS));
+static_assert(DoBitTextsFill() && std::size(STATUS_BITS) <= STATUS_BITS_LENGTH);
+static_assert(DoUnknownFieldsFit() && sizeof(NO_EVENT) <= sizeof(StatusFields::nextShutdown));
+static_assert(sizeof(TEXT_ON) == sizeof(StatusFields::scheduleText) &&
+              sizeof(TEXT_DUE) == sizeof(StatusFields::shutdownDue));
+static_assert(STATUS_REPLY_LENGTH < REPLY_SIZE && RATING_REPLY_LENGTH < REPLY_SIZE &&
+              MODEL_REPLY_LENGTH < REPLY_SIZE);
+static_assert(COMM_PORT_LENGTH < sizeof(StatusFields::commPort));
+static_assert(sizeof(SWITCH_WORD) - 1 <= SWITCH_LENGTH);
+
+// --- reading the files -----------------------------------------------------------------
 
 // Reads at most length bytes and drops the last character, the line end.
 int ReadReply(FILE* file, size_t length, char* dst)
@@ -109,15 +141,43 @@ int ReadReplyFile(const char* path, size_t length, char* dst)
     return result;
 }
 
-// Echoes a status line while the first word of the trace switch is "debug".
-void TraceStatusLine(const char* line)
+// Whether the first word of the trace switch is "debug". A word counts that ends within
+// the first bytes of the file, however long the file is; one byte more tells its end.
+bool IsTraceOn()
 {
     if (fsdesDBGSTATUS == nullptr)
-        return;
+        return false;
     rewind(fsdesDBGSTATUS);
-    char word[20] = "";
-    if (fscanf(fsdesDBGSTATUS, "%19s", word) == 1 && strcmp(word, "debug") == 0)
-        printf("<STATUS DEBUG> %s\n", line);
+    char text[SWITCH_LENGTH + 2] = "";
+    text[fread(text, 1, SWITCH_LENGTH + 1, fsdesDBGSTATUS)] = '\0';
+    const char* word = text + strspn(text, WHITE_SPACE);
+    const char* end = word + strcspn(word, WHITE_SPACE);
+    return std::string_view(word, static_cast<size_t>(end - word)) == SWITCH_WORD &&
+           end <= text + SWITCH_LENGTH;
+}
+
+// Echoes a status line. Whatever the file holds, nothing of it acts on the terminal.
+void TraceStatusLine(const char* line)
+{
+    char shown[REPLY_SIZE];
+    CopyField(shown, line);
+    for (char* c = shown; *c != '\0'; c++) {
+        if (*c < ' ' || *c > '~')
+            *c = '?';
+    }
+    printf("<STATUS DEBUG> %s\n", shown);
+}
+
+// --- taking a reply apart --------------------------------------------------------------
+
+char* WritableText(StatusFields& fields, const StatusField& field)
+{
+    return reinterpret_cast<char*>(&fields) + field.offset;
+}
+
+void SetField(StatusFields& fields, const StatusField& field, const char* text)
+{
+    CopyText(WritableText(fields, field), field.size, text);
 }
 
 void StoreToken(StatusFields& fields, const ReplyToken& wanted, const char* token)
@@ -126,7 +186,7 @@ void StoreToken(StatusFields& fields, const ReplyToken& wanted, const char* toke
         return;
     SetField(fields, wanted.field, token);
     if (wanted.blankZeros)
-        RpLeadingZeros(FieldText(fields, wanted.field));
+        RpLeadingZeros(WritableText(fields, wanted.field));
 }
 
 void StoreStatusBits(StatusFields& fields, const char* bits)
@@ -152,12 +212,14 @@ const char* StoreTokens(StatusFields& fields, const ReplyToken (&table)[count],
     return strtok_r(rest, delimiters, &rest);
 }
 
+// --- rendering the settings ------------------------------------------------------------
+
 void SetSwitchText(char (&dst)[4], int state)
 {
     if (state == 0)
-        CopyField(dst, "OFF");
+        CopyField(dst, TEXT_OFF);
     if (state == 1)
-        CopyField(dst, "ON ");
+        CopyField(dst, TEXT_ON);
 }
 
 // Each width in turn, the narrower one having the last word.
@@ -207,7 +269,8 @@ int GetQ1fromTextFile(char* dst)
     fsdesQ1 = OpenToRead(STATUS_REPLY_PATH);
     if (fsdesQ1 == nullptr || ReadReply(fsdesQ1, STATUS_REPLY_LENGTH, dst) == -1)
         return -1;
-    TraceStatusLine(dst);
+    if (IsTraceOn())
+        TraceStatusLine(dst);
     return 1;
 }
 
@@ -246,8 +309,8 @@ void GetFromI(StatusFields& fields, const char* line)
 
 void InitScreenData(StatusFields& fields)
 {
-    for (const FieldPlace& place : UNKNOWN_AT_START)
-        SetField(fields, place, NOT_KNOWN);
+    for (const StatusField& field : UNKNOWN_AT_START)
+        SetField(fields, field, NOT_KNOWN);
     if (ChkFloat(fields.batteryRating) == 0)
         CopyField(fields.batteryRating, NOT_KNOWN);
     memset(fields.modelText, 0, sizeof(fields.modelText));
@@ -281,7 +344,7 @@ void GetFromConfig(StatusFields& fields, const PowerConfig& config, const Schedu
     SetDelayText(fields.acFailDelayText, sizeof(fields.acFailDelayText), config.acFailDelay);
     FormatText(fields.upsOffDelayText, sizeof(fields.upsOffDelayText), "%4.1f",
                static_cast<double>(config.upsOffDelay));
-    CopyField(fields.shutdownDue, "NO ");
+    CopyField(fields.shutdownDue, TEXT_NOT_DUE);
     CopyField(fields.nextShutdown, NO_EVENT);
     CopyField(fields.nextPowerOn, NO_EVENT);
 
@@ -299,7 +362,7 @@ void GetFromConfig(StatusFields& fields, const PowerConfig& config, const Schedu
         SetEventText(fields.nextPowerOn, restartDay, schedule[restartDay].startHour,
                      schedule[restartDay].startMinute);
     if (SecondsUntil(shutdownAt) < config.acFailDelay * 60) {
-        CopyField(fields.shutdownDue, "YES");
+        CopyField(fields.shutdownDue, TEXT_DUE);
         *shutdownDue = 1;
     }
 }

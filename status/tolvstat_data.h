@@ -1,52 +1,16 @@
-// What the status screens show: the record of display texts, the daemon's reply
-// files it is filled from, and the settings rendered to text.
+// What fills the record of display texts: the daemon's reply files, and the settings
+// rendered to text.
 #pragma once
 
 #include "settings/tolv_lib.h"
+#include "status/tolvstat_fields.h"
 
-#include <cstdio>
-
-inline constexpr char NOT_KNOWN[] = "N/A";
-inline constexpr char NO_EVENT[] = "---  --:--"; // no scheduled shutdown or power-on
-inline constexpr int COMM_PORT_LENGTH = 12;      // what the left panel has room for
+inline constexpr int COMM_PORT_LENGTH = 12; // what the left panel has room for
 
 inline constexpr int REPLY_SIZE = 50; // a reply line of the UPS, with room to spare
 
-// The display texts of one UPS status. NOT_KNOWN stands where nothing is known.
-struct StatusFields {
-    char upsType[8];
-    char ratingVoltage[6];
-    char ratingCurrent[4];
-    char batteryRating[6]; // of the settings until the UPS tells its own
-    char lineFrequency[5];
-    char commPort[30];
-    char acPower[9];
-    char batteryStatus[9];
-    char upsFunctioning[7];
-    char boostBuck[4];
-    char temperature[5];
-    char selfTest[12];
-    char countdownText[4];
-    char scheduleText[4];
-    char nextShutdown[11];
-    char nextPowerOn[11];
-    char acFailDelayText[9];
-    char upsOffDelayText[5];
-    char inputVoltage[6];
-    char outputVoltage[6];
-    char loadPercent[4];
-    char batteryVoltage[5];
-    char inputFrequency[5];
-    char modelText[38];
-    char faultVoltage[5];
-    char shutdownDue[4]; // "YES" when a scheduled shutdown is near
-};
-
-// The daemon's status file and the trace switch; null while not open.
-extern FILE* fsdesQ1;
-extern FILE* fsdesDBGSTATUS;
-
-// Opens whichever of the two is not open; what fails is tried at the next call.
+// Opens the daemon's status file and the trace switch, whichever is not open; what
+// fails is tried at the next call.
 void SOpenTextFile();
 
 // Read one reply file into dst (REPLY_SIZE bytes or more), without its line end.

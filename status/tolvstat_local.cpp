@@ -5,6 +5,7 @@
 #include "ipc/tolvipc.h"
 #include "screen/frame.h"
 #include "screen/getch.h"
+#include "screen/layout_check.h"
 #include "snmp/snmplib.h"
 #include "snmp/upsconf.h"
 #include "status/tolvstat_agent.h"
@@ -14,31 +15,150 @@
 #include <cstring>
 #include <curses.h>
 
-char bufprevip[SETTINGS_TEXT_SIZE];
-char bufprevcname[SETTINGS_TEXT_SIZE];
+// Agent address and community that ReConfig loaded last.
+static char bufprevip[SETTINGS_TEXT_SIZE];
+static char bufprevcname[SETTINGS_TEXT_SIZE];
 
-// Of SNMP_actions: the daemon was present in the pass before; the first call is
-// behind it.
-int previnst = 0;
-int firstiter = 0;
+// Of SNMP_actions: whether the agent answered and the daemon was present in the pass
+// before; whether the first call is behind it.
+static int prevconnection = 0;
+static int previnst = 0;
+static int firstiter = 0;
 
 namespace {
 
 constexpr int PASSES_PER_REREAD = 12; // settings are read again without being told
 constexpr int FAILS_BEFORE_NEW_QUEUES = 10;
+constexpr int MODEL_WIDTH = SCREEN_COLS - st_p[0].valueCol;
 
-// What SNMP_actions remembers of its own agent, beside the remote screen's.
-struct LocalPassState {
-    int prevconnection;
+// --- one pass over an agent -------------------------------------------------------------
+
+// What the pass works on, its caller's.
+struct AgentPass {
+    int key;
+    int& mode;
+    int& redraw;
+    int& snmpUp;
+    int& pagePending;
+    StatusFields& fields;
+    const PowerConfig& config;
 };
-LocalPassState localPass;
+
+// The daemon's presence as the caller found it, in the first pass; then one's own test.
+int FindDaemon(int daemonPresent)
+{
+    int present = firstiter == 0 ? daemonPresent : TolvdPresent();
+    firstiter = 1;
+    return present;
+}
+
+void ObeyKey(AgentPass& pass, bool isLive)
+{
+    if (pass.key == 'b') {
+        pass.mode = MODE_PANELS;
+        pass.redraw = 1;
+        BlankScreen();
+    }
+    if (pass.key == 'm' && isLive && pass.mode != MODE_INFORMATION) {
+        pass.mode = MODE_INFORMATION;
+        pass.pagePending = 1;
+        BlankScreen();
+    }
+}
+
+void ShowLive(AgentPass& pass)
+{
+    if (prevconnection != 1 || previnst != 1) {
+        pass.redraw = 1;
+        StartPanelsAnew();
+    }
+    if (pass.mode == MODE_INFORMATION && pass.pagePending == 1) {
+        ScreenTwo();
+        pass.pagePending = 0;
+    }
+    if (pass.mode == MODE_PANELS)
+        ShowPanels(pass.fields);
+}
+
+void RunAgentPass(AgentPass pass, int daemonPresent)
+{
+    TryToOpenSession(&pass.snmpUp);
+    int connection = pass.snmpUp == 1 ? ConnectionStatus() : 0;
+    int present = FindDaemon(daemonPresent);
+    bool isLive = connection == 1 && present == 1;
+    ObeyKey(pass, isLive);
+    if (isLive)
+        ShowLive(pass);
+    else
+        PaintNoData(&pass.mode, pass.fields);
+    if (pass.mode == MODE_PANELS) {
+        PutAgentAddress(pass.config.snmpIp, pass.config.snmpCommunity);
+        ParkCursor();
+    }
+    // The agent is probed a second time: one that was lost while the panels were
+    // painted counts as lost, and they are painted anew when it is back. Kept.
+    prevconnection = pass.snmpUp == 1 ? ConnectionStatus() : connection;
+    previnst = present;
+    pass.redraw = 0;
+}
+
+// --- following the settings -------------------------------------------------------------
+
+// What may change with the settings, the caller's.
+struct Following {
+    StatusFields& fields;
+    PowerConfig& config;
+    ScheduleEntry* schedule;
+    int& lastCommMode;
+    int& shutdownDue;
+    int& mode;
+    int& snmpUp;
+};
 
 void LoadAgent(const PowerConfig& config, int* snmpUp)
 {
     upsconf_load(config.snmpIp, config.snmpCommunity);
     if (*snmpUp == 1)
         UPS_close();
-    *snmpUp = UPS_init() != -1 ? 1 : 0;
+    *snmpUp = UPS_init() == AGENT_ANSWERED ? 1 : 0;
+}
+
+void FollowAgent(Following& following)
+{
+    const PowerConfig& config = following.config;
+    bool isOther =
+        strcmp(config.snmpIp, bufprevip) != 0 || strcmp(config.snmpCommunity, bufprevcname) != 0;
+    if (!isOther && following.snmpUp != 0)
+        return;
+    LoadAgent(config, &following.snmpUp);
+    CopyField(bufprevip, config.snmpIp);
+    CopyField(bufprevcname, config.snmpCommunity);
+}
+
+void FollowCommMode(Following& following)
+{
+    if (following.config.commMode == COMM_SNMP) {
+        // A second time where the address has just been loaded as well: kept.
+        LoadAgent(following.config, &following.snmpUp);
+        following.mode = MODE_PANELS;
+        prevconnection = 0; // the serial screen's prompt is to be wiped
+    } else if (following.config.commMode == COMM_SERIAL) {
+        PutBlanks(ValuePlace(st_p[0]), MODEL_WIDTH);
+    }
+    following.lastCommMode = following.config.commMode;
+    BlankScreen();
+}
+
+void FollowSettings(Following following)
+{
+    following.shutdownDue = 0;
+    if (ReadConfig(following.config, following.schedule) == 0)
+        return;
+    GetFromConfig(following.fields, following.config, following.schedule, &following.shutdownDue);
+    if (following.config.commMode == COMM_SNMP)
+        FollowAgent(following);
+    if (following.config.commMode != following.lastCommMode)
+        FollowCommMode(following);
 }
 
 } // namespace
@@ -46,73 +166,18 @@ void LoadAgent(const PowerConfig& config, int* snmpUp)
 void SNMP_actions(int key, int* mode, int* redraw, int* snmpUp, int* pagePending,
                   StatusFields& fields, const PowerConfig& config, int daemonPresent)
 {
-    TryToOpenSession(snmpUp);
-    int connection = *snmpUp == 1 ? ConnectionStatus() : 0;
-    int present = firstiter == 0 ? daemonPresent : TolvdPresent();
-    firstiter = 1;
-    bool isLive = *snmpUp == 1 && connection == 1 && present == 1;
-
-    if (key == 'b') {
-        *mode = MODE_PANELS;
-        *redraw = 1;
-        BlankScreen();
-    }
-    if (key == 'm' && isLive && *mode != MODE_INFORMATION) {
-        *mode = MODE_INFORMATION;
-        *pagePending = 1;
-        BlankScreen();
-    }
-    if (isLive) {
-        if (localPass.prevconnection != 1 || previnst != 1) {
-            *redraw = 1;
-            StartPanelsAnew();
-        }
-        if (*mode == MODE_INFORMATION && *pagePending == 1) {
-            ScreenTwo();
-            *pagePending = 0;
-        }
-        if (*mode == MODE_PANELS)
-            PaintPanels(fields);
-    } else {
-        PaintNoData(mode, fields);
-    }
-    if (*mode == MODE_PANELS) {
-        PutAgentAddress(config.snmpIp, config.snmpCommunity);
-        ParkCursor();
-    }
-    localPass.prevconnection = *snmpUp == 1 ? ConnectionStatus() : connection;
-    previnst = present;
-    *redraw = 0;
+    RunAgentPass({key, *mode, *redraw, *snmpUp, *pagePending, fields, config}, daemonPresent);
 }
 
 void ReConfig(StatusFields& fields, PowerConfig& config, ScheduleEntry schedule[7],
               int* lastCommMode, int* shutdownDue, int* mode, int* snmpUp)
 {
-    *shutdownDue = 0;
-    if (ReadConfig(config, schedule) == 0)
-        return;
-    GetFromConfig(fields, config, schedule, shutdownDue);
-    bool isOtherAgent =
-        strcmp(config.snmpIp, bufprevip) != 0 || strcmp(config.snmpCommunity, bufprevcname) != 0;
-    if (config.commMode == COMM_SNMP && (isOtherAgent || *snmpUp == 0)) {
-        LoadAgent(config, snmpUp);
-        CopyField(bufprevip, config.snmpIp);
-        CopyField(bufprevcname, config.snmpCommunity);
-    }
-    if (config.commMode == *lastCommMode)
-        return;
-    if (config.commMode == COMM_SNMP) {
-        LoadAgent(config, snmpUp);
-        *mode = MODE_PANELS;
-        localPass.prevconnection = 0; // the serial screen's prompt is to be wiped
-    } else if (config.commMode == COMM_SERIAL) {
-        PutBlanks(ValuePlace(st_p[0]), 38);
-    }
-    *lastCommMode = config.commMode;
-    BlankScreen();
+    FollowSettings({fields, config, schedule, *lastCommMode, *shutdownDue, *mode, *snmpUp});
 }
 
 namespace {
+
+// --- the screen -------------------------------------------------------------------------
 
 // Everything the running screen owns.
 struct LocalScreen {
@@ -144,11 +209,11 @@ void StartAgent(LocalScreen& screen)
 {
     upsconf_load(screen.config.snmpIp, screen.config.snmpCommunity);
     screen.lastCommMode = COMM_SNMP;
-    if (UPS_init() == 1)
+    if (UPS_init() == AGENT_ANSWERED)
         screen.snmpUp = 1;
 }
 
-void PaintSerialPass(LocalScreen& screen)
+void ShowSerialPass(LocalScreen& screen)
 {
     GetData(screen.fields, &screen.failCount);
     if (screen.failCount > FAILS_BEFORE_NEW_QUEUES) {
@@ -158,7 +223,7 @@ void PaintSerialPass(LocalScreen& screen)
     DrawScreen(screen.fields, screen.shutdownDue);
 }
 
-void FollowSettings(LocalScreen& screen)
+void RereadSettings(LocalScreen& screen)
 {
     ReConfig(screen.fields, screen.config, screen.schedule, &screen.lastCommMode,
              &screen.shutdownDue, &screen.mode, &screen.snmpUp);
@@ -174,7 +239,7 @@ void ObeyControlMessage(LocalScreen& screen)
 {
     switch (ReadCtrlMsg(screen.controlQueue)) {
     case CTRL_RELOAD:
-        FollowSettings(screen);
+        RereadSettings(screen);
         screen.redraw = 1;
         break;
     case CTRL_REDRAW:
@@ -189,7 +254,7 @@ void RunLocalPass(LocalScreen& screen)
 {
     SOpenTextFile();
     if (screen.config.commMode == COMM_SERIAL)
-        PaintSerialPass(screen);
+        ShowSerialPass(screen);
     if (screen.config.commMode == COMM_SNMP)
         SNMP_actions(screen.key, &screen.mode, &screen.redraw, &screen.snmpUp, &screen.pagePending,
                      screen.fields, screen.config, screen.daemonPresent);
@@ -198,7 +263,7 @@ void RunLocalPass(LocalScreen& screen)
     ObeyControlMessage(screen);
     screen.pass = (screen.pass + 1) % PASSES_PER_REREAD;
     if (screen.pass == 0)
-        FollowSettings(screen);
+        RereadSettings(screen);
     if (screen.key == 'r') {
         ForceRedraw(screen);
         screen.pagePending = 1;

@@ -8,10 +8,6 @@
 // test gave. The result of endwin, or of the message that no settings were found.
 int tolvan_status_local(int daemonPresent);
 
-// Agent address and community that ReConfig loaded last.
-extern char bufprevip[SETTINGS_TEXT_SIZE];
-extern char bufprevcname[SETTINGS_TEXT_SIZE];
-
 // One SNMP pass of the local screen. mode, redraw, snmpUp and pagePending (the
 // information page is still to be drawn) are the caller's; key is the last one.
 void SNMP_actions(int key, int* mode, int* redraw, int* snmpUp, int* pagePending,

@@ -2,11 +2,14 @@
 
 #include "base/text.h"
 #include "screen/frame.h"
+#include "screen/layout_check.h"
 #include "snmp/snmplib.h"
-#include "status/tolvstat_agent.h"
+#include "status/tolvstat_panel.h"
+
+#include <iterator>
 
 // clang-format off
-const InfoObject SNMPINFO_OID[SNMP_INFO_OBJECTS] = {
+constexpr InfoObject SNMPINFO_OID[SNMP_INFO_OBJECTS] = {
     {".1.3.6.1.2.1.1.4.0",             "System Contact    : "},
     {".1.3.6.1.2.1.1.5.0",             "System Name       : "},
     {".1.3.6.1.2.1.1.6.0",             "System Location   : "},
@@ -40,35 +43,67 @@ namespace {
 
 constexpr char PAGE_PROMPT[] = "[r]-Redraw, [q]-Quit\t      ";
 
-// Information page: the first 19 objects that answer stand on the left.
+// Information page: the first 19 objects that answer stand on the left, from row 3 on,
+// the others on the right, from row 7 on.
 constexpr int INFO_TEXT_SIZE = 50;
 constexpr int INFO_LEFT_COUNT = 19;
 constexpr Place INFO_LEFT_PLACE = {3, 2};
 constexpr Place INFO_RIGHT_PLACE = {7, 42};
 constexpr int INFO_VALUE_OFFSET = 20; // from the label's column
 
+// Where the boxes' inner edges stand in the way of the first objects' long texts.
+constexpr Place EDGES_PLACE = {3, 38};
+constexpr int EDGES_ROWS = 4;
+constexpr int EDGES_WIDTH = 13;
+
+constexpr Place InfoPlace(int shown)
+{
+    return shown < INFO_LEFT_COUNT ? Below(INFO_LEFT_PLACE, shown)
+                                   : Below(INFO_RIGHT_PLACE, shown - INFO_LEFT_COUNT);
+}
+
+constexpr bool AreObjectsWhole()
+{
+    for (const InfoObject& info : SNMPINFO_OID) {
+        if (info.oid[0] != '.' || std::string_view(info.label).size() != INFO_VALUE_OFFSET)
+            return false;
+    }
+    return true;
+}
+
+static_assert(AreObjectsWhole() && sizeof(InfoObject) == 100);
+static_assert(IsOnScreen(KEY_PROMPT_PLACE, PAGE_PROMPT));
+static_assert(IsOnScreen(InfoPlace(INFO_LEFT_COUNT - 1),
+                         INFO_RIGHT_PLACE.col - INFO_LEFT_PLACE.col));
+static_assert(InfoPlace(SNMP_INFO_OBJECTS - 1).row < sb_p.row - 1);
+static_assert(INFO_RIGHT_PLACE.row == EDGES_PLACE.row + EDGES_ROWS);
+
+// Reads an object and, if it answers, shows it; whether it did.
+bool ShowObject(const InfoObject& info, Place place)
+{
+    ObjectText object;
+    if (!ReadObject(info.oid, object))
+        return false;
+    char text[INFO_TEXT_SIZE];
+    CopyField(text, object.text);
+    CleanString(text);
+    PutText(place, info.label);
+    PutText(RightOf(place, INFO_VALUE_OFFSET), text);
+    return true;
+}
+
 } // namespace
 
 void ScreenTwo()
 {
     BasicScreen(2);
-    PutTabbedText({sb_p.row, PROMPT_COL}, PAGE_PROMPT);
-    for (int row = 3; row <= 6; row++) // room for the long texts of the first objects
-        PutBlanks({row, 38}, 13);
+    PutTabbedText(KEY_PROMPT_PLACE, PAGE_PROMPT);
+    for (int row = 0; row < EDGES_ROWS; row++)
+        PutBlanks(Below(EDGES_PLACE, row), EDGES_WIDTH);
     int shown = 0;
     for (const InfoObject& info : SNMPINFO_OID) {
-        ObjectText object;
-        if (!ReadObject(info.oid, object))
-            continue;
-        char text[INFO_TEXT_SIZE];
-        CopyField(text, object.text);
-        CleanString(text);
-        bool isLeft = shown < INFO_LEFT_COUNT;
-        Place top = isLeft ? INFO_LEFT_PLACE : INFO_RIGHT_PLACE;
-        int row = top.row + (isLeft ? shown : shown - INFO_LEFT_COUNT);
-        PutText({row, top.col}, info.label);
-        PutText({row, top.col + INFO_VALUE_OFFSET}, text);
-        shown++;
+        if (ShowObject(info, InfoPlace(shown)))
+            shown++;
     }
     // Drawn last, across the fourth object's row: the page has always looked so.
     DrawBox(17, 79, 6, 0);

@@ -10,8 +10,8 @@ struct InfoObject {
 inline constexpr int SNMP_INFO_OBJECTS = 26;
 extern const InfoObject SNMPINFO_OID[SNMP_INFO_OBJECTS];
 
-// The information page: whatever of its 26 objects the agent answers.
+// Shows the information page: whatever of its 26 objects the agent answers.
 void ScreenTwo();
 
-// Writes the agent's two identification texts over the title's right part.
+// Shows the agent's two identification texts over the title's right part.
 void UPSname_model();

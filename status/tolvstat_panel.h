@@ -1,14 +1,15 @@
-// What the local and the remote screen share: the right panel with its scales
-// and bars, and the blinking of alarm texts.
+// What the local and the remote screen share: key prompts, alarms, and the right panel
+// with its scales and bars.
 #pragma once
 
 #include "screen/frame.h"
 #include "status/tolvstat_data.h"
 
-inline constexpr char SHUTDOWN_WARNING[] = "<<System is About to Shut Down>>";
-inline constexpr int SHUTDOWN_WARNING_LENGTH = 32;
+// Key prompts on the status bar: the local screen's, which stands without data too,
+// and the shorter one of the SNMP panels.
 inline constexpr char QUIT_PROMPT[] = "Type 'r' to Redraw, Type 'q' to Quit.";
-inline constexpr int QUIT_PROMPT_COL = 41; // on the status bar's row
+inline constexpr Place QUIT_PROMPT_PLACE = {sb_p.row, 41};
+inline constexpr Place KEY_PROMPT_PLACE = {sb_p.row, 51};
 
 // Lines of the right panel, the index into sw2_p and sw2_s.
 enum RightLine {
@@ -34,7 +35,16 @@ enum RightLine {
 extern const LayoutLine sw2_p[RIGHT_LINES];
 extern const char sw2_s[RIGHT_LINES][35];
 
-// All of them; their blanks and bar rules wipe the values and bars of the last pass.
+// Writes every label of a panel. A label wipes what stands in its own cells.
+template <size_t lines, size_t width>
+void DrawLabels(const LayoutLine (&places)[lines], const char (&labels)[lines][width])
+{
+    for (size_t line = 0; line < lines; line++)
+        PutTabbedText(LabelPlace(places[line]), labels[line]);
+}
+
+// The labels of the right panel. They wipe values and bars of the last pass up to
+// column 75; the end of a bar that was longer stays until the screen is cleared.
 void DrawRightLabels();
 
 // Writes text at the value column of a right-panel line.
@@ -48,6 +58,9 @@ int IsHighVoltage(int wholeVolts);
 
 // Writes an alarm text, in standout while phase is 1.
 void PutBlinking(Place place, const char* text, int phase);
+
+// Writes the blinking warning that the system is about to shut down, or wipes it.
+void PutShutdownWarning(Place place, bool isDue, int phase);
 
 // The five bars from inputVoltage, outputVoltage, loadPercent, batteryLevel (in
 // percent, negative = unknown) and inputFrequency. What is no number has no bar.

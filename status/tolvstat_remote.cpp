@@ -11,36 +11,43 @@
 
 #include <curses.h>
 
-// Whether the remote screen's agent answered in the pass before.
-int prevconnection = 0;
+// Whether the agent answered in the pass before.
+static int prevconnection = 0;
 
 namespace {
 
-// The remote screen's own state.
+// Everything the running screen owns.
 struct RemoteScreen {
+    const char* address;
+    const char* community;
+    StatusFields fields;
     int key;
     int snmpUp;
-    int connection;
+    int connection; // 1 = the agent answered in this pass
     int mode;
     int redraw;
 };
 
-void PaintRemotePass(RemoteScreen& screen, StatusFields& fields)
+void RenderSettings(StatusFields& fields, const PowerConfig& config)
 {
-    if (screen.snmpUp == 0 || screen.connection != 1) {
-        PaintNoData(&screen.mode, fields);
-        return;
-    }
+    CopyField(fields.nextShutdown, NO_EVENT);
+    CopyField(fields.nextPowerOn, NO_EVENT);
+    FormatText(fields.acFailDelayText, sizeof(fields.acFailDelayText), "%d", config.acFailDelay);
+    FormatText(fields.upsOffDelayText, sizeof(fields.upsOffDelayText), "%.1f",
+               static_cast<double>(config.upsOffDelay));
+}
+
+void ShowConnected(RemoteScreen& screen)
+{
     if (prevconnection != 1)
         StartPanelsAnew();
     if (screen.mode == MODE_PANELS)
-        PaintPanels(fields);
+        ShowPanels(screen.fields);
     else if (screen.redraw == 1) // never reached: no key of this screen leads there
         ScreenTwo();
 }
 
-void RunRemotePass(RemoteScreen& screen, StatusFields& fields, const char* address,
-                   const char* community)
+void RunRemotePass(RemoteScreen& screen)
 {
     TryToOpenSession(&screen.snmpUp);
     if (screen.snmpUp == 1)
@@ -49,9 +56,12 @@ void RunRemotePass(RemoteScreen& screen, StatusFields& fields, const char* addre
         clear();
         screen.redraw = 1;
     }
-    PaintRemotePass(screen, fields);
+    if (screen.snmpUp == 1 && screen.connection == 1)
+        ShowConnected(screen);
+    else
+        PaintNoData(&screen.mode, screen.fields);
     if (screen.mode == MODE_PANELS)
-        RemoteSNMPLeftText(address, community);
+        RemoteSNMPLeftText(screen.address, screen.community);
     refresh();
     screen.key = GetCH();
     if (screen.snmpUp == 1)
@@ -65,7 +75,7 @@ int tolvan_status_remote(const char* address, const char* community)
 {
     uname(&systemRecord);
     upsconf_load(address, community);
-    UPS_init();
+    UPS_init(); // the result is dropped: the first pass opens the session again. Kept.
     PowerConfig config = {};
     ScheduleEntry schedule[7];
     if (LoadOrCreateConfig(config, schedule) == 0) {
@@ -73,16 +83,10 @@ int tolvan_status_remote(const char* address, const char* community)
         return -1;
     }
     InitScreen();
-    StatusFields fields = {};
-    CopyField(fields.nextShutdown, NO_EVENT);
-    CopyField(fields.nextPowerOn, NO_EVENT);
-    FormatText(fields.acFailDelayText, sizeof(fields.acFailDelayText), "%d", config.acFailDelay);
-    FormatText(fields.upsOffDelayText, sizeof(fields.upsOffDelayText), "%.1f",
-               static_cast<double>(config.upsOffDelay));
-
-    RemoteScreen screen = {NO_KEY, 0, -1, MODE_PANELS, 0};
+    RemoteScreen screen = {address, community, {}, NO_KEY, 0, -1, MODE_PANELS, 0};
+    RenderSettings(screen.fields, config);
     while (screen.key != 'q')
-        RunRemotePass(screen, fields, address, community);
+        RunRemotePass(screen);
     if (screen.snmpUp == 1)
         UPS_close();
     return endwin();

@@ -112,3 +112,11 @@ def OrdinaryUser():
         return words
     # Root of a world that knows one user only: in an empty world nobody is left.
     return ["unshare", "--user"]
+
+
+def Refused(calls, error, when=1):
+    """The words before a command whose when-th and later use of these calls is refused."""
+    # A sanitizer cannot look for leaks in a program that is traced.
+    sanitizer = os.environ.get("ASAN_OPTIONS", "") + ":detect_leaks=0"
+    return ["env", "ASAN_OPTIONS=" + sanitizer, "strace", "-o", "/dev/null",
+            "-e", f"inject={calls}:error={error}:when={when}+"]

@@ -277,7 +277,11 @@ class Terminal:
             self._child.setwinsize(rows, cols)
 
     def signal(self, sig):
-        """Sends sig to the program itself and waits until it was delivered there."""
+        """Sends sig to the program itself and waits until it was delivered there; with shell=True
+        to the foreground group, and waits for nothing."""
+        if self.shell:
+            os.killpg(self._foreground(), sig)
+            return
         os.kill(self.pid, sig)
         self.wait_for(lambda: not IsPending(self.pid, sig) or not self.alive(),
                       what=f"signal {sig} taken")

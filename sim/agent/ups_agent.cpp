@@ -9,6 +9,8 @@
 #include <sys/select.h>
 #include <time.h>
 
+namespace {
+
 struct AgentOptions {
     const char* listen = "192.0.2.10";
     const char* community = "public";
@@ -21,24 +23,24 @@ struct OptionName {
     const char* AgentOptions::*member;
 };
 
-static constexpr OptionName kOptions[] = {
+constexpr OptionName OPTIONS[] = {
     {"--listen", &AgentOptions::listen},
     {"--community", &AgentOptions::community},
     {"--control", &AgentOptions::control},
     {"--scenario", &AgentOptions::scenario},
 };
 
-static volatile sig_atomic_t ending_;
+volatile sig_atomic_t isEnding;
 
-static void End(int)
+void End(int)
 {
-    ending_ = 1;
+    isEnding = 1;
 }
 
-static bool TakeOption(AgentOptions& options, const char* word, const char* value)
+bool TakeOption(AgentOptions& options, const char* word, const char* value)
 {
-    for (const OptionName& option : kOptions) {
-        if (std::strcmp(word, option.word) == 0) {
+    for (const OptionName& option : OPTIONS) {
+        if (strcmp(word, option.word) == 0) {
             options.*option.member = value;
             return true;
         }
@@ -46,23 +48,23 @@ static bool TakeOption(AgentOptions& options, const char* word, const char* valu
     return false;
 }
 
-static bool ParseOptions(AgentOptions& options, int argc, char** argv)
+bool ParseOptions(AgentOptions& options, int argc, char** argv)
 {
     for (int i = 1; i < argc; i += 2) {
         if (i + 1 >= argc || !TakeOption(options, argv[i], argv[i + 1]))
             return false;
     }
-    return options.scenario[0] == '\0' || std::strcmp(options.scenario, "demo") == 0;
+    return options.scenario[0] == '\0' || strcmp(options.scenario, "demo") == 0;
 }
 
-static double Now()
+double Now()
 {
     timespec now;
     clock_gettime(CLOCK_MONOTONIC, &now);
     return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) / 1e9;
 }
 
-static void Pass(ControlServer& server, UpsSim& sim)
+void Pass(ControlServer& server, UpsSim& sim)
 {
     fd_set readers;
     fd_set writers;
@@ -79,10 +81,10 @@ static void Pass(ControlServer& server, UpsSim& sim)
     ServeAgent(&readers);
 }
 
-static void Run(ControlServer& server, UpsSim& sim)
+void Run(ControlServer& server, UpsSim& sim)
 {
     double last = Now();
-    while (!ending_) {
+    while (!isEnding) {
         Pass(server, sim);
         double now = Now();
         AdvanceSim(sim, now - last);
@@ -90,12 +92,14 @@ static void Run(ControlServer& server, UpsSim& sim)
     }
 }
 
-static void CatchSignals()
+void CatchSignals()
 {
     signal(SIGTERM, End);
     signal(SIGINT, End);
     signal(SIGPIPE, SIG_IGN);
 }
+
+} // namespace
 
 int main(int argc, char** argv)
 {

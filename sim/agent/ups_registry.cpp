@@ -11,31 +11,33 @@
 
 #include <arpa/inet.h>
 
-static UpsSim* sim_;
-static netsnmp_handler_registration* registrations_[kUpsObjectCount];
+namespace {
 
-static void AnswerNumber(netsnmp_variable_list* variable, u_char type, long number)
+UpsSim* served;
+netsnmp_handler_registration* registrations[UPS_OBJECT_COUNT];
+
+void AnswerNumber(netsnmp_variable_list* variable, u_char type, long number)
 {
     // Integers travel as signed longs, the other three as unsigned 32 bits.
-    snmp_set_var_typed_value(variable, type, &number, sizeof number);
+    snmp_set_var_typed_value(variable, type, &number, sizeof(number));
 }
 
-static void AnswerObjectId(netsnmp_variable_list* variable, const std::string& text)
+void AnswerObjectId(netsnmp_variable_list* variable, const std::string& text)
 {
     oid name[MAX_OID_LEN];
     size_t length = MAX_OID_LEN;
-    if (read_objid(text.c_str(), name, &length))
+    if (read_objid(text.c_str(), name, &length) != 0)
         snmp_set_var_typed_value(variable, ASN_OBJECT_ID, name, length * sizeof(oid));
 }
 
-static void AnswerAddress(netsnmp_variable_list* variable, const std::string& text)
+void AnswerAddress(netsnmp_variable_list* variable, const std::string& text)
 {
     in_addr address = {};
     inet_pton(AF_INET, text.c_str(), &address);
-    snmp_set_var_typed_value(variable, ASN_IPADDRESS, &address.s_addr, sizeof address.s_addr);
+    snmp_set_var_typed_value(variable, ASN_IPADDRESS, &address.s_addr, sizeof(address.s_addr));
 }
 
-static void AnswerValue(netsnmp_variable_list* variable, const UpsValue& value)
+void AnswerValue(netsnmp_variable_list* variable, const UpsValue& value)
 {
     switch (value.type) {
     case ValueType::integer:
@@ -59,29 +61,29 @@ static void AnswerValue(netsnmp_variable_list* variable, const UpsValue& value)
     }
 }
 
-static int CheckWrite(int object, const netsnmp_variable_list* variable)
+int CheckWrite(int object, const netsnmp_variable_list* variable)
 {
-    if (sim_->faults.object[object].missing)
+    if (served->faults.object[object].missing)
         return SNMP_ERR_NOSUCHNAME;
-    if (kUpsObjects[object].command == UpsCommand::count)
+    if (UPS_OBJECTS[object].command == UpsCommand::count)
         return SNMP_ERR_NOTWRITABLE;
     if (variable->type != ASN_INTEGER)
         return SNMP_ERR_WRONGTYPE;
     return *variable->val.integer < 0 ? SNMP_ERR_WRONGVALUE : SNMP_ERR_NOERROR;
 }
 
-static int ServeObject(int object, int mode, netsnmp_variable_list* variable)
+int ServeObject(int object, int mode, netsnmp_variable_list* variable)
 {
     switch (mode) {
     case MODE_GET:
-        if (sim_->faults.object[object].missing)
+        if (served->faults.object[object].missing)
             return SNMP_NOSUCHINSTANCE;
-        AnswerValue(variable, CurrentValue(*sim_, object));
+        AnswerValue(variable, CurrentValue(*served, object));
         return SNMP_ERR_NOERROR;
     case MODE_SET_RESERVE1:
         return CheckWrite(object, variable);
     case MODE_SET_COMMIT:
-        return WriteCommand(sim_->model, kUpsObjects[object].command, *variable->val.integer)
+        return WriteCommand(served->model, UPS_OBJECTS[object].command, *variable->val.integer)
                    ? SNMP_ERR_NOERROR
                    : SNMP_ERR_COMMITFAILED;
     default:
@@ -89,11 +91,11 @@ static int ServeObject(int object, int mode, netsnmp_variable_list* variable)
     }
 }
 
-static int HandleObject(netsnmp_mib_handler*, netsnmp_handler_registration* registration,
-                        netsnmp_agent_request_info* info, netsnmp_request_info* requests)
+int HandleObject(netsnmp_mib_handler*, netsnmp_handler_registration* registration,
+                 netsnmp_agent_request_info* info, netsnmp_request_info* requests)
 {
     int object =
-        static_cast<int>(static_cast<const UpsObject*>(registration->my_reg_void) - kUpsObjects);
+        static_cast<int>(static_cast<const UpsObject*>(registration->my_reg_void) - UPS_OBJECTS);
     for (; requests; requests = requests->next) {
         int status = ServeObject(object, info->mode, requests->requestvb);
         if (status != SNMP_ERR_NOERROR)
@@ -102,27 +104,29 @@ static int HandleObject(netsnmp_mib_handler*, netsnmp_handler_registration* regi
     return SNMP_ERR_NOERROR;
 }
 
-static bool RegisterObject(int object)
+bool RegisterObject(int object)
 {
     oid name[MAX_OID_LEN];
     size_t length = MAX_OID_LEN;
-    if (!read_objid(kUpsObjects[object].oid, name, &length))
+    if (read_objid(UPS_OBJECTS[object].oid, name, &length) == 0)
         return false;
     netsnmp_handler_registration* registration = netsnmp_create_handler_registration(
-        kUpsObjects[object].name, HandleObject, name, length, HANDLER_CAN_RWRITE);
-    if (!registration)
+        UPS_OBJECTS[object].name, HandleObject, name, length, HANDLER_CAN_RWRITE);
+    if (registration == nullptr)
         return false;
-    registration->my_reg_void = const_cast<UpsObject*>(&kUpsObjects[object]);
+    registration->my_reg_void = const_cast<UpsObject*>(&UPS_OBJECTS[object]);
     if (netsnmp_register_instance(registration) != MIB_REGISTERED_OK)
         return false;
-    registrations_[object] = registration;
+    registrations[object] = registration;
     return true;
 }
 
+} // namespace
+
 bool RegisterObjects(UpsSim& sim)
 {
-    sim_ = &sim;
-    for (int object = 0; object < kUpsObjectCount; object++) {
+    served = &sim;
+    for (int object = 0; object < UPS_OBJECT_COUNT; object++) {
         if (!RegisterObject(object))
             return false;
     }
@@ -131,8 +135,8 @@ bool RegisterObjects(UpsSim& sim)
 
 void UnregisterObjects()
 {
-    for (netsnmp_handler_registration*& registration : registrations_) {
-        if (registration)
+    for (netsnmp_handler_registration*& registration : registrations) {
+        if (registration != nullptr)
             netsnmp_unregister_handler(registration);
         registration = nullptr;
     }

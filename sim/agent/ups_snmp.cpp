@@ -11,11 +11,13 @@
 #include "sim/agent/ups_registry.h"
 #include "sim/agent/ups_snmp.h"
 
-static UpsSim* sim_;
-static std::string community_;
-static netsnmp_session* session_;
+namespace {
 
-static std::string OidText(const netsnmp_variable_list* variable)
+UpsSim* served;
+std::string admitted;
+netsnmp_session* agentSession;
+
+std::string OidText(const netsnmp_variable_list* variable)
 {
     std::string text;
     for (size_t i = 0; i < variable->name_length; i++)
@@ -23,7 +25,7 @@ static std::string OidText(const netsnmp_variable_list* variable)
     return text;
 }
 
-static std::string WrittenText(const netsnmp_variable_list* variable)
+std::string WrittenText(const netsnmp_variable_list* variable)
 {
     if (variable->type == ASN_INTEGER)
         return FormatValue({ValueType::integer, *variable->val.integer, ""});
@@ -34,7 +36,7 @@ static std::string WrittenText(const netsnmp_variable_list* variable)
     return "other";
 }
 
-static const char* RequestName(int command)
+const char* RequestName(int command)
 {
     switch (command) {
     case SNMP_MSG_GET:
@@ -48,17 +50,17 @@ static const char* RequestName(int command)
     }
 }
 
-static bool Admitted(const netsnmp_pdu* pdu)
+bool Admitted(const netsnmp_pdu* pdu)
 {
-    return pdu->version == SNMP_VERSION_1 && RequestName(pdu->command) &&
-           pdu->community_len == community_.size() &&
-           memcmp(pdu->community, community_.data(), community_.size()) == 0;
+    return pdu->version == SNMP_VERSION_1 && RequestName(pdu->command) != nullptr &&
+           pdu->community_len == admitted.size() &&
+           memcmp(pdu->community, admitted.data(), admitted.size()) == 0;
 }
 
-static std::string DescribeRequest(const netsnmp_pdu* pdu)
+std::string DescribeRequest(const netsnmp_pdu* pdu)
 {
     std::string line = RequestName(pdu->command);
-    for (const netsnmp_variable_list* variable = pdu->variables; variable;
+    for (const netsnmp_variable_list* variable = pdu->variables; variable != nullptr;
          variable = variable->next_variable) {
         line.append(" ").append(OidText(variable));
         if (pdu->command == SNMP_MSG_SET)
@@ -67,101 +69,101 @@ static std::string DescribeRequest(const netsnmp_pdu* pdu)
     return line;
 }
 
-static UpsMisbehaviour RequestMisbehaviour(const netsnmp_pdu* pdu)
+UpsMisbehaviour RequestMisbehaviour(const netsnmp_pdu* pdu)
 {
-    UpsMisbehaviour misbehaviour = StartMisbehaviour(sim_->faults);
-    for (const netsnmp_variable_list* variable = pdu->variables; variable;
+    UpsMisbehaviour misbehaviour = StartMisbehaviour(served->faults);
+    for (const netsnmp_variable_list* variable = pdu->variables; variable != nullptr;
          variable = variable->next_variable) {
         int object = FindObject(OidText(variable));
         if (object >= 0)
-            AddMisbehaviour(misbehaviour, sim_->faults.object[object]);
+            AddMisbehaviour(misbehaviour, served->faults.object[object]);
     }
     return misbehaviour;
 }
 
 // Sends the request back as its own answer, with that error status.
-static void AnswerUnserved(netsnmp_session* session, netsnmp_pdu* request, int status)
+void AnswerUnserved(netsnmp_session* session, netsnmp_pdu* request, int status)
 {
     netsnmp_pdu* answer = snmp_clone_pdu(request);
-    if (!answer)
+    if (answer == nullptr)
         return;
     answer->command = SNMP_MSG_RESPONSE;
     answer->errstat = status;
-    answer->errindex = status ? 1 : 0;
-    if (!snmp_send(session, answer))
+    answer->errindex = status != 0 ? 1 : 0;
+    if (snmp_send(session, answer) == 0)
         snmp_free_pdu(answer);
 }
 
 // The agent library takes a null value for a missing one, so it must not see these.
-static bool AsksForNull(const netsnmp_pdu* pdu)
+bool AsksForNull(const netsnmp_pdu* pdu)
 {
-    if (pdu->command != SNMP_MSG_GET || !pdu->variables || pdu->variables->next_variable)
+    if (pdu->command != SNMP_MSG_GET || pdu->variables == nullptr ||
+        pdu->variables->next_variable != nullptr)
         return false;
     int object = FindObject(OidText(pdu->variables));
-    return object >= 0 && !sim_->faults.object[object].missing &&
-           CurrentValue(*sim_, object).type == ValueType::null;
+    return object >= 0 && !served->faults.object[object].missing &&
+           CurrentValue(*served, object).type == ValueType::null;
 }
 
-static void Answer(int operation, netsnmp_session* session, int requestId, netsnmp_pdu* pdu)
+void Answer(int operation, netsnmp_session* session, int requestId, netsnmp_pdu* pdu)
 {
     // Far from the numbers that a requester counts through, so it never fits a later request.
-    static constexpr long kOtherId = 0x40000000;
+    static constexpr long OTHER_ID = 0x40000000;
     UpsMisbehaviour misbehaviour = RequestMisbehaviour(pdu);
     if (misbehaviour.silent)
         return;
     if (misbehaviour.otherId)
-        pdu->reqid ^= kOtherId;
+        pdu->reqid ^= OTHER_ID;
     DelayAnswers(misbehaviour.delay);
-    if (misbehaviour.errorStatus || AsksForNull(pdu))
+    if (misbehaviour.errorStatus != 0 || AsksForNull(pdu))
         AnswerUnserved(session, pdu, misbehaviour.errorStatus);
     else
         handle_snmp_packet(operation, session, requestId, pdu, nullptr);
     DelayAnswers(0);
 }
 
-static int HandlePacket(int operation, netsnmp_session* session, int requestId, netsnmp_pdu* pdu,
-                        void*)
+int HandlePacket(int operation, netsnmp_session* session, int requestId, netsnmp_pdu* pdu, void*)
 {
     if (operation != NETSNMP_CALLBACK_OP_RECEIVED_MESSAGE)
         return 1;
     if (!Admitted(pdu)) {
-        LogDatagram(*sim_, "refused");
+        LogDatagram(*served, "refused");
         return 1;
     }
-    LogDatagram(*sim_, DescribeRequest(pdu));
+    LogDatagram(*served, DescribeRequest(pdu));
     Answer(operation, session, requestId, pdu);
     return 1;
 }
 
-static int CheckParse(netsnmp_session*, netsnmp_pdu*, int result)
+int CheckParse(netsnmp_session*, netsnmp_pdu*, int result)
 {
     if (result != SNMP_ERR_NOERROR)
-        LogDatagram(*sim_, "malformed");
+        LogDatagram(*served, "malformed");
     return result == SNMP_ERR_NOERROR;
 }
 
 // The community was checked on arrival; from there on every registered object is open.
-static int AllowAccess(int, int, void* parameters, void*)
+int AllowAccess(int, int, void* parameters, void*)
 {
     static_cast<view_parameters*>(parameters)->errorcode = VACM_SUCCESS;
     return 0;
 }
 
 // Nothing of the library's own is to be read from disk or left there.
-static void SilenceLibrary()
+void SilenceLibrary()
 {
-    static constexpr int kSwitches[] = {
+    static constexpr int SWITCHES[] = {
         NETSNMP_DS_LIB_DONT_READ_CONFIGS,       NETSNMP_DS_LIB_DONT_PERSIST_STATE,
         NETSNMP_DS_LIB_DISABLE_PERSISTENT_LOAD, NETSNMP_DS_LIB_DISABLE_PERSISTENT_SAVE,
         NETSNMP_DS_LIB_DONT_LOAD_HOST_FILES,    NETSNMP_DS_LIB_ALARM_DONT_USE_SIG,
     };
-    for (int which : kSwitches)
+    for (int which : SWITCHES)
         netsnmp_ds_set_boolean(NETSNMP_DS_LIBRARY_ID, which, 1);
     setenv("MIBS", "", 1);
     snmp_disable_log();
 }
 
-static bool OpenSession(const char* address)
+bool OpenSession(const char* address)
 {
     netsnmp_session settings;
     snmp_sess_init(&settings);
@@ -169,19 +171,21 @@ static bool OpenSession(const char* address)
     settings.callback = HandlePacket;
     settings.flags = SNMP_FLAGS_RESP_CALLBACK;
     std::string place = "udp:";
-    place.append(address).append(strchr(address, ':') ? "" : ":161");
+    place.append(address).append(strchr(address, ':') != nullptr ? "" : ":161");
     netsnmp_transport* transport = netsnmp_tdomain_transport(place.c_str(), 1, "udp");
-    if (!transport)
+    if (transport == nullptr)
         return false;
     DelayThrough(transport);
-    session_ = snmp_add(&settings, transport, nullptr, CheckParse); // owns the transport
-    return session_ != nullptr;
+    agentSession = snmp_add(&settings, transport, nullptr, CheckParse); // owns the transport
+    return agentSession != nullptr;
 }
+
+} // namespace
 
 bool OpenAgent(UpsSim& sim, const char* address, const char* community)
 {
-    sim_ = &sim;
-    community_ = community;
+    served = &sim;
+    admitted = community;
     SilenceLibrary();
     netsnmp_session unused; // starts the library without its configuration
     snmp_sess_init(&unused);
@@ -211,9 +215,9 @@ void ServeAgent(fd_set* readers)
 void CloseAgent()
 {
     DropLateAnswers();
-    if (session_)
-        snmp_close(session_);
-    session_ = nullptr;
+    if (agentSession != nullptr)
+        snmp_close(agentSession);
+    agentSession = nullptr;
     UnregisterObjects();
     shutdown_agent();
 }

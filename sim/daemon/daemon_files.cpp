@@ -5,16 +5,18 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-static constexpr const char* kStatusFile = "/etc/wardenlink/wardenlink.q1";
-static constexpr const char* kRatingFile = "/etc/wardenlink/wardenlink.rtg";
-static constexpr const char* kModelFile = "/etc/wardenlink/wardenlink.mdl";
+namespace {
+
+constexpr const char* STATUS_FILE = "/etc/wardenlink/wardenlink.q1";
+constexpr const char* RATING_FILE = "/etc/wardenlink/wardenlink.rtg";
+constexpr const char* MODEL_FILE = "/etc/wardenlink/wardenlink.mdl";
 
 // Company 15, model 10 and firmware version 10 characters wide.
-static constexpr char kModelReply[] = "#WardenLink Lab  SIM-1000   1.20      \r";
-static constexpr char kRatingReply[] = "#230.0 004 012.0 50.0\r";
-static_assert(sizeof kModelReply == 39 + 1 && sizeof kRatingReply == 22 + 1);
+constexpr char MODEL_REPLY[] = "#WardenLink Lab  SIM-1000   1.20      \r";
+constexpr char RATING_REPLY[] = "#230.0 004 012.0 50.0\r";
+static_assert(sizeof(MODEL_REPLY) == 39 + 1 && sizeof(RATING_REPLY) == 22 + 1);
 
-static void Replace(const char* path, const std::string& content)
+void Replace(const char* path, const std::string& content)
 {
     std::string fresh = std::string(path) + ".new";
     int fd = open(fresh.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
@@ -28,12 +30,12 @@ static void Replace(const char* path, const std::string& content)
 }
 
 // Values that a field of the reply cannot hold stop at its edge: the widths are fixed.
-static double Fit(double value, double most)
+double Fit(double value, double most)
 {
     return std::clamp(value, 0.0, most);
 }
 
-static std::string StatusBits(const UpsReadings& readings)
+std::string StatusBits(const UpsReadings& readings)
 {
     std::string bits = "00000000";
     bits[0] = readings.mains ? '0' : '1';
@@ -44,10 +46,10 @@ static std::string StatusBits(const UpsReadings& readings)
     return bits;
 }
 
-static std::string StatusReply(const UpsReadings& readings)
+std::string StatusReply(const UpsReadings& readings)
 {
     char line[64];
-    snprintf(line, sizeof line, "(%05.1f %05.1f %05.1f %03.0f %04.1f %04.1f %04.1f %s\r",
+    snprintf(line, sizeof(line), "(%05.1f %05.1f %05.1f %03.0f %04.1f %04.1f %04.1f %s\r",
              Fit(readings.inputVolts, 999.9), Fit(readings.faultVolts, 999.9),
              Fit(readings.outputVolts, 999.9), Fit(readings.loadPercent, 999.0),
              Fit(readings.inputHertz, 99.9), Fit(readings.batteryVolts, 99.9),
@@ -55,16 +57,18 @@ static std::string StatusReply(const UpsReadings& readings)
     return line;
 }
 
+} // namespace
+
 void WriteReplyFiles(const UpsReadings& readings)
 {
-    Replace(kStatusFile, StatusReply(readings));
-    Replace(kRatingFile, kRatingReply);
-    Replace(kModelFile, kModelReply);
+    Replace(STATUS_FILE, StatusReply(readings));
+    Replace(RATING_FILE, RATING_REPLY);
+    Replace(MODEL_FILE, MODEL_REPLY);
 }
 
 void RemoveReplyFiles()
 {
-    unlink(kStatusFile);
-    unlink(kRatingFile);
-    unlink(kModelFile);
+    unlink(STATUS_FILE);
+    unlink(RATING_FILE);
+    unlink(MODEL_FILE);
 }

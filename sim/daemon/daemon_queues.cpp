@@ -4,39 +4,43 @@
 #include <sys/ipc.h>
 #include <sys/msg.h>
 
+namespace {
+
 struct Message {
     long type;
     char text[100];
 };
 
-enum MessageType : long { kPresence = 4, kControl = 5, kUpsCommand = 9 };
+enum MessageType : long { PRESENCE = 4, CONTROL = 5, UPS_COMMAND = 9 };
 
-static constexpr char kHeartbeatQueue = '2';
-static constexpr char kDaemonControlQueue = '3';
-static constexpr char kCommandQueue = '5';
-static constexpr msgqnum_t kMostPresence = 6;
+constexpr char HEARTBEAT_QUEUE = '2';
+constexpr char DAEMON_CONTROL_QUEUE = '3';
+constexpr char COMMAND_QUEUE = '5';
+constexpr msgqnum_t MOST_PRESENCE = 6;
 
 // Opened anew for each use: the front-end may remove a queue at any time.
-static int OpenQueue(char id)
+int OpenQueue(char id)
 {
     key_t key = ftok("/etc/wardenlink", id);
     return key == -1 ? -1 : msgget(key, IPC_CREAT | 0666);
 }
 
-static bool Take(int queue, long type, std::string* text)
+bool Take(int queue, long type, std::string* text)
 {
     Message message = {};
-    ssize_t size = msgrcv(queue, &message, sizeof message.text, type, IPC_NOWAIT | MSG_NOERROR);
+    ssize_t size = msgrcv(queue, &message, sizeof(message.text), type, IPC_NOWAIT | MSG_NOERROR);
     if (size < 0)
         return false;
     text->assign(message.text, strnlen(message.text, static_cast<size_t>(size)));
     return true;
 }
 
+} // namespace
+
 void DiscardOldOrders()
 {
     std::string text;
-    for (char id : {kDaemonControlQueue, kCommandQueue}) {
+    for (char id : {DAEMON_CONTROL_QUEUE, COMMAND_QUEUE}) {
         int queue = OpenQueue(id);
         while (Take(queue, 0, &text)) {
         }
@@ -45,26 +49,26 @@ void DiscardOldOrders()
 
 void SendPresence()
 {
-    static constexpr char kText[] = "alive";
-    int queue = OpenQueue(kHeartbeatQueue);
+    static constexpr char TEXT[] = "alive";
+    int queue = OpenQueue(HEARTBEAT_QUEUE);
     std::string old;
     msqid_ds status = {};
-    while (msgctl(queue, IPC_STAT, &status) == 0 && status.msg_qnum >= kMostPresence) {
+    while (msgctl(queue, IPC_STAT, &status) == 0 && status.msg_qnum >= MOST_PRESENCE) {
         if (!Take(queue, 0, &old))
             break;
     }
     Message message = {};
-    message.type = kPresence;
-    std::memcpy(message.text, kText, sizeof kText);
-    msgsnd(queue, &message, sizeof kText - 1, IPC_NOWAIT);
+    message.type = PRESENCE;
+    memcpy(message.text, TEXT, sizeof(TEXT));
+    msgsnd(queue, &message, sizeof(TEXT) - 1, IPC_NOWAIT);
 }
 
 bool TakeControlText(std::string* text)
 {
-    return Take(OpenQueue(kDaemonControlQueue), kControl, text);
+    return Take(OpenQueue(DAEMON_CONTROL_QUEUE), CONTROL, text);
 }
 
 bool TakeUpsCommand(std::string* text)
 {
-    return Take(OpenQueue(kCommandQueue), kUpsCommand, text);
+    return Take(OpenQueue(COMMAND_QUEUE), UPS_COMMAND, text);
 }

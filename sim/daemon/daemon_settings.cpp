@@ -14,6 +14,6 @@ void RereadSettings()
            "turn-off delay %.1f, device %.29s, agent %.29s%s\n",
            config.commMode, config.acFailDelay, config.battLowDelay,
            static_cast<double>(config.upsOffDelay), config.comPort, config.snmpIp,
-           read ? "" : " (not all files readable)");
+           read != 0 ? "" : " (not all files readable)");
     fflush(stdout);
 }

@@ -6,8 +6,10 @@
 
 #include <cstdlib>
 
+namespace {
+
 // The text behind a key of the state's lines; empty when the key is not there.
-static std::string Find(const std::string& state, const char* key)
+std::string Find(const std::string& state, const char* key)
 {
     std::string start = std::string("  ") + key + " ";
     size_t at = state.compare(0, start.size(), start) == 0 ? 0 : state.find("\n" + start);
@@ -17,12 +19,12 @@ static std::string Find(const std::string& state, const char* key)
     return state.substr(at, state.find('\n', at) - at);
 }
 
-static double FindNumber(const std::string& state, const char* key)
+double FindNumber(const std::string& state, const char* key)
 {
-    return std::strtod(Find(state, key).c_str(), nullptr);
+    return strtod(Find(state, key).c_str(), nullptr);
 }
 
-static UpsReadings ParseState(const std::string& state)
+UpsReadings ParseState(const std::string& state)
 {
     UpsReadings readings;
     readings.inputVolts = FindNumber(state, "input");
@@ -39,6 +41,8 @@ static UpsReadings ParseState(const std::string& state)
     readings.beeping = Find(state, "beeping") == "on";
     return readings;
 }
+
+} // namespace
 
 void AdvanceSource(UpsSource& source, double seconds)
 {

@@ -11,32 +11,34 @@
 #include <time.h>
 #include <unistd.h>
 
-static constexpr const char* kLockFile = "/run/wardenlink-daemon.lock";
-static constexpr const char* kDefaultControl = "/run/wardenlink-sim.sock";
+namespace {
 
-static volatile sig_atomic_t ending_;
+constexpr const char* LOCK_FILE = "/run/wardenlink-daemon.lock";
+constexpr const char* DEFAULT_CONTROL = "/run/wardenlink-sim.sock";
 
-static void End(int)
+volatile sig_atomic_t isEnding;
+
+void End(int)
 {
-    ending_ = 1;
+    isEnding = 1;
 }
 
 // Held as long as the process lives; a second daemon finds it taken.
-static bool TakeLock()
+bool TakeLock()
 {
-    int fd = open(kLockFile, O_RDWR | O_CREAT | O_CLOEXEC, 0644);
+    int fd = open(LOCK_FILE, O_RDWR | O_CREAT | O_CLOEXEC, 0644);
     return fd >= 0 && flock(fd, LOCK_EX | LOCK_NB) == 0;
 }
 
 // Started from a terminal, it outlives the terminal's keys and the terminal itself.
-static void SetUpSignals()
+void SetUpSignals()
 {
     for (int number : {SIGINT, SIGHUP, SIGQUIT, SIGTSTP, SIGTTOU, SIGPIPE})
         signal(number, SIG_IGN);
     signal(SIGTERM, End);
 }
 
-static double Now()
+double Now()
 {
     timespec now;
     clock_gettime(CLOCK_MONOTONIC, &now);
@@ -44,36 +46,36 @@ static double Now()
 }
 
 // The first position that holds '1' decides.
-static void ObeyControlText(const std::string& text)
+void ObeyControlText(const std::string& text)
 {
     size_t position = text.substr(0, 3).find('1');
     if (position == 0)
-        ending_ = 1;
+        isEnding = 1;
     else if (position == 1)
         RereadSettings();
 }
 
-static void ObeyQueues(UpsSource& source)
+void ObeyQueues(UpsSource& source)
 {
     std::string text;
-    while (!ending_ && TakeControlText(&text))
+    while (!isEnding && TakeControlText(&text))
         ObeyControlText(text);
-    while (!ending_ && TakeUpsCommand(&text))
+    while (!isEnding && TakeUpsCommand(&text))
         PassCommand(source, text);
 }
 
-static void Tick(UpsSource& source)
+void Tick(UpsSource& source)
 {
     SendPresence();
     WriteReplyFiles(TakeReadings(source));
 }
 
-static void Run(UpsSource& source)
+void Run(UpsSource& source)
 {
-    static constexpr timespec kPause = {0, 100000000};
+    static constexpr timespec PAUSE = {0, 100000000};
     double last = Now();
     double next = last;
-    while (!ending_) {
+    while (!isEnding) {
         double now = Now();
         AdvanceSource(source, now - last);
         last = now;
@@ -82,10 +84,12 @@ static void Run(UpsSource& source)
             next = now + 1.0;
         }
         ObeyQueues(source);
-        if (!ending_)
-            nanosleep(&kPause, nullptr);
+        if (!isEnding)
+            nanosleep(&PAUSE, nullptr);
     }
 }
+
+} // namespace
 
 int main()
 {
@@ -94,7 +98,7 @@ int main()
     if (!TakeLock())
         return 1;
     UpsSource source;
-    source.control = control ? control : kDefaultControl;
+    source.control = control != nullptr ? control : DEFAULT_CONTROL;
     DiscardOldOrders();
     Run(source);
     RemoveReplyFiles();

@@ -3,17 +3,19 @@
 #include <cctype>
 #include <cstring>
 
-static constexpr double kSelfTestSeconds = 10.0;
-static constexpr double kSignalSeconds = 10.0; // flashing, beeping, indicator test
-static constexpr long kDoIt = 2;               // any other value only stays readable
+namespace {
 
-static void Schedule(UpsModel& model, PendingAction action)
+constexpr double SELF_TEST_SECONDS = 10.0;
+constexpr double SIGNAL_SECONDS = 10.0; // flashing, beeping, indicator test
+constexpr long DO_IT = 2;               // any other value only stays readable
+
+void Schedule(UpsModel& model, PendingAction action)
 {
     model.pending = action;
     model.pendingLeft = static_cast<double>(model.written[static_cast<int>(UpsCommand::offDelay)]);
 }
 
-static void StartTest(UpsModel& model, UpsTest test, double seconds)
+void StartTest(UpsModel& model, UpsTest test, double seconds)
 {
     if (!OutputOn(model))
         return;
@@ -21,7 +23,7 @@ static void StartTest(UpsModel& model, UpsTest test, double seconds)
     model.testLeft = seconds;
 }
 
-static void Cancel(UpsModel& model)
+void Cancel(UpsModel& model)
 {
     EndTest(model);
     model.pending = PendingAction::none;
@@ -32,7 +34,7 @@ static void Cancel(UpsModel& model)
     model.offLeft = 0.0;
 }
 
-static void Act(UpsModel& model, UpsCommand command)
+void Act(UpsModel& model, UpsCommand command)
 {
     switch (command) {
     case UpsCommand::conserve:
@@ -47,14 +49,14 @@ static void Act(UpsModel& model, UpsCommand command)
         model.failureSimulated = OutputOn(model);
         return;
     case UpsCommand::flash:
-        model.flashLeft = model.beepLeft = kSignalSeconds;
+        model.flashLeft = model.beepLeft = SIGNAL_SECONDS;
         return;
     case UpsCommand::cancel:
         return Cancel(model);
     case UpsCommand::selfTest:
-        return StartTest(model, UpsTest::selfTest, kSelfTestSeconds);
+        return StartTest(model, UpsTest::selfTest, SELF_TEST_SECONDS);
     case UpsCommand::lampTest:
-        model.lampLeft = kSignalSeconds;
+        model.lampLeft = SIGNAL_SECONDS;
         return;
     case UpsCommand::calibrate:
         return StartTest(model, UpsTest::calibration, 0.0);
@@ -63,25 +65,31 @@ static void Act(UpsModel& model, UpsCommand command)
     }
 }
 
+} // namespace
+
 bool WriteCommand(UpsModel& model, UpsCommand command, long value)
 {
     if (value < 0)
         return false;
     model.written[static_cast<int>(command)] = value;
-    if (value == kDoIt)
+    if (value == DO_IT)
         Act(model, command);
     return true;
 }
 
-static bool TimedTest(UpsModel& model, const char* digits)
+namespace {
+
+bool TimedTest(UpsModel& model, const char* digits)
 {
-    if (std::strlen(digits) != 2 || !std::isdigit(static_cast<unsigned char>(digits[0])) ||
-        !std::isdigit(static_cast<unsigned char>(digits[1])))
+    if (strlen(digits) != 2 || !isdigit(static_cast<unsigned char>(digits[0])) ||
+        !isdigit(static_cast<unsigned char>(digits[1])))
         return false;
     int minutes = (digits[0] - '0') * 10 + (digits[1] - '0');
     StartTest(model, UpsTest::timed, 60.0 * minutes);
     return true;
 }
+
+} // namespace
 
 bool SerialCommand(UpsModel& model, const char* letters)
 {
@@ -91,7 +99,7 @@ bool SerialCommand(UpsModel& model, const char* letters)
         return false;
     switch (letters[0]) {
     case 'a':
-        StartTest(model, UpsTest::selfTest, kSelfTestSeconds);
+        StartTest(model, UpsTest::selfTest, SELF_TEST_SECONDS);
         return true;
     case 'b':
         StartTest(model, UpsTest::untilLow, 0.0);

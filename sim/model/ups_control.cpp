@@ -8,9 +8,11 @@
 #include <cstdlib>
 #include <vector>
 
+namespace {
+
 using Words = std::vector<std::string>;
 
-static const std::string kDone = "ok\n";
+const std::string DONE = "ok\n";
 
 struct Verb {
     const char* word;
@@ -19,12 +21,12 @@ struct Verb {
     std::string (*act)(UpsSim& sim, const Words& words, const std::string& line);
 };
 
-static std::string Refuse(const std::string& text)
+std::string Refuse(const std::string& text)
 {
     return "error " + text + "\n";
 }
 
-static Words SplitWords(const std::string& line)
+Words SplitWords(const std::string& line)
 {
     Words words;
     size_t at = 0;
@@ -37,7 +39,7 @@ static Words SplitWords(const std::string& line)
 }
 
 // What stands behind the first `count` words and one separator, blanks included.
-static std::string RestOfLine(const std::string& line, int count)
+std::string RestOfLine(const std::string& line, int count)
 {
     size_t at = 0;
     for (int i = 0; i < count; i++) {
@@ -47,21 +49,21 @@ static std::string RestOfLine(const std::string& line, int count)
     return at < line.size() ? line.substr(at + 1) : "";
 }
 
-static bool ReadNumber(const std::string& text, double least, double most, double* number)
+bool ReadNumber(const std::string& text, double least, double most, double* number)
 {
     char* end = nullptr;
-    *number = std::strtod(text.c_str(), &end);
+    *number = strtod(text.c_str(), &end);
     return *end == '\0' && !text.empty() && *number >= least && *number <= most;
 }
 
-static bool ReadSwitch(const std::string& text, bool* on)
+bool ReadSwitch(const std::string& text, bool* on)
 {
     *on = text == "on";
     return text == "on" || text == "off";
 }
 
 // The faults that a command means: those of the object named by the word at `at`, or of all.
-static UpsFault* FindFault(UpsSim& sim, const Words& words, size_t at)
+UpsFault* FindFault(UpsSim& sim, const Words& words, size_t at)
 {
     if (words.size() <= at)
         return &sim.faults.all;
@@ -69,56 +71,56 @@ static UpsFault* FindFault(UpsSim& sim, const Words& words, size_t at)
     return object < 0 ? nullptr : &sim.faults.object[object];
 }
 
-static std::string SwitchFault(UpsSim& sim, const Words& words, bool UpsFault::*member)
+std::string SwitchFault(UpsSim& sim, const Words& words, bool UpsFault::*member)
 {
     UpsFault* fault = FindFault(sim, words, 2);
     bool on = false;
-    if (!fault)
+    if (fault == nullptr)
         return Refuse("no such object");
     if (!ReadSwitch(words[1], &on))
         return Refuse("on or off expected");
     fault->*member = on;
-    return kDone;
+    return DONE;
 }
 
-static std::string DoReset(UpsSim& sim, const Words&, const std::string&)
+std::string DoReset(UpsSim& sim, const Words&, const std::string&)
 {
     ResetSim(sim);
-    return kDone;
+    return DONE;
 }
 
-static std::string DoGet(UpsSim& sim, const Words& words, const std::string&)
+std::string DoGet(UpsSim& sim, const Words& words, const std::string&)
 {
     int object = FindObject(words[1]);
     if (object < 0)
         return Refuse("no such object");
-    return "  " + FormatValue(CurrentValue(sim, object)) + "\n" + kDone;
+    return "  " + FormatValue(CurrentValue(sim, object)) + "\n" + DONE;
 }
 
-static std::string DoSet(UpsSim& sim, const Words& words, const std::string& line)
+std::string DoSet(UpsSim& sim, const Words& words, const std::string& line)
 {
     UpsFault* fault = FindFault(sim, words, 1);
     UpsValue value;
-    if (!fault)
+    if (fault == nullptr)
         return Refuse("no such object");
     if (!ParseValue(words[2], RestOfLine(line, 3), &value))
         return Refuse("bad type or value");
     fault->overridden = true;
     fault->value = value;
-    return kDone;
+    return DONE;
 }
 
-static std::string DoUnset(UpsSim& sim, const Words& words, const std::string&)
+std::string DoUnset(UpsSim& sim, const Words& words, const std::string&)
 {
     UpsFault* fault = FindFault(sim, words, 1);
-    if (!fault)
+    if (fault == nullptr)
         return Refuse("no such object");
     fault->overridden = false;
     fault->value = UpsValue();
-    return kDone;
+    return DONE;
 }
 
-static std::string DoMains(UpsSim& sim, const Words& words, const std::string&)
+std::string DoMains(UpsSim& sim, const Words& words, const std::string&)
 {
     if (words[1] == "fail")
         FailMains(sim.model);
@@ -126,10 +128,10 @@ static std::string DoMains(UpsSim& sim, const Words& words, const std::string&)
         RestoreMains(sim.model);
     else
         return Refuse("fail or restore expected");
-    return kDone;
+    return DONE;
 }
 
-static std::string DoBattery(UpsSim& sim, const Words& words, const std::string&)
+std::string DoBattery(UpsSim& sim, const Words& words, const std::string&)
 {
     double percent = 0.0;
     if (words[1] == "low")
@@ -139,105 +141,105 @@ static std::string DoBattery(UpsSim& sim, const Words& words, const std::string&
     else if (!ReadNumber(words[1], 0.0, 100.0, &percent))
         return Refuse("low, full or a percentage expected");
     SetCharge(sim.model, percent);
-    return kDone;
+    return DONE;
 }
 
-static std::string SetReading(const std::string& word, double least, double most, double divisor,
-                              double* target)
+std::string SetReading(const std::string& word, double least, double most, double divisor,
+                       double* target)
 {
     double number = 0.0;
     if (!ReadNumber(word, least, most, &number))
         return Refuse("number out of range");
     *target = number / divisor;
-    return kDone;
+    return DONE;
 }
 
-static std::string DoLoad(UpsSim& sim, const Words& words, const std::string&)
+std::string DoLoad(UpsSim& sim, const Words& words, const std::string&)
 {
     return SetReading(words[1], 0.0, 999.0, 1.0, &sim.model.load);
 }
 
-static std::string DoInput(UpsSim& sim, const Words& words, const std::string&)
+std::string DoInput(UpsSim& sim, const Words& words, const std::string&)
 {
     return SetReading(words[1], 0.0, 9999.0, 10.0, &sim.model.mainsVolts);
 }
 
-static std::string DoFrequency(UpsSim& sim, const Words& words, const std::string&)
+std::string DoFrequency(UpsSim& sim, const Words& words, const std::string&)
 {
     return SetReading(words[1], 0.0, 999.0, 10.0, &sim.model.mainsHertz);
 }
 
-static std::string DoTemperature(UpsSim& sim, const Words& words, const std::string&)
+std::string DoTemperature(UpsSim& sim, const Words& words, const std::string&)
 {
     return SetReading(words[1], 0.0, 99.0, 1.0, &sim.model.temperature);
 }
 
-static std::string DoRecover(UpsSim& sim, const Words&, const std::string&)
+std::string DoRecover(UpsSim& sim, const Words&, const std::string&)
 {
     Recover(sim.model);
-    return kDone;
+    return DONE;
 }
 
-static std::string DoSpeed(UpsSim& sim, const Words& words, const std::string&)
+std::string DoSpeed(UpsSim& sim, const Words& words, const std::string&)
 {
     return SetReading(words[1], 0.0, 1000.0, 1.0, &sim.speed);
 }
 
-static std::string DoFreeze(UpsSim& sim, const Words& words, const std::string&)
+std::string DoFreeze(UpsSim& sim, const Words& words, const std::string&)
 {
-    return ReadSwitch(words[1], &sim.frozen) ? kDone : Refuse("on or off expected");
+    return ReadSwitch(words[1], &sim.frozen) ? DONE : Refuse("on or off expected");
 }
 
-static std::string DoSilent(UpsSim& sim, const Words& words, const std::string&)
+std::string DoSilent(UpsSim& sim, const Words& words, const std::string&)
 {
     return SwitchFault(sim, words, &UpsFault::silent);
 }
 
-static std::string DoOtherId(UpsSim& sim, const Words& words, const std::string&)
+std::string DoOtherId(UpsSim& sim, const Words& words, const std::string&)
 {
     return SwitchFault(sim, words, &UpsFault::otherId);
 }
 
-static std::string DoMissing(UpsSim& sim, const Words& words, const std::string&)
+std::string DoMissing(UpsSim& sim, const Words& words, const std::string&)
 {
     return SwitchFault(sim, {words[0], words[2], words[1]}, &UpsFault::missing);
 }
 
-static std::string DoError(UpsSim& sim, const Words& words, const std::string&)
+std::string DoError(UpsSim& sim, const Words& words, const std::string&)
 {
     UpsFault* fault = FindFault(sim, words, 1);
     int status = words[2] == "off" ? 0 : ErrorStatus(words[2]);
-    if (!fault)
+    if (fault == nullptr)
         return Refuse("no such object");
     if (status < 0)
         return Refuse("no such error status");
     fault->errorStatus = status;
-    return kDone;
+    return DONE;
 }
 
-static std::string DoDelay(UpsSim& sim, const Words& words, const std::string&)
+std::string DoDelay(UpsSim& sim, const Words& words, const std::string&)
 {
     UpsFault* fault = FindFault(sim, words, 2);
     double milliseconds = 0.0;
-    if (!fault)
+    if (fault == nullptr)
         return Refuse("no such object");
     if (!ReadNumber(words[1], 0.0, 600000.0, &milliseconds))
         return Refuse("milliseconds expected");
-    fault->delay = static_cast<int>(std::lround(milliseconds));
-    return kDone;
+    fault->delay = static_cast<int>(lround(milliseconds));
+    return DONE;
 }
 
-static std::string DoState(UpsSim& sim, const Words&, const std::string&)
+std::string DoState(UpsSim& sim, const Words&, const std::string&)
 {
-    return DescribeState(sim) + kDone;
+    return DescribeState(sim) + DONE;
 }
 
-static std::string DoCommand(UpsSim& sim, const Words& words, const std::string&)
+std::string DoCommand(UpsSim& sim, const Words& words, const std::string&)
 {
-    return SerialCommand(sim.model, words[1].c_str()) ? kDone : Refuse("no such command");
+    return SerialCommand(sim.model, words[1].c_str()) ? DONE : Refuse("no such command");
 }
 
-static std::string DoLog(UpsSim& sim, const Words& words, const std::string&)
+std::string DoLog(UpsSim& sim, const Words& words, const std::string&)
 {
     std::string reply;
     if (words.size() == 1) {
@@ -248,10 +250,10 @@ static std::string DoLog(UpsSim& sim, const Words& words, const std::string&)
     } else {
         return Refuse("clear or nothing expected");
     }
-    return reply + kDone;
+    return reply + DONE;
 }
 
-static constexpr Verb kVerbs[] = {
+constexpr Verb VERBS[] = {
     {"reset", 0, 0, DoReset},
     {"get", 1, 1, DoGet},
     {"set", 2, 999, DoSet},
@@ -275,12 +277,14 @@ static constexpr Verb kVerbs[] = {
     {"log", 0, 1, DoLog},
 };
 
+} // namespace
+
 std::string ControlCommand(UpsSim& sim, const std::string& line)
 {
     Words words = SplitWords(line);
     if (words.empty())
         return Refuse("empty line");
-    for (const Verb& verb : kVerbs) {
+    for (const Verb& verb : VERBS) {
         if (words[0] != verb.word)
             continue;
         size_t count = words.size() - 1;

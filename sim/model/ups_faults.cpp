@@ -2,8 +2,11 @@
 
 #include <algorithm>
 
-static constexpr const char* kErrorNames[] = {"tooBig", "noSuchName", "badValue", "readOnly",
-                                              "genErr"};
+namespace {
+
+constexpr const char* ERROR_NAMES[] = {"tooBig", "noSuchName", "badValue", "readOnly", "genErr"};
+
+} // namespace
 
 UpsMisbehaviour StartMisbehaviour(const UpsFaults& faults)
 {
@@ -24,7 +27,7 @@ void AddMisbehaviour(UpsMisbehaviour& misbehaviour, const UpsFault& fault)
 int ErrorStatus(const std::string& nameOrNumber)
 {
     int status = 1;
-    for (const char* name : kErrorNames) {
+    for (const char* name : ERROR_NAMES) {
         if (nameOrNumber == name || nameOrNumber == std::to_string(status))
             return status;
         status++;

@@ -17,7 +17,7 @@ struct UpsFault {
 
 struct UpsFaults {
     UpsFault all;
-    UpsFault object[kUpsObjectCount];
+    UpsFault object[UPS_OBJECT_COUNT];
 };
 
 // What one request meets: the faults of every object it names, and those for all requests.

@@ -3,16 +3,20 @@
 #include <algorithm>
 #include <cmath>
 
+namespace {
+
 // A battery made for demonstrations: 80 percent in 60 seconds at a load of 35 percent.
-static constexpr double kDrainPerLoad = 80.0 / 60.0 / 35.0;
-static constexpr double kLeastLoad = 5.0; // the electronics draw something too
-static constexpr double kChargePerSecond = 2.5;
-static constexpr double kSlice = 0.25;
-static constexpr int kLowPercent = 20;
-static constexpr double kEmptyVolts = 10.5;
-static constexpr double kFullVolts = 13.6;
-static constexpr double kNominalVolts = 230.0;
-static constexpr double kNominalHertz = 50.0;
+constexpr double DRAIN_PER_LOAD = 80.0 / 60.0 / 35.0;
+constexpr double LEAST_LOAD = 5.0; // the electronics draw something too
+constexpr double CHARGE_PER_SECOND = 2.5;
+constexpr double SLICE = 0.25;
+constexpr int LOW_PERCENT = 20;
+constexpr double EMPTY_VOLTS = 10.5;
+constexpr double FULL_VOLTS = 13.6;
+constexpr double NOMINAL_VOLTS = 230.0;
+constexpr double NOMINAL_HERTZ = 50.0;
+
+} // namespace
 
 bool OutputOn(const UpsModel& model)
 {
@@ -27,17 +31,17 @@ bool OnBattery(const UpsModel& model)
 
 int ChargePercent(const UpsModel& model)
 {
-    return static_cast<int>(std::lround(model.charge));
+    return static_cast<int>(lround(model.charge));
 }
 
 bool BatteryLow(const UpsModel& model)
 {
-    return ChargePercent(model) <= kLowPercent;
+    return ChargePercent(model) <= LOW_PERCENT;
 }
 
 int LoadPercent(const UpsModel& model)
 {
-    return OutputOn(model) ? static_cast<int>(std::lround(model.load + model.loadDrift)) : 0;
+    return OutputOn(model) ? static_cast<int>(lround(model.load + model.loadDrift)) : 0;
 }
 
 double InputVolts(const UpsModel& model)
@@ -52,17 +56,17 @@ double InputHertz(const UpsModel& model)
 
 double OutputVolts(const UpsModel& model)
 {
-    return OutputOn(model) ? kNominalVolts : 0.0;
+    return OutputOn(model) ? NOMINAL_VOLTS : 0.0;
 }
 
 double OutputHertz(const UpsModel& model)
 {
-    return OutputOn(model) ? kNominalHertz : 0.0;
+    return OutputOn(model) ? NOMINAL_HERTZ : 0.0;
 }
 
 double BatteryVolts(const UpsModel& model)
 {
-    return kEmptyVolts + (kFullVolts - kEmptyVolts) * model.charge / 100.0;
+    return EMPTY_VOLTS + (FULL_VOLTS - EMPTY_VOLTS) * model.charge / 100.0;
 }
 
 int OutputStatus(const UpsModel& model)
@@ -84,24 +88,26 @@ void EndTest(UpsModel& model)
     model.failureSimulated = false;
 }
 
-static void SwitchOff(UpsModel& model, OffReason reason, double seconds)
+namespace {
+
+void SwitchOff(UpsModel& model, OffReason reason, double seconds)
 {
     EndTest(model);
     model.offReason = reason;
     model.offLeft = seconds;
 }
 
-static void SwitchOn(UpsModel& model)
+void SwitchOn(UpsModel& model)
 {
     model.offReason = OffReason::none;
     model.offLeft = 0.0;
 }
 
-static void Discharge(UpsModel& model, double seconds)
+void Discharge(UpsModel& model, double seconds)
 {
     model.timeOnBattery += seconds;
-    double load = std::max(model.load, kLeastLoad);
-    model.charge = std::max(0.0, model.charge - load * kDrainPerLoad * seconds);
+    double load = std::max(model.load, LEAST_LOAD);
+    model.charge = std::max(0.0, model.charge - load * DRAIN_PER_LOAD * seconds);
     // With the mains there a test gives up at a low battery; only a real failure empties it.
     if (model.mains && BatteryLow(model))
         EndTest(model);
@@ -109,7 +115,7 @@ static void Discharge(UpsModel& model, double seconds)
         SwitchOff(model, OffReason::exhausted, 0.0);
 }
 
-static void StepBattery(UpsModel& model, double seconds)
+void StepBattery(UpsModel& model, double seconds)
 {
     if (OnBattery(model)) {
         Discharge(model, seconds);
@@ -118,18 +124,18 @@ static void StepBattery(UpsModel& model, double seconds)
     if (OutputOn(model))
         model.timeOnBattery = 0.0;
     if (model.mains)
-        model.charge = std::min(100.0, model.charge + kChargePerSecond * seconds);
+        model.charge = std::min(100.0, model.charge + CHARGE_PER_SECOND * seconds);
 }
 
-static void TakeEffect(UpsModel& model, PendingAction action)
+void TakeEffect(UpsModel& model, PendingAction action)
 {
-    static constexpr double kRebootSeconds = 5.0;
+    static constexpr double REBOOT_SECONDS = 5.0;
     long minutes = model.written[static_cast<int>(UpsCommand::sleepMinutes)];
     switch (action) {
     case PendingAction::off:
         return SwitchOff(model, OffReason::command, 0.0);
     case PendingAction::reboot:
-        return SwitchOff(model, OffReason::rebooting, kRebootSeconds);
+        return SwitchOff(model, OffReason::rebooting, REBOOT_SECONDS);
     case PendingAction::sleep:
         return SwitchOff(model, OffReason::sleeping, 60.0 * static_cast<double>(minutes));
     case PendingAction::conserve:
@@ -141,7 +147,7 @@ static void TakeEffect(UpsModel& model, PendingAction action)
     }
 }
 
-static void StepPending(UpsModel& model, double seconds)
+void StepPending(UpsModel& model, double seconds)
 {
     if (model.pending == PendingAction::none || (model.pendingLeft -= seconds) > 0.0)
         return;
@@ -151,13 +157,13 @@ static void StepPending(UpsModel& model, double seconds)
     TakeEffect(model, action);
 }
 
-static bool WakesBySelf(OffReason reason)
+bool WakesBySelf(OffReason reason)
 {
     return reason == OffReason::sleeping || reason == OffReason::rebooting ||
            reason == OffReason::exhausted;
 }
 
-static void StepOutput(UpsModel& model, double seconds)
+void StepOutput(UpsModel& model, double seconds)
 {
     if (OutputOn(model))
         return;
@@ -166,7 +172,7 @@ static void StepOutput(UpsModel& model, double seconds)
         SwitchOn(model);
 }
 
-static void StepTest(UpsModel& model, double seconds)
+void StepTest(UpsModel& model, double seconds)
 {
     if (model.test != UpsTest::selfTest && model.test != UpsTest::timed)
         return;
@@ -175,12 +181,12 @@ static void StepTest(UpsModel& model, double seconds)
         EndTest(model);
 }
 
-static void CountDown(double* left, double seconds)
+void CountDown(double* left, double seconds)
 {
     *left = std::max(0.0, *left - seconds);
 }
 
-static void StepSlice(UpsModel& model, double seconds)
+void StepSlice(UpsModel& model, double seconds)
 {
     StepPending(model, seconds);
     StepOutput(model, seconds);
@@ -191,10 +197,12 @@ static void StepSlice(UpsModel& model, double seconds)
     CountDown(&model.lampLeft, seconds);
 }
 
+} // namespace
+
 void StepModel(UpsModel& model, double seconds)
 {
     for (double slice = 0.0; seconds > 0.0; seconds -= slice) {
-        slice = std::min(seconds, kSlice);
+        slice = std::min(seconds, SLICE);
         StepSlice(model, slice);
     }
 }

@@ -23,7 +23,7 @@ enum class UpsCommand {
     count
 };
 
-inline constexpr int kUpsCommandCount = static_cast<int>(UpsCommand::count);
+inline constexpr int UPS_COMMAND_COUNT = static_cast<int>(UpsCommand::count);
 
 // All times are model seconds; voltages are volts, frequencies hertz, temperature degrees Celsius.
 struct UpsModel {
@@ -52,7 +52,7 @@ struct UpsModel {
     double beepLeft = 0.0;
     double lampLeft = 0.0;
 
-    long written[kUpsCommandCount] = {1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1};
+    long written[UPS_COMMAND_COUNT] = {1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1};
 };
 
 // Advances the model; a long stretch is cut into short slices.

@@ -5,82 +5,86 @@
 
 #define UPS ".1.3.6.1.4.1.935.1.1.1."
 
-static long Tenths(double value)
+namespace {
+
+long Tenths(double value)
 {
-    return std::lround(value * 10.0);
+    return lround(value * 10.0);
 }
 
-static long InputTenths(const UpsModel& model)
+long InputTenths(const UpsModel& model)
 {
     return Tenths(InputVolts(model));
 }
 
-static long OutputTenths(const UpsModel& model)
+long OutputTenths(const UpsModel& model)
 {
     return Tenths(OutputVolts(model));
 }
 
-static long InputHertzTenths(const UpsModel& model)
+long InputHertzTenths(const UpsModel& model)
 {
     return Tenths(InputHertz(model));
 }
 
-static long OutputHertzTenths(const UpsModel& model)
+long OutputHertzTenths(const UpsModel& model)
 {
     return Tenths(OutputHertz(model));
 }
 
-static long OutputState(const UpsModel& model)
+long OutputState(const UpsModel& model)
 {
     return OutputStatus(model);
 }
 
-static long BatteryState(const UpsModel& model)
+long BatteryState(const UpsModel& model)
 {
     return BatteryStatus(model);
 }
 
-static long SecondsOnBattery(const UpsModel& model)
+long SecondsOnBattery(const UpsModel& model)
 {
     return static_cast<long>(model.timeOnBattery);
 }
 
-static long Load(const UpsModel& model)
+long Load(const UpsModel& model)
 {
     return LoadPercent(model);
 }
 
-static long Charge(const UpsModel& model)
+long Charge(const UpsModel& model)
 {
     return ChargePercent(model);
 }
 
-static long BatteryTenthsOfAmpere(const UpsModel& model)
+long BatteryTenthsOfAmpere(const UpsModel& model)
 {
     return OnBattery(model) ? LoadPercent(model) * 8 : 0; // about 80 A at full load
 }
 
-template <long number> static long Always(const UpsModel&)
+template <long number> long Always(const UpsModel&)
 {
     return number;
 }
 
-static constexpr UpsObject Reading(const char* name, const char* oid, long (*read)(const UpsModel&))
+constexpr UpsObject Reading(const char* name, const char* oid, long (*read)(const UpsModel&))
 {
     return {name, oid, nullptr, read, UpsCommand::count};
 }
 
-static constexpr UpsObject Text(const char* name, const char* oid, const char* text)
+constexpr UpsObject Text(const char* name, const char* oid, const char* text)
 {
     return {name, oid, text, nullptr, UpsCommand::count};
 }
 
-static constexpr UpsObject Command(const char* name, const char* oid, UpsCommand command)
+constexpr UpsObject Command(const char* name, const char* oid, UpsCommand command)
 {
     return {name, oid, nullptr, nullptr, command};
 }
 
-const UpsObject kUpsObjects[kUpsObjectCount] = {
+} // namespace
+
+const UpsObject UPS_OBJECTS[UPS_OBJECT_COUNT] = {
     Reading("input_voltage", UPS "3.2.1.0", InputTenths),
     Reading("output_status", UPS "4.1.1.0", OutputState),
     Reading("battery_status", UPS "2.1.1.0", BatteryState),
@@ -136,9 +140,9 @@ int FindObject(const std::string& nameOrOid)
 {
     std::string dotted(".");
     dotted += nameOrOid;
-    for (int i = 0; i < kUpsObjectCount; i++) {
-        if (nameOrOid == kUpsObjects[i].name || nameOrOid == kUpsObjects[i].oid ||
-            dotted == kUpsObjects[i].oid)
+    for (int i = 0; i < UPS_OBJECT_COUNT; i++) {
+        if (nameOrOid == UPS_OBJECTS[i].name || nameOrOid == UPS_OBJECTS[i].oid ||
+            dotted == UPS_OBJECTS[i].oid)
             return i;
     }
     return -1;
@@ -146,10 +150,10 @@ int FindObject(const std::string& nameOrOid)
 
 UpsValue ModelValue(const UpsModel& model, int object)
 {
-    const UpsObject& entry = kUpsObjects[object];
-    if (entry.text)
+    const UpsObject& entry = UPS_OBJECTS[object];
+    if (entry.text != nullptr)
         return {ValueType::text, 0, entry.text};
-    if (entry.read)
+    if (entry.read != nullptr)
         return {ValueType::integer, entry.read(model), ""};
     return {ValueType::integer, model.written[static_cast<int>(entry.command)], ""};
 }

@@ -14,8 +14,8 @@ struct UpsObject {
     UpsCommand command;            // UpsCommand::count for objects that are only read
 };
 
-inline constexpr int kUpsObjectCount = 49;
-extern const UpsObject kUpsObjects[kUpsObjectCount];
+inline constexpr int UPS_OBJECT_COUNT = 49;
+extern const UpsObject UPS_OBJECTS[UPS_OBJECT_COUNT];
 
 // Index of the object with that name or identifier (leading dot optional), or -1.
 int FindObject(const std::string& nameOrOid);

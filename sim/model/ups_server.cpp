@@ -11,36 +11,38 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-static constexpr size_t kLongestLine = 4096;
-static constexpr size_t kMostClients = 64;
+namespace {
 
-static bool SetAddress(sockaddr_un* address, const std::string& path)
+constexpr size_t LONGEST_LINE = 4096;
+constexpr size_t MOST_CLIENTS = 64;
+
+bool SetAddress(sockaddr_un* address, const std::string& path)
 {
     *address = sockaddr_un();
     address->sun_family = AF_UNIX;
-    if (path.empty() || path.size() >= sizeof address->sun_path)
+    if (path.empty() || path.size() >= sizeof(address->sun_path))
         return false;
-    std::memcpy(address->sun_path, path.c_str(), path.size() + 1);
+    memcpy(address->sun_path, path.c_str(), path.size() + 1);
     return true;
 }
 
-static int ConnectTo(const std::string& path)
+int ConnectTo(const std::string& path)
 {
     sockaddr_un address;
     if (!SetAddress(&address, path))
         return -1;
     int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     timeval limit = {1, 0};
-    setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
-    setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
-    if (fd >= 0 && connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0)
+    setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof(limit));
+    setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof(limit));
+    if (fd >= 0 && connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof(address)) == 0)
         return fd;
     if (fd >= 0)
         close(fd);
     return -1;
 }
 
-static bool InUse(const std::string& path)
+bool InUse(const std::string& path)
 {
     int fd = ConnectTo(path);
     if (fd < 0)
@@ -50,12 +52,14 @@ static bool InUse(const std::string& path)
 }
 
 // Only a socket may be cleared away: a mistyped path must not cost somebody a file.
-static void RemoveStale(const std::string& path)
+void RemoveStale(const std::string& path)
 {
     struct stat status;
     if (lstat(path.c_str(), &status) == 0 && S_ISSOCK(status.st_mode))
         unlink(path.c_str());
 }
+
+} // namespace
 
 bool OpenControl(ControlServer& server, const std::string& path)
 {
@@ -66,7 +70,7 @@ bool OpenControl(ControlServer& server, const std::string& path)
     int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
     if (fd < 0)
         return false;
-    if (bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 ||
+    if (bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof(address)) != 0 ||
         listen(fd, 16) != 0) {
         close(fd);
         return false;
@@ -76,15 +80,19 @@ bool OpenControl(ControlServer& server, const std::string& path)
     return true;
 }
 
-static int Watch(int fd, fd_set* set, int count)
+namespace {
+
+int Watch(int fd, fd_set* set, int count)
 {
     FD_SET(fd, set);
     return std::max(count, fd + 1);
 }
 
+} // namespace
+
 int AddControlFds(const ControlServer& server, fd_set* readers, fd_set* writers, int count)
 {
-    if (server.clients.size() < kMostClients)
+    if (server.clients.size() < MOST_CLIENTS)
         count = Watch(server.listener, readers, count);
     for (const ControlClient& client : server.clients) {
         // A client that does not take its replies is not read from either.
@@ -93,7 +101,9 @@ int AddControlFds(const ControlServer& server, fd_set* readers, fd_set* writers,
     return count;
 }
 
-static void Accept(ControlServer& server)
+namespace {
+
+void Accept(ControlServer& server)
 {
     int fd = accept4(server.listener, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
     if (fd < 0)
@@ -106,17 +116,17 @@ static void Accept(ControlServer& server)
     server.clients.back().fd = fd;
 }
 
-static void ReadClient(ControlClient& client)
+void ReadClient(ControlClient& client)
 {
     char buffer[4096];
-    ssize_t got = read(client.fd, buffer, sizeof buffer);
+    ssize_t got = read(client.fd, buffer, sizeof(buffer));
     if (got > 0)
         client.in.append(buffer, static_cast<size_t>(got));
     else if (got == 0 || (errno != EAGAIN && errno != EINTR))
         client.ended = true;
 }
 
-static void ObeyClient(ControlClient& client, UpsSim& sim)
+void ObeyClient(ControlClient& client, UpsSim& sim)
 {
     size_t end = 0;
     while ((end = client.in.find('\n')) != std::string::npos) {
@@ -126,14 +136,14 @@ static void ObeyClient(ControlClient& client, UpsSim& sim)
             line.pop_back();
         client.out += ControlCommand(sim, line);
     }
-    if (client.in.size() > kLongestLine) {
+    if (client.in.size() > LONGEST_LINE) {
         client.out += "error line too long\n";
         client.in.clear();
         client.ended = true;
     }
 }
 
-static void WriteClient(ControlClient& client)
+void WriteClient(ControlClient& client)
 {
     ssize_t sent = send(client.fd, client.out.data(), client.out.size(), MSG_NOSIGNAL);
     if (sent > 0) {
@@ -144,8 +154,7 @@ static void WriteClient(ControlClient& client)
     }
 }
 
-static void ServeClient(ControlClient& client, const fd_set& readers, const fd_set& writers,
-                        UpsSim& sim)
+void ServeClient(ControlClient& client, const fd_set& readers, const fd_set& writers, UpsSim& sim)
 {
     if (FD_ISSET(client.fd, &readers)) {
         ReadClient(client);
@@ -154,6 +163,8 @@ static void ServeClient(ControlClient& client, const fd_set& readers, const fd_s
     if (!client.out.empty() || FD_ISSET(client.fd, &writers))
         WriteClient(client);
 }
+
+} // namespace
 
 void ServeControl(ControlServer& server, const fd_set& readers, const fd_set& writers, UpsSim& sim)
 {
@@ -181,8 +192,10 @@ void CloseControl(ControlServer& server)
     server.listener = -1;
 }
 
+namespace {
+
 // The reply is whole when its last line does not begin with the two spaces of a value.
-static bool ReplyComplete(const std::string& reply)
+bool ReplyComplete(const std::string& reply)
 {
     if (reply.empty() || reply.back() != '\n')
         return false;
@@ -190,6 +203,8 @@ static bool ReplyComplete(const std::string& reply)
     start = start == std::string::npos ? 0 : start + 1;
     return reply.compare(start, 2, "  ") != 0;
 }
+
+} // namespace
 
 bool AskControl(const std::string& path, const std::string& line, std::string* reply)
 {
@@ -201,7 +216,7 @@ bool AskControl(const std::string& path, const std::string& line, std::string* r
     char buffer[4096];
     ssize_t got = send(fd, request.data(), request.size(), MSG_NOSIGNAL);
     while (got > 0 && !ReplyComplete(*reply)) {
-        got = recv(fd, buffer, sizeof buffer, 0);
+        got = recv(fd, buffer, sizeof(buffer), 0);
         if (got > 0)
             reply->append(buffer, static_cast<size_t>(got));
     }

@@ -2,12 +2,16 @@
 
 #include <cmath>
 
-static constexpr size_t kLogLines = 20000;
+namespace {
+
+constexpr size_t LOG_LINES = 20000;
 
 // One round of the demonstration, in model seconds.
-static constexpr double kDemoFailure = 15.0;
-static constexpr double kDemoRestore = 82.0;
-static constexpr double kDemoRound = 125.0;
+constexpr double DEMO_FAILURE = 15.0;
+constexpr double DEMO_RESTORE = 82.0;
+constexpr double DEMO_ROUND = 125.0;
+
+} // namespace
 
 void ResetSim(UpsSim& sim)
 {
@@ -16,35 +20,39 @@ void ResetSim(UpsSim& sim)
     sim.demo = demo;
 }
 
-static bool Passes(double from, double to, double mark)
+namespace {
+
+bool Passes(double from, double to, double mark)
 {
     return from < mark && mark <= to;
 }
 
 // Acts only as a mark is passed, so that commands given in between keep their effect.
-static void StepDemo(UpsSim& sim, double seconds)
+void StepDemo(UpsSim& sim, double seconds)
 {
     double from = sim.demoTime;
     double to = from + seconds;
-    if (Passes(from, to, kDemoFailure))
+    if (Passes(from, to, DEMO_FAILURE))
         FailMains(sim.model);
-    if (Passes(from, to, kDemoRestore))
+    if (Passes(from, to, DEMO_RESTORE))
         RestoreMains(sim.model);
-    sim.demoTime = std::fmod(to, kDemoRound);
-    sim.model.loadDrift = 4.0 * std::sin(to / 5.0);
-    sim.model.voltsDrift = 2.5 * std::sin(to / 7.0);
+    sim.demoTime = fmod(to, DEMO_ROUND);
+    sim.model.loadDrift = 4.0 * sin(to / 5.0);
+    sim.model.voltsDrift = 2.5 * sin(to / 7.0);
 }
+
+} // namespace
 
 void AdvanceSim(UpsSim& sim, double seconds)
 {
-    static constexpr double kDemoStep = 1.0;
+    static constexpr double DEMO_STEP = 1.0;
     if (sim.frozen)
         return;
     seconds *= sim.speed;
-    while (sim.demo && seconds > kDemoStep) {
-        StepDemo(sim, kDemoStep);
-        StepModel(sim.model, kDemoStep);
-        seconds -= kDemoStep;
+    while (sim.demo && seconds > DEMO_STEP) {
+        StepDemo(sim, DEMO_STEP);
+        StepModel(sim.model, DEMO_STEP);
+        seconds -= DEMO_STEP;
     }
     if (sim.demo)
         StepDemo(sim, seconds);
@@ -54,7 +62,7 @@ void AdvanceSim(UpsSim& sim, double seconds)
 void LogDatagram(UpsSim& sim, const std::string& line)
 {
     sim.log.push_back(line);
-    if (sim.log.size() > kLogLines)
+    if (sim.log.size() > LOG_LINES)
         sim.log.pop_front();
 }
 

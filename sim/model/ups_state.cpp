@@ -2,28 +2,29 @@
 
 #include <cstdio>
 
-static constexpr const char* kTestNames[] = {"none", "self-test", "until-low", "timed",
-                                             "calibration"};
-static constexpr const char* kPendingNames[] = {"none", "off", "sleep", "conserve", "reboot"};
+namespace {
 
-static void Number(std::string& text, const char* key, double value, int decimals)
+constexpr const char* TEST_NAMES[] = {"none", "self-test", "until-low", "timed", "calibration"};
+constexpr const char* PENDING_NAMES[] = {"none", "off", "sleep", "conserve", "reboot"};
+
+void Number(std::string& text, const char* key, double value, int decimals)
 {
     char line[80];
-    snprintf(line, sizeof line, "  %s %.*f\n", key, decimals, value);
+    snprintf(line, sizeof(line), "  %s %.*f\n", key, decimals, value);
     text += line;
 }
 
-static void Flag(std::string& text, const char* key, bool set)
+void Flag(std::string& text, const char* key, bool set)
 {
     text += std::string("  ") + key + (set ? " on\n" : " off\n");
 }
 
-static void Word(std::string& text, const char* key, const char* word)
+void Word(std::string& text, const char* key, const char* word)
 {
     text += std::string("  ") + key + " " + word + "\n";
 }
 
-static void DescribeReadings(const UpsModel& model, std::string& text)
+void DescribeReadings(const UpsModel& model, std::string& text)
 {
     Number(text, "input", InputVolts(model), 1);
     Number(text, "fault", model.faultVolts, 1);
@@ -39,20 +40,22 @@ static void DescribeReadings(const UpsModel& model, std::string& text)
     Number(text, "battery_status", BatteryStatus(model), 0);
 }
 
-static void DescribeFlags(const UpsModel& model, std::string& text)
+void DescribeFlags(const UpsModel& model, std::string& text)
 {
     bool sleeping =
         model.offReason == OffReason::sleeping || model.offReason == OffReason::conserving;
     Flag(text, "mains", model.mains);
     Flag(text, "output_on", OutputOn(model));
     Flag(text, "sleeping", sleeping);
-    Word(text, "pending", kPendingNames[static_cast<int>(model.pending)]);
-    Word(text, "test", kTestNames[static_cast<int>(model.test)]);
+    Word(text, "pending", PENDING_NAMES[static_cast<int>(model.pending)]);
+    Word(text, "test", TEST_NAMES[static_cast<int>(model.test)]);
     Flag(text, "failure_simulated", model.failureSimulated);
     Flag(text, "flashing", model.flashLeft > 0.0);
     Flag(text, "beeping", model.beepLeft > 0.0);
     Flag(text, "indicator_test", model.lampLeft > 0.0);
 }
+
+} // namespace
 
 std::string DescribeState(const UpsSim& sim)
 {

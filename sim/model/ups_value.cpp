@@ -4,6 +4,8 @@
 #include <cerrno>
 #include <cstdlib>
 
+namespace {
+
 struct TypeName {
     const char* word;
     ValueType type;
@@ -11,14 +13,14 @@ struct TypeName {
     long most;
 };
 
-static constexpr long kMax32 = 2147483647L;
-static constexpr long kMaxUnsigned32 = 4294967295L;
+constexpr long MAX32 = 2147483647L;
+constexpr long MAX_UNSIGNED32 = 4294967295L;
 
-static constexpr TypeName kTypes[] = {
-    {"integer", ValueType::integer, -kMax32 - 1, kMax32},
-    {"gauge", ValueType::gauge, 0, kMaxUnsigned32},
-    {"counter", ValueType::counter, 0, kMaxUnsigned32},
-    {"timeticks", ValueType::timeticks, 0, kMaxUnsigned32},
+constexpr TypeName TYPES[] = {
+    {"integer", ValueType::integer, -MAX32 - 1, MAX32},
+    {"gauge", ValueType::gauge, 0, MAX_UNSIGNED32},
+    {"counter", ValueType::counter, 0, MAX_UNSIGNED32},
+    {"timeticks", ValueType::timeticks, 0, MAX_UNSIGNED32},
     {"string", ValueType::text, 0, 0},
     {"hex", ValueType::text, 0, 0},
     {"oid", ValueType::objectId, 0, 0},
@@ -26,7 +28,7 @@ static constexpr TypeName kTypes[] = {
     {"null", ValueType::null, 0, 0},
 };
 
-static bool Printable(const std::string& bytes)
+bool Printable(const std::string& bytes)
 {
     for (unsigned char byte : bytes) {
         if (byte < 0x20 || byte == 0x7f)
@@ -35,18 +37,18 @@ static bool Printable(const std::string& bytes)
     return true;
 }
 
-static std::string ToHex(const std::string& bytes)
+std::string ToHex(const std::string& bytes)
 {
-    static constexpr char kDigits[] = "0123456789abcdef";
+    static constexpr char DIGITS[] = "0123456789abcdef";
     std::string hex;
     for (unsigned char byte : bytes) {
-        hex += kDigits[byte >> 4];
-        hex += kDigits[byte & 15];
+        hex += DIGITS[byte >> 4];
+        hex += DIGITS[byte & 15];
     }
     return hex;
 }
 
-static int HexDigit(char digit)
+int HexDigit(char digit)
 {
     if (digit >= '0' && digit <= '9')
         return digit - '0';
@@ -54,7 +56,7 @@ static int HexDigit(char digit)
     return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
 }
 
-static bool FromHex(const std::string& hex, std::string* bytes)
+bool FromHex(const std::string& hex, std::string* bytes)
 {
     bytes->clear();
     if (hex.size() % 2 != 0)
@@ -69,7 +71,7 @@ static bool FromHex(const std::string& hex, std::string* bytes)
     return true;
 }
 
-static bool IsObjectId(const std::string& text)
+bool IsObjectId(const std::string& text)
 {
     if (text.size() < 4 || text[0] != '.' || text.back() == '.')
         return false;
@@ -77,20 +79,22 @@ static bool IsObjectId(const std::string& text)
            text.find("..") == std::string::npos;
 }
 
-static bool IsAddress(const std::string& text)
+bool IsAddress(const std::string& text)
 {
     in_addr address;
     return inet_pton(AF_INET, text.c_str(), &address) == 1;
 }
 
-static bool ParseNumber(const std::string& text, const TypeName& type, long* number)
+bool ParseNumber(const std::string& text, const TypeName& type, long* number)
 {
     char* end = nullptr;
     errno = 0;
-    *number = std::strtol(text.c_str(), &end, 10);
+    *number = strtol(text.c_str(), &end, 10);
     return !text.empty() && *end == '\0' && errno == 0 && *number >= type.least &&
            *number <= type.most;
 }
+
+} // namespace
 
 std::string FormatValue(const UpsValue& value)
 {
@@ -98,7 +102,7 @@ std::string FormatValue(const UpsValue& value)
         return "null";
     if (value.type == ValueType::text && !Printable(value.bytes))
         return "hex " + ToHex(value.bytes);
-    for (const TypeName& type : kTypes) {
+    for (const TypeName& type : TYPES) {
         if (type.type != value.type)
             continue;
         bool isNumber = type.most > 0;
@@ -108,7 +112,9 @@ std::string FormatValue(const UpsValue& value)
     return "null";
 }
 
-static bool ParseAs(const TypeName& type, const std::string& rest, UpsValue* value)
+namespace {
+
+bool ParseAs(const TypeName& type, const std::string& rest, UpsValue* value)
 {
     value->type = type.type;
     value->number = 0;
@@ -127,9 +133,11 @@ static bool ParseAs(const TypeName& type, const std::string& rest, UpsValue* val
     }
 }
 
+} // namespace
+
 bool ParseValue(const std::string& type, const std::string& rest, UpsValue* value)
 {
-    for (const TypeName& entry : kTypes) {
+    for (const TypeName& entry : TYPES) {
         if (type == entry.word)
             return ParseAs(entry, rest, value);
     }

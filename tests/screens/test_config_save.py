@@ -287,10 +287,12 @@ def test_five_passes_after_a_save_take_over_what_the_files_then_hold(edit):
     editor.press("+", ac_fail_delay=15)
 
 
-def test_another_save_begins_the_five_passes_anew(edit):
-    # The first save's last passes would be the second's first: three changes are undone.
+@pytest.mark.parametrize("passes", [1, 2, 3, 4])
+def test_another_save_begins_the_five_passes_anew(edit, passes):
     editor = edit()
-    editor.press("sdd" + "sd+++", at=(3, 63))
+    editor.press("s" + "d" * (passes - 1) + "s", at=(18, 63))
+    editor.press("ddd", at=(3, 63))
+    editor.press("+")  # the fifth pass of the second save: read over
     editor.press("+", ac_fail_delay=6)
 
 

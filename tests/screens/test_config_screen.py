@@ -5,6 +5,7 @@ import os
 import shutil
 import signal
 import subprocess
+import termios
 
 import pytest
 
@@ -360,6 +361,20 @@ def test_the_terminal_is_as_it_was_after_the_end(edit):
     editor.screen.wait_raw(b"status 0")
     assert b" icanon" in editor.screen.raw and b" echo " in editor.screen.raw
     close_and_check(editor.screen, "")
+
+
+def test_the_end_leaves_the_alternate_screen_and_the_raw_mode(edit):
+    """No shell mends anything here; a terminal with two screens goes back to its first."""
+    editor = edit(term="Eterm")
+    assert b"\x1b[?47h" in editor.screen.raw
+    editor.press("+", ac_fail_delay=6)
+    editor.asks()
+    assert b"\x1b[?47l" not in editor.screen.raw
+    assert not editor.screen.termios()[3] & (termios.ICANON | termios.ECHO)
+    editor.quit()
+    assert editor.screen.raw.count(b"\x1b[?47l") == 1
+    assert editor.screen.termios()[3] & termios.ICANON
+    assert editor.screen.termios()[3] & termios.ECHO
 
 
 @pytest.mark.parametrize("number", [signal.SIGINT, signal.SIGHUP, signal.SIGTERM, signal.SIGQUIT])

@@ -13,6 +13,7 @@ import world
 from local_painter import NA, WARNING, Files, read_files
 from local_watch import DRIVER, SerialWatch, open_watch, watch  # noqa: F401
 from settings import Settings
+from stopwatch import Stopwatch
 
 TRACE_FILE = world.FOLDER + "/status.dbg"
 SERIAL = Settings(comm_mode=0)
@@ -215,6 +216,19 @@ def test_the_trace_echoes_each_line_that_is_read_and_nothing_else(watch):
                         (b"(" + b"1" * 4000, [b"(" + b"1" * 46])):
         watch.files = dataclasses.replace(watch.files, q1=data).write()
         assert traces(watch) == shown
+
+
+def test_the_trace_shows_nothing_that_acts_on_the_terminal(watch):
+    rewrite_trace_file("debug\n")
+    watch.files = dataclasses.replace(watch.files, q1=b"(215.0\x1b[2J\x07\x80\xff\r").write()
+    assert traces(watch) == [b"(215.0?[2J???"]
+
+
+def test_a_huge_trace_file_holds_up_no_pass(watch):
+    rewrite_trace_file(" " * 20000000 + "debug\n")
+    took = Stopwatch()
+    assert traces(watch) == []
+    assert took.below(5), took
 
 
 def test_a_trace_file_from_before_the_start_counts(open_screen):

@@ -12,6 +12,9 @@ from remote_painter import Readings
 from settings import FOLDER, Settings
 from snmp_painter import announce, open_local, tell
 
+# Another address beside the agent's that every machine has: 0.0.0.0 leads to 127.0.0.1, which
+# is not asked by its own name.
+OTHER_LISTEN, OTHER_ADDRESS = "127.0.0.1", "0.0.0.0"
 PROBE = "get .1.3.6.1.4.1.935.1.1.1.3.2.1.0"
 OTHER_CONTROL = "/run/wardenlink-sim-other.sock"
 
@@ -24,15 +27,15 @@ def local(agent, settings, start):
 
 @pytest.fixture
 def other():
-    """Another simulated UPS, at another port and with another community."""
-    running = world.Agent(f"{world.agent_address()}:1161", "other-ups", OTHER_CONTROL)
+    """Another simulated UPS, at another address and with another community."""
+    running = world.Agent(OTHER_LISTEN, "other-ups", OTHER_CONTROL)
     running.set("load", 61)
     yield running
     running.stop()
 
 
 def other_settings(**changes):
-    return Settings(snmp_ip=f"{world.agent_address()}:1161", snmp_community="other-ups", **changes)
+    return Settings(snmp_ip=OTHER_ADDRESS, snmp_community="other-ups", **changes)
 
 
 def follow_other(local, other):

@@ -17,6 +17,7 @@ from process import MemoryKilobytes, OpenFiles, OrdinaryUser
 from remote_painter import Watch, check_no_data, no_data_painter
 from settings import Settings
 from stopwatch import Stopwatch, check_time, seconds_of_pass
+from terminal_mode import modes, read_timeout
 
 FOUR_SIGNALS = (signal.SIGINT, signal.SIGHUP, signal.SIGTERM, signal.SIGQUIT)
 POWER_INI = "/etc/wardenlink/power.ini"
@@ -37,17 +38,6 @@ def watch(status, agent, settings):
 def command(redirection=""):
     """The status command, with a redirection of the shell's kind."""
     return ["/bin/sh", "-c", f"exec {world.bin('wardenlink')} status {redirection}"]
-
-
-def modes(screen):
-    """Which of echo and line editing are on."""
-    return screen.termios()[3] & (termios.ECHO | termios.ICANON)
-
-
-def read_timeout(screen):
-    """The least number of bytes that a read waits for, and for how many tenths of a second."""
-    special = screen.termios()[6]
-    return special[termios.VMIN], special[termios.VTIME]
 
 
 def processor_seconds(pid):

@@ -1,18 +1,22 @@
 """The whole program from its command line: wrong calls, who may do what, start and stop."""
 
+import itertools
 import os
 import select
 import shutil
 import signal
+import socket
 import stat
 import subprocess
 import tempfile
 import termios
 import threading
+import time
+
 import pytest
 
 import queues
-from process import FindKeyWait, OrdinaryUser
+from process import FindKeyWait, OrdinaryUser, Refused
 from settings import Settings
 from stopwatch import Stopwatch, check_time, seconds_of
 from waiting import LIMIT
@@ -170,6 +174,43 @@ def test_an_ordinary_user_may_watch_the_status(program, start):
     assert screen.wait_exit() == 0
 
 
+@pytest.fixture
+def everyones_folder():
+    os.chmod(FOLDER, 0o777)
+    yield
+    os.chmod(FOLDER, 0o755)
+
+
+def test_an_ordinary_users_status_makes_a_missing_text_file_where_the_folder_allows_it(
+        program, start, everyones_folder):
+    if OrdinaryUser()[0] != "setpriv":
+        pytest.skip("there is one user only here")
+    kept = Settings(snmp_ip="127.0.0.1", ac_fail_delay=77, reserved=9).write()
+    os.remove(FOLDER + "/wardenlink.cfg")
+    screen = start([*OrdinaryUser(), program, "status"])
+    screen.wait_text(0, 1, "(SNMP WardenLink for Linux) UPS Status Screen, Ver. 3.4")
+    with open(FOLDER + "/power.ini", "rb") as record, open(FOLDER + "/wardenlink.cfg", "rb") as text:
+        assert (record.read(), text.read()) == (kept.record(), kept.text().encode())
+    for name in ("power.ini", "wardenlink.cfg"):
+        state = os.stat(f"{FOLDER}/{name}")
+        assert (state.st_uid, stat.S_IMODE(state.st_mode)) == (65534, 0o644), name
+    screen.send("q")
+    assert screen.wait_exit() == 0
+
+
+def test_an_ordinary_users_status_never_replaces_settings_that_it_may_not_read(
+        program, everyones_folder):
+    if OrdinaryUser()[0] != "setpriv":
+        pytest.skip("there is one user only here")
+    kept = Settings(ac_fail_delay=77).write()
+    os.chmod(FOLDER + "/power.ini", 0o600)
+    result = call(*OrdinaryUser(), program, "status")
+    assert (result.returncode, result.stdout) == (1, "File /etc/wardenlink/power.ini Error!\n")
+    with open(FOLDER + "/power.ini", "rb") as record:
+        assert record.read() == kept.record()
+    assert sorted(os.listdir(FOLDER)) == ["power.ini", "wardenlink.cfg"]
+
+
 def test_a_refusal_leaves_the_terminal_alone(program, start):
     screen = start([*OrdinaryUser(), program, "config"])
     assert screen.wait_exit() == 1
@@ -247,6 +288,36 @@ def test_start_says_that_the_daemon_program_fails():
         assert (result.returncode, result.stderr) == (0, b"")
 
 
+def test_start_ends_silently_with_1_where_no_process_can_be_made():
+    result = call(*Refused("clone,clone3,fork,vfork", "EAGAIN"), bin("wardenlink"), "start")
+    assert (result.returncode, result.stdout, result.stderr) == (1, "", "")
+
+
+def ignore_ends():
+    """In a child: what a caller may ignore and the daemon must not."""
+    for number in (signal.SIGPIPE, signal.SIGXFSZ):
+        signal.signal(number, signal.SIG_IGN)
+
+
+def test_start_gives_the_daemon_the_default_actions_whatever_its_caller_ignores():
+    place_daemon(f"grep ^SigIgn: /proc/$$/status > {RECORD}.new; mv {RECORD}.new {RECORD}\n")
+    assert run("start", preexec_fn=ignore_ends).returncode == 0
+    ignored = int(wait_until(launches, what="the launch")[0].split()[1], 16)
+    for number in (signal.SIGPIPE, signal.SIGXFSZ):
+        assert not ignored >> (number - 1) & 1, number
+
+
+def test_start_gives_the_daemon_none_of_its_callers_files_but_the_standard_streams(daemon):
+    with open(FOLDER + "/lock", "w", encoding="ascii") as lock:
+        os.dup2(lock.fileno(), 900)
+        assert run("start", pass_fds=(lock.fileno(), 900)).returncode == 0
+        os.close(900)
+    pid, = daemon.wait_running()
+    held = [os.readlink(f"/proc/{pid}/fd/{number}") for number in os.listdir(f"/proc/{pid}/fd")]
+    assert FOLDER + "/lock" not in held
+    assert {"0", "1", "2"} <= set(os.listdir(f"/proc/{pid}/fd"))
+
+
 def test_start_then_stop_ends_the_daemon(daemon):
     assert run("start").returncode == 0
     daemon.wait_running()
@@ -264,6 +335,18 @@ def test_stop_sends_three_bytes_of_type_5_to_the_daemons_queue():
     assert (result.returncode, result.stdout, result.stderr) == (0, "", "")
     assert queues.drain("daemonControlQueue") == [(5, b"100")]
     assert queues.drain("screenControlQueue") == []
+
+
+def test_stop_ends_silently_with_1_when_its_message_cannot_be_queued():
+    with pytest.raises(OSError):
+        while True:
+            queues.send("daemonControlQueue", 5, "9" * 4096)
+    while queues.info("daemonControlQueue").bytes < queues.info("daemonControlQueue").most_bytes:
+        queues.send("daemonControlQueue", 5, "9")
+    with Beating():
+        result = run("stop")
+    assert (result.returncode, result.stdout, result.stderr) == (1, "", "")
+    assert b"100" not in [text for _, text in queues.drain("daemonControlQueue")]
 
 
 def test_stop_without_a_daemon_says_so_at_once():
@@ -288,7 +371,7 @@ def test_stop_finds_out_that_a_daemon_died_and_clears_its_queue():
     assert not queues.exists("daemonControlQueue"), "nobody is asked to end"
 
 
-# --- standard input ----------------------------------------------------------------------
+# --- standard streams --------------------------------------------------------------------
 
 def test_commands_run_with_their_input_from_a_file_and_leave_the_file_alone():
     place_recorder()
@@ -309,6 +392,79 @@ def test_commands_run_with_no_input_at_all():
     result = run("stop", stdin=None, preexec_fn=lambda: os.close(0))
     assert result.stdout == BANNER + "is not running!\n"
     assert result.returncode == 0
+
+
+CLOSED = [streams for count in (1, 2, 3) for streams in itertools.combinations((0, 1, 2), count)]
+
+
+def close_all(streams):
+    for stream in streams:
+        os.close(stream)
+
+
+def stream_paths(pid):
+    """What the three standard streams of a process lead to; None where one is closed."""
+    paths = []
+    for stream in (0, 1, 2):
+        try:
+            paths.append(os.readlink(f"/proc/{pid}/fd/{stream}"))
+        except FileNotFoundError:
+            paths.append(None)
+    return paths
+
+
+def expected_paths(path, closed):
+    return ["/dev/null" if stream in closed else path for stream in (0, 1, 2)]
+
+
+@pytest.mark.parametrize("closed", CLOSED)
+def test_start_opens_the_daemons_closed_streams_on_the_null_device(daemon, closed):
+    path = FOLDER + "/streams"
+    with open(path, "w+", encoding="ascii") as file:
+        started = subprocess.run([bin("wardenlink"), "start"], stdin=file, stdout=file,
+                                 stderr=file, preexec_fn=lambda: close_all(closed), check=False)
+    assert started.returncode == 0
+    pid, = daemon.wait_running()
+    assert stream_paths(pid) == expected_paths(path, closed)
+
+
+@pytest.mark.parametrize("closed", CLOSED)
+def test_no_socket_of_a_status_screen_takes_a_closed_streams_place(agent, settings, closed):
+    path = FOLDER + "/streams"
+    with open(path, "w+", encoding="ascii") as file:
+        process = subprocess.Popen([bin("wardenlink"), "status"], stdin=file, stdout=file,
+                                   stderr=file, preexec_fn=lambda: close_all(closed),
+                                   env=dict(os.environ, TERM="linux"))
+    try:
+        wait_until(agent.log, what="a request")
+        assert stream_paths(process.pid) == expected_paths(path, closed)
+    finally:
+        process.kill()
+        process.wait()
+
+
+def agent_side_port(pid):
+    """The port of a program's own UDP socket."""
+    with open(f"/proc/{pid}/net/udp", encoding="ascii") as source:
+        rows = [line.split() for line in source.read().splitlines()[1:]]
+    sockets = {os.stat(f"/proc/{pid}/fd/{name}").st_ino for name in os.listdir(f"/proc/{pid}/fd")
+               if os.readlink(f"/proc/{pid}/fd/{name}").startswith("socket:")}
+    port, = [int(row[1].split(":")[1], 16) for row in rows if int(row[9]) in sockets]
+    return port
+
+
+def test_what_is_sent_to_a_status_screen_without_input_is_no_key(start, agent, settings):
+    # Whoever can send to its socket, the agent first of all, must not press [q].
+    screen = start(["sh", "-c", 'exec "$0" status <&-', bin("wardenlink")], quit_keys="")
+    screen.wait_text(0, 1, "(SNMP WardenLink for Linux) UPS Status Screen, Ver. 3.4")
+    wait_until(agent.log, what="a request")
+    with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as sender:
+        for _ in range(40):
+            sender.sendto(b"q", (agent.address, agent_side_port(screen.pid)))
+            time.sleep(0.1)
+    assert screen.alive()
+    agent.clear_log()
+    wait_until(agent.log, what="the next request")
 
 
 # --- the terminal's mode -----------------------------------------------------------------

@@ -89,8 +89,8 @@ def test_every_window_has_its_file_and_no_file_is_left_over():
 
 
 def test_the_program_knows_these_files_in_this_order():
-    with open(os.path.join(ROOT, "help", "tolvhelp.cpp"), encoding="ascii") as source:
-        assert re.findall(r'HELP_FILE\("([^"]+)"\)', source.read()) == FILES
+    file_name = re.compile(r'HELP_FILE\("([^"]+)"\)')
+    assert [name for code in sources() for name in file_name.findall(code)] == FILES
 
 
 @pytest.mark.parametrize("name", FILES)
@@ -245,10 +245,8 @@ def test_the_defaults_are_those_of_the_program():
 
 
 def test_the_command_center_keys_and_names_are_those_of_its_menus():
-    with open(os.path.join(ROOT, "issuer", "tolvissuer.cpp"), encoding="ascii") as source:
-        code = source.read()
-    menus = re.findall(r"char IS(?:SNMP|COMPORT)\[\w+\]\[\d+\] = \{(.*?)\};", code,
-                       re.DOTALL)
+    menu = re.compile(r"char IS(?:SNMP|COMPORT)\[\w+\]\[\d+\] = \{(.*?)\};", re.DOTALL)
+    menus = [found for code in sources() for found in menu.findall(code)]
     assert len(menus) == 2
     parts = read("text4_2.txt").split("SERIAL MODE\n")
     assert len(parts) == 2

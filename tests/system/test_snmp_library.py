@@ -1,4 +1,4 @@
-"""The SNMP library keeps out of sight: no file of its own, no word on the terminal."""
+"""The SNMP library keeps out of sight: no file, no look-up, no word on the terminal."""
 
 import contextlib
 import os
@@ -22,6 +22,7 @@ LOOK_UP = ("open", "openat", "openat2", "creat", "access", "faccessat", "faccess
            "newfstatat", "statx", "lstat", "readlink", "readlinkat", "chdir", "execve")
 MAKE = ("mkdir", "mkdirat", "mknod", "mknodat", "rename", "renameat", "renameat2", "link",
         "linkat", "symlink", "symlinkat", "unlink", "unlinkat", "rmdir", "truncate")
+SEND = ("socket", "connect", "sendto", "sendmsg", "sendmmsg")
 # A configuration of the library that would make it miss the agent, and complain.
 MISLEADING = "clientaddr 203.0.113.9\ndefTarget snmp udp :1161\ndumpPacket yes\nnonsense\n"
 
@@ -48,7 +49,7 @@ def trace_status(start, home, wait, environment=None):
     """
     log = str(home.parent / (home.name + ".trace"))
     screen = start(["/usr/bin/strace", "-f", "-s", "4096", "-o", log,
-                    "-e", "trace=" + ",".join("?" + name for name in LOOK_UP + MAKE),
+                    "-e", "trace=" + ",".join("?" + name for name in LOOK_UP + MAKE + SEND),
                     world.bin("wardenlink"), "status"],
                    env={"HOME": str(home), **without_leak_check(), **(environment or {})})
     wait(screen)
@@ -93,13 +94,30 @@ def test_a_status_screen_looks_up_no_file_of_the_library(agent, settings, start,
     assert os.listdir(home) == []
 
 
-def test_an_agent_that_cannot_be_resolved_changes_nothing_about_that(settings, start, home):
-    settings.snmp_ip = "a..b"
+NO_ADDRESSES = ["a..b", "testhost", "192.0.2.10:161", "::1", "127.1"]
+NAME_SERVICE = re.compile("^/etc/(hosts|resolv.conf|host.conf|gai.conf|networks)$|nscd")
+
+
+@pytest.mark.parametrize("address", NO_ADDRESSES)
+def test_an_address_that_is_none_is_neither_looked_up_nor_asked(settings, start, home, address):
+    settings.snmp_ip = address
     settings.write()
     calls, _ = trace_status(start, home, shows_no_data)
+    assert not [call for call in calls if call[0] in SEND], "nobody to talk to"
+    assert not [path for path in paths(calls) if NAME_SERVICE.search(path)]
     assert snmp_files(calls) == set()
     assert made_files(calls) == set()
     assert os.listdir(home) == []
+
+
+def test_a_dotted_number_is_not_looked_up(agent, settings, start, home):
+    for address, wait in (("127.0.0.1", shows_no_data),
+                          (world.agent_address(), shows_input_voltage)):
+        settings.snmp_ip = address
+        settings.write()
+        calls, _ = trace_status(start, home, wait)
+        assert [call for call in calls if call[0] == "socket"], "no session was opened"
+        assert not [path for path in paths(calls) if re.search("hosts|resolv.conf", path)]
 
 
 def test_the_environment_cannot_lead_the_library_to_files(agent, settings, start, home):
@@ -178,7 +196,7 @@ def watch_address(settings, start, address, errors):
     return start(["/bin/sh", "-c", f"exec '{world.bin('wardenlink')}' status 2>'{errors}'"])
 
 
-@pytest.mark.parametrize("address", ["a..b", "192.0.2.10:port", "%s%n"])
+@pytest.mark.parametrize("address", ["a..b", "192.0.2.10:161", "%s%n"])
 def test_an_address_that_is_none_leaves_the_screen_clean(calm, settings, start, tmp_path, address):
     screen = watch_address(settings, start, address, tmp_path / "errors")
     screen.wait_paint()

@@ -1,7 +1,8 @@
-// The small helpers that turn numbers and replies into screen texts.
+// Bounded copies, and the small helpers that turn numbers and replies into screen texts.
 #include "base/text.h"
 
 #include <climits>
+#include <cmath>
 #include <cstring>
 #include <gtest/gtest.h>
 #include <string>
@@ -23,6 +24,63 @@ struct TextCase {
     const char* before;
     const char* after;
 };
+
+TEST(CopyText, CutsAndTerminatesWhatDoesNotFit)
+{
+    for (size_t size = 1; size <= 7; size++) {
+        char buffer[8] = "#######";
+        CopyText(buffer, size, "12345");
+        EXPECT_EQ(std::string(buffer), std::string("12345").substr(0, size - 1));
+        EXPECT_EQ(std::string(buffer + size), std::string(7 - size, '#')) << "wrote too far";
+    }
+    char shifted[8] = "  abc";
+    CopyText(shifted, sizeof(shifted), shifted + 2);
+    EXPECT_STREQ(shifted, "abc");
+    char field[4];
+    CopyField(field, "12345");
+    EXPECT_STREQ(field, "123");
+}
+
+TEST(FormatText, CutsAndTerminatesWhatDoesNotFit)
+{
+    for (size_t size = 1; size <= 7; size++) {
+        char buffer[8] = "#######";
+        FormatText(buffer, size, "%d%s", 12, "345");
+        EXPECT_EQ(std::string(buffer), std::string("12345").substr(0, size - 1));
+        EXPECT_EQ(std::string(buffer + size), std::string(7 - size, '#')) << "wrote too far";
+    }
+}
+
+TEST(TruncateToInt, GoesTowardZeroAndStaysInRange)
+{
+    struct {
+        double number;
+        int truncated;
+    } const cases[] = {{2.9, 2},
+                       {-2.9, -2},
+                       {0.999, 0},
+                       {-0.999, 0},
+                       {2147483647.0, INT_MAX},
+                       {2147483648.0, INT_MAX},
+                       {-2147483648.0, INT_MIN},
+                       {-2147483649.0, INT_MIN},
+                       {1e300, INT_MAX},
+                       {-1e300, INT_MIN},
+                       {HUGE_VAL, INT_MAX},
+                       {-HUGE_VAL, INT_MIN},
+                       {std::nan(""), 0}};
+    for (const auto& test : cases)
+        EXPECT_EQ(TruncateToInt(test.number), test.truncated) << test.number;
+}
+
+TEST(MakePrintable, LeavesNothingThatATerminalObeys)
+{
+    const TextCase cases[] = {{"as it is ~", "as it is ~"},  {"a\tb\nc\rd", "a b c d"},
+                              {"\x1b[2J\x01\x1f", " [2J  "}, {"\x7f", "?"},
+                              {"\x80\x9b\xff", "???"},       {"", ""}};
+    for (const TextCase& test : cases)
+        EXPECT_EQ(Changed(MakePrintable, test.before), test.after);
+}
 
 TEST(CleanString, CutsAfterTheSecondQuote)
 {

@@ -228,6 +228,12 @@ std::set<std::string> LeaveScratchFiles()
     return left;
 }
 
+void SetAge(const std::string& path, int seconds, int flags)
+{
+    timespec times[2] = {{time(nullptr) - seconds, 0}, {time(nullptr) - seconds, 0}};
+    EXPECT_EQ(utimensat(AT_FDCWD, path.c_str(), times, flags), 0);
+}
+
 TEST(SettingsWrite, ClearsAwayWhatAnEarlierSaveLeftWhenItWasCutOff)
 {
     WriteOldFiles();
@@ -236,10 +242,28 @@ TEST(SettingsWrite, ClearsAwayWhatAnEarlierSaveLeftWhenItWasCutOff)
     ExpectOldContents();
     EXPECT_EQ(WriteSample(), 1);
     EXPECT_EQ(ListFolder().count(*left.begin()), 1U) << "its save may still be running";
-    timespec old[2] = {{time(nullptr) - 3600, 0}, {time(nullptr) - 3600, 0}};
-    utimensat(AT_FDCWD, (FOLDER + "/" + *left.begin()).c_str(), old, 0);
+    SetAge(FOLDER + "/" + *left.begin(), 3600, 0);
     EXPECT_EQ(WriteSample(), 1);
     EXPECT_EQ(ListFolder(), BOTH_FILES);
+}
+
+TEST(SettingsWrite, JudgesALinkWithTheNameOfALeftoverByItsOwnAge)
+{
+    std::set<std::string> left = LeaveScratchFiles();
+    ASSERT_EQ(left.size(), 1U);
+    const std::string link = FOLDER + "/" + *left.begin();
+    const std::string target = FOLDER + "/target";
+    unlink(link.c_str());
+    for (bool isLinkOld : {false, true}) {
+        WriteFile(target, "keep me");
+        ASSERT_EQ(symlink(target.c_str(), link.c_str()), 0);
+        SetAge(link, isLinkOld ? 3600 : 0, AT_SYMLINK_NOFOLLOW);
+        SetAge(target, isLinkOld ? 0 : 3600, 0);
+        EXPECT_EQ(WriteSample(), 1);
+        EXPECT_EQ(ListFolder().count(*left.begin()), isLinkOld ? 0U : 1U);
+        EXPECT_EQ(ReadFile(target), "keep me");
+        unlink(link.c_str());
+    }
 }
 
 TEST(SettingsWrite, LeavesOtherPeoplesFilesInTheFolderAlone)
@@ -247,10 +271,9 @@ TEST(SettingsWrite, LeavesOtherPeoplesFilesInTheFolderAlone)
     const std::set<std::string> others = {".power.ini.swp",   "power.ini.bak",      "power.ini~",
                                           "power.ini.ABCdef", "wardenlink.cfg.old", "wardenlink.q1",
                                           ".hidden"};
-    timespec old[2] = {{1, 0}, {1, 0}};
     for (const std::string& name : others) {
         WriteFile(FOLDER + "/" + name, "keep me");
-        utimensat(AT_FDCWD, (FOLDER + "/" + name).c_str(), old, 0);
+        SetAge(FOLDER + "/" + name, 3600, 0);
     }
     EXPECT_EQ(WriteSample(), 1);
     std::set<std::string> expected = others;
@@ -317,14 +340,36 @@ TEST(SettingsWrite, LeavesBothFilesWholeWhenTheBinaryOneCannotBeWritten)
     }
 }
 
-TEST(SettingsWrite, LeavesTheTextFileWholeWhenItCannotBeWritten)
+TEST(SettingsWrite, LeavesBothFilesWholeWhenTheTextOneCannotBeWritten)
 {
     for (rlim_t limit : {232U, 400U}) {
         WriteOldFiles();
         EXPECT_EQ(RunInChild([limit] { return WriteSampleWithin(limit); }).status, 0) << limit;
-        EXPECT_EQ(ReadFile(POWER_INI), SampleImage()) << "it comes first";
-        EXPECT_EQ(ReadFile(TEXT_CFG), OLD_TEXT);
-        EXPECT_EQ(ListFolder(), BOTH_FILES);
+        ExpectOldFiles();
+    }
+}
+
+// A disk that holds the two old files and has room for so many new ones.
+int WriteSampleOnADiskWithRoomFor(int files)
+{
+    std::string options = "nr_inodes=" + std::to_string(3 + files); // one is the folder's
+    if (mount("tmpfs", FOLDER.c_str(), "tmpfs", 0, options.c_str()) != 0)
+        return -1;
+    WriteOldFiles();
+    return WriteSample();
+}
+
+TEST(SettingsWrite, LeavesBothFilesWholeOnADiskThatFillsUpBetweenThem)
+{
+    for (int room : {0, 1, 2}) {
+        int result = WriteSampleOnADiskWithRoomFor(room);
+        if (result < 0)
+            GTEST_SKIP() << "nothing can be mounted here";
+        EXPECT_EQ(result, room == 2 ? 1 : 0) << room;
+        EXPECT_EQ(ReadFile(POWER_INI), room == 2 ? SampleImage() : MarkedImage()) << room;
+        EXPECT_EQ(ReadFile(TEXT_CFG), room == 2 ? TextOf(SampleValues()) : OLD_TEXT) << room;
+        EXPECT_EQ(ListFolder(), BOTH_FILES) << room;
+        umount(FOLDER.c_str());
     }
 }
 
@@ -361,7 +406,7 @@ TEST(SettingsWrite, FailsWithoutATraceWhereAFileCannotBeReplaced)
     rmdir(POWER_INI.c_str());
     mkdir(TEXT_CFG.c_str(), 0755);
     EXPECT_EQ(WriteSample(), 0);
-    EXPECT_EQ(ReadFile(POWER_INI), SampleImage());
+    EXPECT_EQ(ReadFile(POWER_INI), SampleImage()) << "it comes first";
     EXPECT_EQ(ListFolder(), BOTH_FILES);
 }
 

@@ -3,7 +3,9 @@
 #include "tests/unit/support/files.h"
 #include "tests/unit/support/raw_queue.h"
 
+#include <csignal>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 namespace {
@@ -78,6 +80,20 @@ TEST(DebugSwitch, SaysNothingWhenItsFileCannotBeWritten)
     }
 }
 
+TEST(DebugSwitch, SaysNothingWhenItsWordDoesNotReachTheDisk)
+{
+    for (const Switch& test : SWITCHES) {
+        Outcome outcome = RunInChild([&test] {
+            signal(SIGXFSZ, SIG_IGN);
+            rlimit bound = {0, 0};
+            setrlimit(RLIMIT_FSIZE, &bound);
+            return test.run() < 0 ? 0 : 1;
+        });
+        EXPECT_EQ(outcome.status, 0) << test.path;
+        EXPECT_EQ(outcome.out + outcome.err, "") << test.path;
+    }
+}
+
 // --- the usage ---------------------------------------------------------------------------
 
 const std::string USAGE = "[start|stop|config|status|issuer|help]\n"
@@ -137,8 +153,11 @@ TEST(Start, LaunchesTheDaemonSilently)
 {
     WriteFile(DAEMON, "#!/bin/sh\necho $# > /etc/wardenlink/launched\n");
     chmod(DAEMON.c_str(), 0755);
-    Outcome outcome = RunInChild([] { return tolvan_start(), 0; });
+    Outcome outcome = RunInChild([] { return tolvan_start(); });
+    EXPECT_EQ(outcome.status, 0);
     EXPECT_EQ(outcome.out + outcome.err, "");
+    for (int tries = 0; tries < 2000 && ReadFile(FOLDER + "/launched") != "1\n"; tries++)
+        usleep(10000); // nothing tells when it is over: it holds no pipe of its caller's
     EXPECT_EQ(ReadFile(FOLDER + "/launched"), "1\n");
 }
 
@@ -156,7 +175,7 @@ TEST(Stop, AsksALivingDaemonToEndAndSaysNothing)
     RawSend(RawQueue('2'), 4, "alive");
     RawSend(RawQueue('3'), 5, "010");
     pid_t beater = StartBeating(1);
-    EXPECT_EQ(PrintedBy([] { tolvan_stop(); }), "");
+    EXPECT_EQ(PrintedBy([] { EXPECT_GE(tolvan_stop(), 0); }), "");
     StopBeating(beater);
     EXPECT_EQ(TakeAll(RawQueue('3')), (Messages{{5, "010"}, {5, "100"}}));
     EXPECT_TRUE(RawExists('2'));
@@ -167,8 +186,9 @@ TEST(Stop, LosesItsMessageSilentlyWhenTheQueueIsFull)
     RawSend(RawQueue('2'), 4, "alive");
     size_t filled = FillUp(RawQueue('3'), 5);
     pid_t beater = StartBeating(1);
-    Outcome outcome = RunInChild([] { return tolvan_stop(), 0; });
+    Outcome outcome = RunInChild([] { return tolvan_stop() < 0 ? 0 : 1; });
     StopBeating(beater);
+    EXPECT_EQ(outcome.status, 0) << "it has to say by its result that it failed";
     EXPECT_EQ(outcome.out + outcome.err, "");
     Messages left = TakeAll(RawQueue('3'));
     EXPECT_EQ(left.size(), filled);

@@ -7,10 +7,6 @@
 
 #include <string>
 
-#include <gtest/gtest.h>
-
-// The last, for its macros.
-
 namespace {
 
 struct Entry : CursesScreen {

@@ -4,13 +4,12 @@
 #include "config/tolvconf_layout.h"
 #include "config/tolvconf_schedule.h"
 #include "config/tolvconf_value.h"
+#include "tests/unit/support/curses_screen.h"
 #include "tests/unit/support/held.h"
 #include "tests/unit/support/settings_image.h"
 
-#include <cstdio>
-#include <cstdlib>
-#include <curses.h>
-#include <gtest/gtest.h>
+#include <ostream>
+#include <string>
 
 namespace {
 
@@ -46,41 +45,7 @@ void Press(Mode3& state, int key)
                 &state.column, &state.modified, &state.alert);
 }
 
-// Curses on a terminal that nobody sees: 25 rows of 80, what it shows is asked of curses.
-class ScheduleMode : public testing::Test {
-  protected:
-    void SetUp() override
-    {
-        setenv("LINES", "25", 1);
-        setenv("COLUMNS", "80", 1);
-        sink = tmpfile();
-        source = fopen("/dev/null", "r");
-        screen = newterm("linux", sink, source);
-        ASSERT_NE(screen, nullptr);
-        ASSERT_EQ(LINES, 25);
-    }
-
-    void TearDown() override
-    {
-        endwin();
-        delscreen(screen);
-        fclose(source);
-        fclose(sink);
-    }
-
-    FILE* sink = nullptr;
-    FILE* source = nullptr;
-    SCREEN* screen = nullptr;
-};
-
-// The cells from (row, col) on.
-std::string Cells(int row, int col, int count)
-{
-    std::string text;
-    for (int at = 0; at < count; at++)
-        text += static_cast<char>(mvinch(row, col + at) & A_CHARTEXT);
-    return text;
-}
+struct ScheduleMode : CursesScreen {};
 
 // How many cells of the screen stand in reverse.
 int CountStandout()
@@ -167,7 +132,7 @@ TEST_F(ScheduleMode, TakesEveryKeyInEveryRowAndColumn)
             }
         }
     }
-    EXPECT_EQ(Cells(12, 0, 80), std::string(80, ' ')) << "none of them writes";
+    EXPECT_EQ(CellText(12, 0, 80), Blanks(80)) << "none of them writes";
 }
 
 TEST_F(ScheduleMode, EndsWithEnterWhenTheTableIsGood)
@@ -187,7 +152,7 @@ TEST_F(ScheduleMode, EndsWithEnterWhenTheTableIsGood)
         wanted.mode = 1;
         wanted.held.schedule[2] = {8, 4, 8, 0};
         EXPECT_EQ(state, wanted);
-        EXPECT_EQ(Cells(12, 34, 46), "##" + std::string(44, ' '));
+        EXPECT_EQ(CellText(12, 34, 46), "##" + Blanks(44));
     }
 }
 
@@ -204,7 +169,7 @@ TEST_F(ScheduleMode, RefusesToEndWhenAStartIsTooClose)
         wanted.alert = 2;
         Press(state, key);
         EXPECT_EQ(state, wanted);
-        EXPECT_EQ(Cells(12, 0, 80), std::string(36, ' ') + TOO_CLOSE + std::string(4, ' '));
+        EXPECT_EQ(CellText(12, 0, 80), Blanks(36) + TOO_CLOSE + Blanks(4));
         EXPECT_EQ(CountStandout(), 40);
         EXPECT_NE(mvinch(12, 36) & A_STANDOUT, 0U);
         addstr("x");
@@ -221,7 +186,7 @@ TEST_F(ScheduleMode, KeepsARefusalFlaggedAfterALaterGoodEnter)
     Press(state, 13);
     EXPECT_EQ(state.mode, 1);
     EXPECT_EQ(state.alert, 2);
-    EXPECT_EQ(Cells(12, 36, 40), std::string(40, ' '));
+    EXPECT_EQ(CellText(12, 36, 40), Blanks(40));
 }
 
 TEST_F(ScheduleMode, TakesArrowKeysByteByByte)
@@ -255,10 +220,10 @@ TEST_F(ScheduleMode, ShowsTheToggleAlertAndPutsTheCursorBack)
     EXPECT_EQ(getcury(stdscr), 16);
     EXPECT_EQ(getcurx(stdscr), 20);
     EXPECT_EQ(CountStandout(), 36);
-    EXPECT_EQ(Cells(12, 36, 38), " (Toggle [a] to set Automatic Reboot) ");
+    EXPECT_EQ(CellText(12, 36, 38), " (Toggle [a] to set Automatic Reboot) ");
     Draw(held, 16, 20, 3, 0);
     EXPECT_EQ(CountStandout(), 0);
-    EXPECT_EQ(Cells(12, 0, 80), std::string(80, ' '));
+    EXPECT_EQ(CellText(12, 0, 80), Blanks(80));
 }
 
 TEST_F(ScheduleMode, WipesTheAlertPlaceByCursorRowAndAlert)
@@ -274,7 +239,7 @@ TEST_F(ScheduleMode, WipesTheAlertPlaceByCursorRowAndAlert)
         mvaddstr(12, 0, std::string(80, '#').c_str());
         Draw(held, test.row, 20, 3, test.alert);
         // The last cells of the place, where no text stands.
-        EXPECT_EQ(Cells(12, 74, 6), test.isWiped ? "   ###" : "######")
+        EXPECT_EQ(CellText(12, 74, 6), test.isWiped ? "   ###" : "######")
             << test.row << " " << test.alert;
     }
 }

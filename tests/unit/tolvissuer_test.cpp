@@ -170,31 +170,32 @@ TEST_F(Issuer, TimedTestPanelShowsAndHandsOutItsTwoDigits)
 TEST_F(Issuer, DurationStopsAtOneAndAtNinetyNine)
 {
     Show(3, '-');
-    EXPECT_EQ(dur, 1);
+    EXPECT_EQ(ShownMinutes(), 1);
     Type('+', 8);
     EXPECT_EQ(CellText(17, 33, 2), "09");
     Type('+', 1);
     EXPECT_EQ(CellText(17, 33, 2), "10");
     Type('+', 88);
-    EXPECT_EQ(dur, 98);
+    EXPECT_EQ(ShownMinutes(), 98);
     Type('+', 5);
-    EXPECT_EQ(dur, 99);
+    EXPECT_EQ(ShownMinutes(), 99);
     EXPECT_EQ(CellText(17, 33, 2), "99");
     EXPECT_EQ(sleepMinutes, 99);
     Type('-', 97);
-    EXPECT_EQ(dur, 2);
+    EXPECT_EQ(ShownMinutes(), 2);
     Type('-', 5);
-    EXPECT_EQ(dur, 1);
+    EXPECT_EQ(ShownMinutes(), 1);
     EXPECT_EQ(CellText(17, 33, 2), "01");
     EXPECT_EQ(sleepMinutes, 1);
 }
 
 TEST_F(Issuer, OnlyPlusAndMinusInTheirOwnPanelStepTheDuration)
 {
-    dur = 50;
+    Show(3);
+    Type('+', 49);
     for (int key : std::initializer_list<int>{-1, 'p', 'l', '=', '_', ',', 43 + 256, 45 + 256}) {
         Show(3, key);
-        EXPECT_EQ(dur, 50) << key;
+        EXPECT_EQ(ShownMinutes(), 50) << key;
     }
     for (int mode : {SNMP, SERIAL}) {
         config = ConfigOf(mode);
@@ -202,7 +203,8 @@ TEST_F(Issuer, OnlyPlusAndMinusInTheirOwnPanelStepTheDuration)
             Show(option, '+');
             Show(option, '-');
             Show(option, '-');
-            EXPECT_EQ(dur, 50) << "option " << option;
+            Show(3);
+            EXPECT_EQ(ShownMinutes(), 50) << "option " << option;
         }
     }
 }

@@ -108,7 +108,6 @@ TEST(StatusFile, IsLookedForAgainAfterItWasGone)
     EXPECT_EQ(ReadStatus().result, 1);
     unlink(STATUS_FILE.c_str());
     EXPECT_EQ(Read(GetQ1fromTextFile).result, -1);
-    EXPECT_EQ(fsdesQ1, nullptr);
     WriteFile(STATUS_FILE, "(back\r");
     EXPECT_EQ(Read(GetQ1fromTextFile), (Reading{-1, ""})) << "not opened yet";
     EXPECT_EQ(ReadStatus(), (Reading{1, "(back"}));
@@ -293,6 +292,30 @@ TEST(Trace, IsOnWhenTheFirstWordIsDebug)
     }
     WriteFile(DEBUG_FILE, std::string(1000000, 'd'));
     EXPECT_EQ(TracedPass(), "");
+}
+
+TEST(Trace, LooksAtTheFirstTwentyBytesOfItsSwitchOnly)
+{
+    struct {
+        size_t blanks;
+        const char* behind;
+        bool isOn;
+    } const cases[] = {{14, "debug", true},  {14, "debug\n", true},     {14, "debug on", true},
+                       {15, "debug", true},  {15, "debug\n", true},     {15, "debugging", false},
+                       {16, "debug", false}, {16, "debug\n", false},    {20, "debug", false},
+                       {25, "debug", false}, {20000000, "debug", false}};
+    WriteFile(STATUS_FILE, STATUS_LINE + "\r");
+    for (const auto& test : cases) {
+        WriteFile(DEBUG_FILE, std::string(test.blanks, ' ') + test.behind);
+        EXPECT_EQ(TracedPass(), test.isOn ? TRACE : "") << test.blanks << " and " << test.behind;
+    }
+}
+
+TEST(Trace, ShowsNothingThatActsOnTheTerminal)
+{
+    WriteFile(DEBUG_FILE, "debug");
+    WriteFile(STATUS_FILE, "(215.0\x1b[2J\t\x07~\x7f\x80\xff end\r\n");
+    EXPECT_EQ(TracedPass(), "<STATUS DEBUG> (215.0?[2J??~??? end?\n");
 }
 
 TEST(Trace, FollowsItsSwitchAtTheNextRefresh)

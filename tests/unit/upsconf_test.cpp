@@ -119,6 +119,15 @@ TEST(AgentSettings, SayTwiceThatTheyCannotBeSaved)
     EXPECT_EQ(memcmp(&Conf, &before, sizeof(Conf)), 0) << "the record is unchanged";
 }
 
+TEST(AgentSettings, SayTheSameWhenTheyCannotBeWrittenToTheEnd)
+{
+    upsconf_load("10.0.0.5", "public");
+    Outcome outcome = RunInChild([] { return upsconf_save("/dev/full") == -2 ? 0 : 1; });
+    EXPECT_EQ(outcome.status, 0) << "the result is -2";
+    EXPECT_EQ(outcome.err, "TOLVD: " + std::string(strerror(ENOSPC)) + "\n");
+    EXPECT_EQ(outcome.out, "Cannot write to config file /dev/full !!\n");
+}
+
 TEST(AgentSettings, KeepNoFileOpen)
 {
     size_t before = CountOpenFiles();

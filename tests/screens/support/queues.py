@@ -12,7 +12,7 @@ NAMES = {
     "screenControlQueue": "4",
     "commandQueue": "5",
 }
-IPC_CREAT, IPC_NOWAIT, MSG_NOERROR, IPC_RMID, IPC_STAT = 0o1000, 0o4000, 0o10000, 0, 2
+IPC_CREAT, IPC_NOWAIT, MSG_NOERROR, IPC_RMID, IPC_SET, IPC_STAT = 0o1000, 0o4000, 0o10000, 0, 1, 2
 
 _libc = ctypes.CDLL(None, use_errno=True)
 _libc.msgrcv.restype = ctypes.c_ssize_t
@@ -78,6 +78,13 @@ def send(name, kind, text):
     _check(_libc.msgsnd(open(name), ctypes.byref(message), len(data), IPC_NOWAIT))
 
 
+def flood(name, kind):
+    """Sends one byte after the other for ever; rests only while the queue is full."""
+    queue, message, size = open(name), ctypes.byref(_Message(kind, b"x")), ctypes.c_size_t(1)
+    while _libc.msgsnd(queue, message, size, 0) == 0:
+        pass
+
+
 def receive(name, kind=0):
     """Takes the oldest message (of that type): (type, bytes), or None when there is none."""
     message = _Message()
@@ -100,6 +107,13 @@ def info(name):
     found = _Info()
     _check(_libc.msgctl(open(name), IPC_STAT, ctypes.byref(found)))
     return found
+
+
+def limit(name, most_bytes):
+    """Lets the queue hold so many bytes; only its owner and its maker may."""
+    wanted = info(name)
+    wanted.most_bytes = most_bytes
+    _check(_libc.msgctl(open(name), IPC_SET, ctypes.byref(wanted)))
 
 
 def count(name):

@@ -146,6 +146,7 @@ class Painter(Canvas):
         for row in range(2, 22):
             self.write(row, 1, " " * 77)
             self.write(row, 78, " " * 12)
+        self.cursor = (22, 10) if self.rows > 22 and self.cols == 80 else None
 
     def paint_frame(self):
         self.draw_box(2, 22, 0, 39)

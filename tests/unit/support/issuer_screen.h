@@ -37,9 +37,18 @@ struct Issuer : CursesScreen {
     {
         CursesScreen::SetUp();
         upsconf_load("127.0.0.1", "public");
+        Show(3); // the minutes are kept from the test before
+        Type('-', 98);
+        erase();
         curroption = 0;
-        dur = 1;
+        sleepMinutes = -1;
         durationText[3] = '#';
+    }
+
+    // The minutes that the panel on the screen shows.
+    static int ShownMinutes()
+    {
+        return std::stoi(CellText(17, 33, 2));
     }
 
     void Show(int option, int key = -1)

@@ -10,6 +10,7 @@
 #define UPS ".1.3.6.1.4.1.935.1.1.1."
 inline constexpr char PROBE[] = "get " UPS "3.2.1.0";
 inline constexpr char SILENT_SET[] = "No Response from Destination\n";
+inline constexpr char FAILED_SET[] = "An error occurred, Quitting\n";
 
 // A session to the simulated UPS, opened.
 struct Library : testing::Test {

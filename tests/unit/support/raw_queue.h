@@ -42,12 +42,12 @@ inline bool RawExists(char id)
     return msgget(ftok("/etc/wardenlink", id), 0) >= 0;
 }
 
-inline bool RawSend(int queue, long type, const std::string& text)
+inline bool RawSend(int queue, long type, const std::string& text, int flags = IPC_NOWAIT)
 {
     RawRecord record;
     record.type = type;
     memcpy(record.text, text.data(), text.size());
-    return msgsnd(queue, &record, text.size(), IPC_NOWAIT) == 0;
+    return msgsnd(queue, &record, text.size(), flags) == 0;
 }
 
 // Every waiting message, the oldest first, each at its full length.

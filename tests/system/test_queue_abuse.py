@@ -1,0 +1,135 @@
+"""Commands and screens beside ordinary users who mean harm to the message queues."""
+
+import contextlib
+import os
+import signal
+import time
+
+import pytest
+
+import queues
+import world
+from settings import Settings
+from stopwatch import Stopwatch
+from world import run, wait_until
+
+ORDINARY_USER = 65534
+NAMES = list(queues.NAMES)
+
+
+def become_ordinary_user():
+    os.setgroups([])
+    os.setresuid(ORDINARY_USER, ORDINARY_USER, ORDINARY_USER)
+
+
+def spawn(*steps):
+    """A process that takes the steps, one after the other, and ends; its id."""
+    pid = os.fork()
+    if pid:
+        return pid
+    status = 1
+    try:
+        for step in steps:
+            step()
+        status = 0
+    finally:
+        os._exit(status)
+
+
+def end(pid):
+    os.kill(pid, signal.SIGKILL)
+    os.waitpid(pid, 0)
+
+
+def run_as_ordinary_user(step):
+    return os.waitpid(spawn(become_ordinary_user, step), 0)[1] == 0
+
+
+@pytest.fixture(autouse=True)
+def other_user():
+    if not run_as_ordinary_user(lambda: None):
+        pytest.skip("this world knows one user only")
+
+
+def is_full(name):
+    info = queues.info(name)
+    return info.bytes == info.most_bytes
+
+
+@contextlib.contextmanager
+def storm(name, kind=4, senders=32):
+    """Processes of an ordinary user that fill every gap of a full queue at once."""
+    queues.open(name)
+    running = [spawn(become_ordinary_user, lambda: queues.flood(name, kind))
+               for _ in range(senders)]
+    try:
+        wait_until(lambda: is_full(name), what="a full queue")
+        yield
+    finally:
+        for pid in running:
+            end(pid)
+
+
+# --- senders that never rest ---------------------------------------------------------------
+
+def test_stop_is_not_held_up_by_senders_that_never_rest():
+    with storm("heartbeatQueue"):
+        took = Stopwatch()
+        result = run("stop")
+        assert took.below(20)
+    assert (result.stdout, result.stderr) == ("", "")
+    assert queues.drain("daemonControlQueue") == [(5, b"100")]
+
+
+def test_a_local_screen_opens_beside_senders_that_never_rest(start):
+    Settings(comm_mode=0).write()
+    with storm("screenControlQueue"):
+        took = Stopwatch()
+        screen = start([world.bin("sim/local_driver")])
+        screen.wait_key()
+        screen.send("q")
+        assert screen.wait_exit() == 0
+        assert took.below(20)
+
+
+# --- queues that somebody else made first --------------------------------------------------
+
+def squat():
+    for name in NAMES:
+        queues.open(name)
+        queues.limit(name, 0)
+
+
+def beat():
+    while True:
+        if queues.count("heartbeatQueue") < 5:
+            queues.send("heartbeatQueue", 4, "alive")
+        time.sleep(0.1)
+
+
+def test_stop_reaches_the_daemon_through_queues_that_somebody_else_made_first():
+    assert run_as_ordinary_user(squat)
+    with pytest.raises(OSError):
+        queues.send("daemonControlQueue", 5, "100")
+    queues.remove("heartbeatQueue")  # as root's daemon does at its start
+    daemon = spawn(beat)
+    try:
+        wait_until(lambda: queues.count("heartbeatQueue"), what="a presence message")
+        result = run("stop")
+    finally:
+        end(daemon)
+    assert (result.returncode, result.stdout, result.stderr) == (0, "", "")
+    assert queues.drain("daemonControlQueue") == [(5, b"100")]
+
+
+def test_a_save_reaches_daemon_and_screen_through_queues_that_somebody_else_made_first(start):
+    assert run_as_ordinary_user(squat)
+    Settings().write()
+    screen = start([world.bin("wardenlink"), "config"])
+    screen.wait_key()
+    screen.press("s")
+    assert queues.drain("daemonControlQueue") == [(5, b"010")]
+    assert queues.drain("screenControlQueue") == [(5, b"010")]
+    for name in ("daemonControlQueue", "screenControlQueue"):
+        info = queues.info(name)
+        assert (info.uid, info.cuid, info.mode & 0o777) == (0, 0, 0o666)
