@@ -6,6 +6,7 @@ import shutil
 import signal
 import stat
 import subprocess
+import tempfile
 import termios
 import time
 
@@ -348,17 +349,15 @@ def own_devices():
     if os.environ["WARDENLINK_WORLD"] != "private":
         yield  # the machine's own: there is one test at a time
         return
-    os.makedirs("/run/devices/upper")
-    os.makedirs("/run/devices/work")
-    os.makedirs("/run/devices/pts")
-    mounts = (["--bind", "/dev/pts", "/run/devices/pts"],
-              ["-t", "overlay", "-o", "lowerdir=/dev,upperdir=/run/devices/upper,"
-               "workdir=/run/devices/work", "overlay", "/dev"],
-              ["--bind", "/run/devices/pts", "/dev/pts"])
-    for words in mounts:
+    upper, work, pts = (tempfile.mkdtemp(dir="/run") for _ in range(3))
+    os.chmod(upper, 0o755)
+    for words in (["--bind", "/dev/pts", pts],
+                  ["-t", "overlay", "-o", f"lowerdir=/dev,upperdir={upper},workdir={work}",
+                   "overlay", "/dev"],
+                  ["--bind", pts, "/dev/pts"]):
         subprocess.run(["mount", *words], check=True)
     yield
-    for place in ("/dev/pts", "/dev", "/run/devices/pts"):
+    for place in ("/dev/pts", "/dev", pts):
         subprocess.run(["umount", "--lazy", place], check=True)
 
 
