@@ -228,7 +228,7 @@ def test_a_huge_trace_file_holds_up_no_pass(watch):
     rewrite_trace_file(" " * 20000000 + "debug\n")
     took = Stopwatch()
     assert traces(watch) == []
-    assert took.below(5), took
+    assert took.below(15), "read to its end it takes longer"
 
 
 def test_a_trace_file_from_before_the_start_counts(open_screen):

@@ -60,11 +60,10 @@ def check_left(screen):
     """Quits; the shell is as it was."""
     screen.clear_raw()
     screen.send("q")
-    screen.wait_raw(b"$ ")
+    screen.wait_prompt()
     screen.wait_for(lambda: modes(screen) == termios.ECHO | termios.ICANON, what="the shell's mode")
 
 
-# ctest: timeout 300
 @pytest.mark.parametrize("fresh", [True, False], ids=["wait", "read"])
 def test_stopped_unseen_in_either_step_of_a_wait_it_comes_back(job, no_agent, fresh):
     def IsThere():
@@ -84,7 +83,6 @@ def test_stopped_by_another_signal_it_comes_back(job, no_agent, number):
     check_left(job)
 
 
-# ctest: timeout 300
 def test_unseen_stops_and_those_of_the_keyboard_take_turns(job, no_agent):
     for number in (signal.SIGSTOP, signal.SIGTSTP, signal.SIGTSTP, signal.SIGSTOP):
         stop(job, number)
@@ -116,7 +114,6 @@ def test_stopped_in_the_middle_of_a_pass_it_comes_back(start, agent, settings):
     check_left(screen)
 
 
-# ctest: timeout 300
 @pytest.mark.parametrize("name", COMMANDS)
 def test_every_screen_finds_its_mode_again(start, name):
     screen = open_screen(start, name, shell=True)

@@ -76,11 +76,15 @@ def open_socket():
     return sock
 
 
-def ask(oid, **how):
-    """The parsed answer."""
+def ask(oid, wait=LIMIT, **how):
+    """The parsed answer, or None when none comes in time."""
     with open_socket() as sock:
+        sock.settimeout(wait)
         sock.send(request(oid, **how))
-        return parse(sock.recv(4096))
+        try:
+            return parse(sock.recv(4096))
+        except socket.timeout:
+            return None
 
 
 def is_silent_to(datagram, oid):

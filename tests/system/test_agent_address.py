@@ -42,7 +42,7 @@ def test_the_services_database_names_the_port_of_the_agent(start, text, port):
     agent = world.Agent(f"{world.agent_address()}:{port}")
     with replaced("/etc/services", text):
         screen = start([world.bin("wardenlink"), "status"])
-        screen.wait_text(3, 62, "230.0", timeout=30)
+        screen.wait_text(3, 62, "230.0")
     agent.stop()
 
 
@@ -54,7 +54,7 @@ def test_only_a_dotted_number_is_an_address(start, form):
     agent = world.Agent()
     with replaced("/etc/hosts", f"{address} testagent\n"):
         screen = start([world.bin("wardenlink"), "status"])
-        screen.wait_text(23, 41, "Type 'r' to Redraw, Type 'q' to Quit.", timeout=30)
+        screen.wait_text(23, 41, "Type 'r' to Redraw, Type 'q' to Quit.")
         screen.press(" ")
         assert screen.cells(5, 25, 3) == "N/A"
     assert agent.log() == []

@@ -29,5 +29,5 @@ def open_screen(start, name, shell=False):
     command = [*USUAL_SIGNALS, world.bin(program), *words]
     with presence() if name == "issuer" else contextlib.nullcontext():
         screen = start(command, shell=shell)
-        screen.wait_for(screen.key_wait, 30, "the screen waiting for a key")
+        screen.wait_for(screen.key_wait, what="the screen waiting for a key")
     return screen
