@@ -41,10 +41,9 @@ int TimeDif(int day, int hour, int minute, const int hours[7], const int minutes
     return static_cast<int>(difference);
 }
 
-void CalcSchdlTime(const ScheduleEntry sched[7], int* shutdownAt, int* restartAfter,
-                   int* shutdownDay, int* restartDay, double upsOffDelay)
+void CalcSchdlTimeFrom(time_t now, const ScheduleEntry sched[7], time_t* shutdownAt,
+                       int* restartAfter, int* shutdownDay, int* restartDay, double upsOffDelay)
 {
-    time_t now = time(nullptr);
     tm local = LocalTime(now);
 
     int hours[7];
@@ -56,13 +55,13 @@ void CalcSchdlTime(const ScheduleEntry sched[7], int* shutdownAt, int* restartAf
     int foundDay = 0;
     int64_t distance =
         TimeDif(local.tm_wday, local.tm_hour, local.tm_min, hours, minutes, &foundDay);
-    *shutdownAt = static_cast<int>(distance);
+    *shutdownAt = distance;
     if (distance == -1) {
         *shutdownDay = -1;
         return;
     }
     *shutdownDay = foundDay;
-    *shutdownAt = static_cast<int>(now - now % 60 + distance * 60);
+    *shutdownAt = now - now % 60 + distance * 60;
 
     for (int day = 0; day < 7; day++) {
         hours[day] = sched[day].startHour;
@@ -81,4 +80,13 @@ void CalcSchdlTime(const ScheduleEntry sched[7], int* shutdownAt, int* restartAf
         delay = 1.0F;
     *restartAfter = static_cast<int>(int64_t{*restartAfter} - TruncateToInt(delay));
     *restartDay = startDay;
+}
+
+void CalcSchdlTime(const ScheduleEntry sched[7], int* shutdownAt, int* restartAfter,
+                   int* shutdownDay, int* restartDay, double upsOffDelay)
+{
+    time_t at = -1;
+    CalcSchdlTimeFrom(time(nullptr), sched, &at, restartAfter, shutdownDay, restartDay,
+                      upsOffDelay);
+    *shutdownAt = static_cast<int>(at);
 }

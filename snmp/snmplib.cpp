@@ -44,12 +44,6 @@ bool IsAddress(const char* text)
     return inet_pton(AF_INET, text, &address) == 1;
 }
 
-// A loopback address, which is the default, means that there is no agent to ask.
-bool IsAgentNamed()
-{
-    return IsAddress(Conf.agent_ip) && strncmp(Conf.agent_ip, "127", 3) != 0;
-}
-
 // The library keeps its hands off the machine: no configuration or MIB file is
 // read, none is written, and nothing is printed over a screen.
 void TameLibrary()
@@ -129,20 +123,30 @@ void show_msg(const char* text)
     close(fd);
 }
 
+int IsAgentAddress(const char* address)
+{
+    return IsAddress(address) && strncmp(address, "127", 3) != 0 ? 1 : 0;
+}
+
 int UPS_init()
+{
+    return OpenAgent() ? ProbeAgent() : AGENT_UNANSWERED;
+}
+
+bool OpenAgent()
 {
     UPS_close();
     PrepareSession();
     if (!IsAddress(Conf.agent_ip))
-        return AGENT_UNANSWERED;
+        return false;
     FillPeer();
     ss = snmp_open(&session);
-    return ss != nullptr ? ProbeAgent() : AGENT_UNANSWERED;
+    return ss != nullptr;
 }
 
 int UPS_getvalue(char* text, const char* objectId)
 {
-    if (ss == nullptr || !IsAgentNamed())
+    if (ss == nullptr || IsAgentAddress(Conf.agent_ip) == 0)
         return GET_UNANSWERED;
     memset(value[0], 0, RESULT_TEXT_SIZE);
     CopyField(getOIDs, objectId);

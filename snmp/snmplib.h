@@ -53,10 +53,17 @@ inline constexpr ObjectIdText OID_CALIBRATION = ".1.3.6.1.4.1.935.1.1.1.7.2.6.0"
 // Writes a line to /dev/console, if there is one.
 void show_msg(const char* text);
 
+// 1 when this text names an agent: a dotted number that does not begin with "127", which
+// stands for no agent at all.
+int IsAgentAddress(const char* address);
+
 // Opens the session to the agent that upsconf_load named; one that is still open
 // is closed first. An AGENT_ code; a session whose agent does not answer stays open.
 // Only a dotted number names an agent: nothing else is looked up or asked.
 int UPS_init();
+
+// The same without asking whether the agent is there; false when there is no session.
+bool OpenAgent();
 
 // Reads an object into text, UPS_TEXT_SIZE bytes; a GET_ code. Unanswered leaves text
 // as it was. An address that begins with "127" stands for no agent: it is never asked.
