@@ -1,0 +1,200 @@
+#include "daemon/check.h"
+
+#include "base/system.h"
+#include "base/text.h"
+#include "daemon/explain.h"
+#include "daemon/process.h"
+#include "daemon/source.h"
+#include "daemon/status_command.h"
+#include "daemon/status_file.h"
+
+#include <cerrno>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <poll.h>
+#include <sys/stat.h>
+
+namespace {
+
+constexpr int64_t ASKING_LIMIT = 10000; // milliseconds, tries at all three requests included
+constexpr int64_t DAEMON_LIMIT = 8000;  // for the daemon to find the UPS or miss it
+constexpr double LOOK_PERIOD = 0.1;
+
+// A device may have more than one name.
+bool IsSameDevice(const char* one, const char* other)
+{
+    struct stat first = {};
+    struct stat second = {};
+    if (strcmp(one, other) == 0)
+        return true;
+    return stat(one, &first) == 0 && stat(other, &second) == 0 && S_ISCHR(first.st_mode) &&
+           S_ISCHR(second.st_mode) && first.st_rdev == second.st_rdev;
+}
+
+void PrintNumber(const char* label, double number, const char* unit)
+{
+    if (!std::isnan(number))
+        printf("%-18s %g%s\n", label, number, unit);
+}
+
+void PrintReading(const Reading& reading, const UpsNames& names)
+{
+    if (names.model[0] != '\0')
+        printf("%-18s %s\n", "model", names.model);
+    printf("%-18s %s\n", "mains", reading.mainsFailed ? "failed" : "good");
+    printf("%-18s %s\n", "battery", reading.batteryLow ? "low" : "normal");
+    PrintNumber("input voltage", reading.inputVoltage, " V");
+    PrintNumber("output voltage", reading.outputVoltage, " V");
+    PrintNumber("input frequency", reading.inputFrequency, " Hz");
+    PrintNumber("load", reading.load, " %");
+    PrintNumber("battery voltage", reading.batteryVoltage, " V");
+    PrintNumber("battery charge", reading.batteryCharge, " %");
+    PrintNumber("temperature", reading.temperature, " C");
+}
+
+// Runs the daemon's own questions until the UPS said how it is and what it is, or time is
+// over. True when it answered.
+bool AskLine(Source& source, Reading& reading)
+{
+    bool isAnswered = false;
+    int64_t end = BootMilliseconds() + ASKING_LIMIT;
+    int64_t now = BootMilliseconds();
+    while (now < end && source.state != SOURCE_LOST && source.serial.openError == 0) {
+        SourceNews news;
+        RunSource(source, now, news);
+        if (news.hasReading) {
+            isAnswered = true;
+            reading = news.reading;
+        }
+        bool isAllKnown = isAnswered && source.serial.askAt[REQUEST_MODEL] > now + ASKING_LIMIT &&
+                          source.serial.asked == REQUEST_NONE;
+        if (isAllKnown)
+            break;
+        pollfd input = {SourceDescriptor(source), POLLIN, 0};
+        poll(&input, 1, 50);
+        now = BootMilliseconds();
+    }
+    return isAnswered;
+}
+
+// The running daemon's status when it watches the UPS that these settings name.
+bool ReadDaemonsStatus(const PowerConfig& cfg, char (&status)[STATUS_TEXT_SIZE])
+{
+    char device[STATUS_VALUE_SIZE];
+    if (!ReadRunningStatus(status, sizeof(status)))
+        return false;
+    FindStatusMember(status, "device", device);
+    return PathOfSettings(cfg) == PATH_SERIAL ? IsSameDevice(device, cfg.comPort)
+                                              : strcmp(device, cfg.snmpIp) == 0;
+}
+
+int ShowDaemonsReading(const char* status)
+{
+    char ups[STATUS_VALUE_SIZE];
+    PrintStatusLines(status);
+    FindStatusMember(status, "ups", ups);
+    return strcmp(ups, "heard") == 0 ? 0 : 1;
+}
+
+// A line that the daemon watches is not even opened: that alone raises its signals.
+int ReportLine(const PowerConfig& cfg)
+{
+    char status[STATUS_TEXT_SIZE];
+    if (ReadDaemonsStatus(cfg, status)) {
+        printf("The running daemon holds the line. Its last reading:\n");
+        return ShowDaemonsReading(status);
+    }
+    Source source = {};
+    Reading reading;
+    StartSource(source, cfg, BootMilliseconds());
+    source.serial.mustBeFree = true;
+    bool isAnswered = AskLine(source, reading);
+    int openError = source.serial.openError;
+    if (openError == 0)
+        StopSource(source);
+    if (openError == EBUSY)
+        printf("The line is held by another program: it was not asked.\n");
+    else if (openError != 0)
+        printf("The line %s cannot be opened: %s.\n", cfg.comPort, strerror(openError));
+    else if (!isAnswered)
+        printf("The UPS does not answer on %s: check cable, device and baud rate.\n", cfg.comPort);
+    else
+        PrintReading(reading, source.names);
+    if (source.serial.garbled > 0)
+        printf("%u replies were garbled.\n", source.serial.garbled);
+    return isAnswered ? 0 : 1;
+}
+
+int ReportAgent(const PowerConfig& cfg)
+{
+    Reading reading;
+    UpsNames names;
+    if (!AskAgentOnce(cfg.snmpIp, cfg.snmpCommunity, reading, names)) {
+        printf("The agent %s does not answer for its UPS: check address and community.\n",
+               cfg.snmpIp);
+        return 1;
+    }
+    PrintReading(reading, names);
+    return 0;
+}
+
+// The daemon was told of new settings: what it hears from the UPS is what counts.
+int ReportDaemon(const PowerConfig& cfg)
+{
+    char status[STATUS_TEXT_SIZE];
+    int64_t end = BootMilliseconds() + DAEMON_LIMIT;
+    while (BootMilliseconds() < end) {
+        char ups[STATUS_VALUE_SIZE] = "";
+        if (ReadDaemonsStatus(cfg, status))
+            FindStatusMember(status, "ups", ups);
+        if (strcmp(ups, "heard") == 0 || strcmp(ups, "lost") == 0) {
+            printf("What the running daemon hears:\n");
+            return ShowDaemonsReading(status);
+        }
+        PauseSeconds(LOOK_PERIOD);
+    }
+    printf("The running daemon does not say yet that it hears the UPS: see --status.\n");
+    return 1;
+}
+
+int Check(bool isDaemonTold)
+{
+    PowerConfig cfg = {};
+    ScheduleEntry sched[7];
+    InitConfig(cfg, sched);
+    if (ReadConfig(cfg, sched) == 0)
+        printf("The settings cannot be read whole: what is missing has its default.\n");
+    UpsPath path = PathOfSettings(cfg);
+    PrintSettings(cfg, sched, path);
+    printf("\n");
+    fflush(stdout);
+    char status[STATUS_TEXT_SIZE];
+    if (path == PATH_NONE)
+        return 1;
+    if (isDaemonTold && ReadRunningStatus(status, sizeof(status)))
+        return ReportDaemon(cfg);
+    return path == PATH_SERIAL ? ReportLine(cfg) : ReportAgent(cfg);
+}
+
+} // namespace
+
+int CheckUps()
+{
+    return Check(false);
+}
+
+int CheckAfterSetup()
+{
+    return Check(true);
+}
+
+bool IsDaemonsLine(const char* device)
+{
+    char status[STATUS_TEXT_SIZE];
+    char held[STATUS_VALUE_SIZE];
+    if (!ReadRunningStatus(status, sizeof(status)))
+        return false;
+    FindStatusMember(status, "device", held);
+    return IsSameDevice(held, device);
+}

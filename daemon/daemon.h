@@ -1,0 +1,37 @@
+// The running daemon's own state.
+#pragma once
+
+#include "daemon/announce.h"
+#include "daemon/orders.h"
+#include "daemon/policy.h"
+#include "daemon/source.h"
+#include "settings/tolv_lib.h"
+
+#include <cstdint>
+#include <sys/types.h>
+
+// Everything that the running daemon owns.
+struct Daemon {
+    bool isDryRun;
+    PowerConfig cfg;
+    ScheduleEntry sched[7];
+    Source source;
+    PolicyState policy;
+    PolicyKept stored; // what stands in the file of the running outage
+    Reading reading;   // the last one
+    int64_t readingAt; // its moment, NEVER before the first
+    int64_t tickAt;    // when the work of every second is due
+    OrderQueues queues;
+    Announcers announcers;
+    pid_t lastDeed;     // that shuts the system down, -1 without one
+    bool isToGoDown;    // the policy said so, or an earlier daemon's did
+    bool isDeedDone;    // the own one did all it had to
+    int failedDeeds;    // tries to begin it
+    unsigned garbled;   // replies of another shape that were told of
+    int64_t garbledAt;  // when they were
+    int lineError;      // of the line, as it was told last
+    bool isDebug;       // powerd.dbg says so
+    bool isStateLost;   // /run cannot be written: told once
+    bool isReplyLost;   // a reply file cannot be written: likewise
+    bool isReplySilent; // the reply files were removed, the UPS being silent
+};

@@ -1,0 +1,284 @@
+#include "daemon/last_deed.h"
+
+#include "base/system.h"
+#include "base/text.h"
+#include "daemon/log.h"
+#include "daemon/process.h"
+#include "daemon/serial_line.h"
+#include "daemon/state_files.h"
+#include "daemon/whole_file.h"
+#include "snmp/snmplib.h"
+#include "snmp/upsconf.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <initializer_list>
+#include <poll.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr int64_t EVENT_LIMIT = 5000;
+constexpr int64_t SYNC_LIMIT = 10000;
+constexpr int64_t UPS_LIMIT = 15000;
+constexpr int64_t WRITE_LIMIT = UPS_LIMIT - 1000; // what was written has still to leave
+constexpr int64_t PROGRAM_LIMIT = 60000;
+constexpr int64_t QUIET_LINE = 300; // milliseconds without a byte: no reply is under way
+constexpr double LOOK_PERIOD = 0.02;
+constexpr double PAUSE_BETWEEN_TRIES = 10.0;
+
+constexpr const char* const SHUTDOWN[] = {"/sbin/shutdown", "-h", "now", nullptr};
+constexpr const char* const POWEROFF[] = {"/sbin/poweroff", nullptr};
+
+// What the process is to do.
+struct Deed {
+    PolicyOrder order;
+    const PowerConfig& cfg;
+    UpsPath path;
+    int line; // the serial line, -1 without one
+    const EventEnvironment& environment;
+    bool isDryRun;
+};
+
+// Waits for a child of this process; false when its time was over.
+bool WaitUntil(pid_t pid, int64_t endBy, int* status)
+{
+    while (waitpid(pid, status, WNOHANG) == 0) {
+        if (BootMilliseconds() >= endBy)
+            return false;
+        PauseSeconds(LOOK_PERIOD);
+    }
+    return true;
+}
+
+// Does something slow in a process of its own, or, where none can be made, in this one; true
+// when it was done in time.
+template <typename Work> bool DoWithin(int64_t limit, Work work)
+{
+    pid_t pid = fork();
+    if (pid < 0)
+        return work();
+    if (pid == 0)
+        _exit(work() ? 0 : 1);
+    int status = -1;
+    if (WaitUntil(pid, BootMilliseconds() + limit, &status))
+        return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+    kill(pid, SIGKILL);
+    return false;
+}
+
+void RaiseShutdownEvent(const Deed& deed)
+{
+    pid_t runner = RaiseEvent(PolicyEvent(POLICY_SHUTDOWN), deed.environment);
+    int status = 0;
+    if (runner > 0 && !WaitUntil(runner, BootMilliseconds() + EVENT_LIMIT, &status))
+        WriteLog(LOG_WARNING, "the programs of the event shutdown are not waited for any longer");
+}
+
+// A reply that is still coming would be lost to the UPS's ears as well as ours.
+void WaitForQuietLine(int line, int64_t endBy)
+{
+    char bytes[REPLY_ROOM];
+    pollfd input = {line, POLLIN, 0};
+    while (BootMilliseconds() < endBy && poll(&input, 1, QUIET_LINE) > 0) {
+        if (ReadSerialLine(line, bytes, sizeof(bytes)) < 0)
+            return;
+    }
+}
+
+// The line may be gone at the worst of times: it is opened again as long as there is time.
+bool WriteOrder(Deed& deed, const char* text, int64_t endBy)
+{
+    while (BootMilliseconds() < endBy) {
+        if (deed.line >= 0) {
+            WaitForQuietLine(deed.line, BootMilliseconds() + 2000);
+            if (WriteSerialLine(deed.line, text))
+                return true;
+            CloseSerialLine(deed.line);
+        }
+        deed.line = OpenSerialLine(deed.cfg.comPort, false);
+        if (deed.line < 0)
+            PauseSeconds(0.2);
+    }
+    return false;
+}
+
+// A broken adapter can hold up every single step for as long as it likes.
+void TellSerialUps(Deed& deed)
+{
+    char text[16];
+    FormatShutdownText(text, sizeof(text), deed.order.offDelay, deed.order.restartMinutes);
+    if (deed.isDryRun) {
+        WriteLog(LOG_NOTICE, "dry run: would tell the UPS %s", text);
+        return;
+    }
+    bool isTold = DoWithin(UPS_LIMIT, [&] {
+        if (!WriteOrder(deed, text, BootMilliseconds() + WRITE_LIMIT))
+            return false;
+        DrainSerialLine(deed.line);
+        return true;
+    });
+    if (isTold)
+        WriteLog(LOG_NOTICE, "the UPS was told %s", text);
+    else
+        WriteLog(LOG_ALERT, "the UPS could not be told to turn off: its line does not work");
+}
+
+// The access layer prints what it does, and what an agent did not take.
+void LogOutput(int output)
+{
+    char text[512];
+    ssize_t count = read(output, text, sizeof(text) - 1);
+    text[count > 0 ? count : 0] = '\0';
+    char* rest = text;
+    while (const char* line = strtok_r(rest, "\n", &rest)) {
+        bool hasFailed = strncmp(line, "failed", strlen("failed")) == 0;
+        WriteLog(hasFailed ? LOG_ALERT : LOG_NOTICE, "telling the UPS: %s", line);
+    }
+}
+
+// The agent is not asked first whether it is there: when only its answers are lost, the
+// order still reaches it.
+void TellAgent(const Deed& deed)
+{
+    const PolicyOrder& order = deed.order;
+    if (deed.isDryRun) {
+        WriteLog(LOG_NOTICE, "dry run: would tell the agent: off in %.1f minutes, back after %d",
+                 static_cast<double>(order.offDelay), order.restartMinutes);
+        return;
+    }
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0)
+        ends[0] = ends[1] = -1;
+    bool isDone = DoWithin(UPS_LIMIT, [&] {
+        dup2(ends[1], STDOUT_FILENO);
+        setvbuf(stdout, nullptr, _IONBF, 0);
+        upsconf_load(deed.cfg.snmpIp, deed.cfg.snmpCommunity);
+        if (!OpenAgent())
+            return false;
+        UPS_shutdown(static_cast<double>(order.offDelay), order.restartMinutes, 1);
+        return true;
+    });
+    LogOutput(ends[0]);
+    if (!isDone)
+        WriteLog(LOG_ALERT, "the UPS could not be told to turn off in %d seconds",
+                 static_cast<int>(UPS_LIMIT / 1000));
+    close(ends[0]);
+    close(ends[1]);
+}
+
+// True when the program exited with 0. Where no process can be made any more it takes this
+// one's place.
+bool RunToTheEnd(const char* const arguments[])
+{
+    Child child = {-1, 0};
+    int status = -1;
+    if (!StartChild(child, arguments, nullptr, BootMilliseconds() + PROGRAM_LIMIT)) {
+        execv(arguments[0], const_cast<char* const*>(arguments));
+        return false;
+    }
+    while (WatchChild(child, BootMilliseconds(), &status))
+        PauseSeconds(LOOK_PERIOD);
+    return status != -1 && WIFEXITED(status) && WEXITSTATUS(status) == 0;
+}
+
+// Nothing may keep the machine up now: what fails is tried by the other way, for ever.
+void ShutDown(const Deed& deed)
+{
+    if (deed.isDryRun) {
+        WriteLog(LOG_NOTICE, "dry run: would run /sbin/shutdown -h now");
+        return;
+    }
+    const char* const* programs[] = {SHUTDOWN, POWEROFF};
+    for (int attempt = 0;; attempt++) {
+        const char* const* program = programs[attempt % 2];
+        WriteLog(LOG_ALERT, "running %s", program[0]);
+        if (RunToTheEnd(program))
+            return;
+        WriteLog(LOG_EMERG, "%s failed: the system does not go down", program[0]);
+        PauseSeconds(PAUSE_BETWEEN_TRIES);
+    }
+}
+
+// When a living process began, in the kernel's own ticks: a number that comes again belongs
+// to another one. 0 when there is none.
+long long StartOfProcess(pid_t pid)
+{
+    char path[64];
+    char text[512];
+    FormatText(path, sizeof(path), "/proc/%d/stat", static_cast<int>(pid));
+    ReadSmallFile(path, text, sizeof(text));
+    const char* afterName = strrchr(text, ')');
+    char state = 'Z';
+    long long start = 0;
+    if (afterName != nullptr)
+        sscanf(afterName + 1,
+               " %c %*d %*d %*d %*d %*d %*u %*u %*u %*u %*u %*u %*u %*d %*d %*d %*d"
+               " %*d %*d %lld",
+               &state, &start);
+    return state != 'Z' ? start : 0;
+}
+
+// For a daemon that follows; the process does it itself, so that its own cannot be killed
+// in between.
+void LeaveMark()
+{
+    char text[64];
+    pid_t pid = getpid();
+    FormatText(text, sizeof(text), "%d %lld\n", static_cast<int>(pid), StartOfProcess(pid));
+    ReplaceWholeFile(LAST_DEED_PATH, text, strlen(text), 0644);
+}
+
+[[noreturn]] void DoLastDeed(Deed& deed)
+{
+    setsid();
+    ResetSignals();
+    for (int ignored : {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGPIPE})
+        signal(ignored, SIG_IGN);
+    if (!deed.isDryRun)
+        LeaveMark();
+    deed.line = KeepOpenOnlyLog(deed.line);
+    RaiseShutdownEvent(deed);
+    DoWithin(SYNC_LIMIT, [] {
+        sync();
+        return true;
+    });
+    if (deed.order.tellUps && deed.path == PATH_SERIAL)
+        TellSerialUps(deed);
+    if (deed.order.tellUps && deed.path == PATH_AGENT)
+        TellAgent(deed);
+    ShutDown(deed);
+    if (!deed.isDryRun)
+        unlink(LAST_DEED_PATH);
+    _exit(0);
+}
+
+} // namespace
+
+pid_t BeginLastDeed(const PolicyOrder& order, const Source& source, const PowerConfig& cfg,
+                    const EventEnvironment& environment, bool isDryRun, bool inThisProcess)
+{
+    Deed deed = {order,       cfg,
+                 source.path, source.path == PATH_SERIAL ? source.serial.fd : -1,
+                 environment, isDryRun};
+    pid_t pid = inThisProcess ? 0 : fork();
+    if (pid == 0)
+        DoLastDeed(deed);
+    return pid;
+}
+
+pid_t FindLastDeed()
+{
+    char text[64];
+    int pid = 0;
+    long long start = 0;
+    ReadSmallFile(LAST_DEED_PATH, text, sizeof(text));
+    if (sscanf(text, "%d %lld", &pid, &start) != 2 || pid < 2 || start <= 0)
+        return -1;
+    return StartOfProcess(pid) == start ? pid : -1;
+}

@@ -1,0 +1,378 @@
+#include "daemon/loop.h"
+
+#include "base/system.h"
+#include "base/text.h"
+#include "daemon/events.h"
+#include "daemon/hearing.h"
+#include "daemon/last_deed.h"
+#include "daemon/log.h"
+#include "daemon/notify.h"
+#include "daemon/process.h"
+#include "daemon/reply_files.h"
+#include "daemon/state_files.h"
+#include "daemon/status_file.h"
+#include "daemon/tell.h"
+#include "daemon/whole_file.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <ctime>
+#include <initializer_list>
+#include <poll.h>
+#include <sys/signalfd.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr int64_t TICK = 1000;
+constexpr int MOST_FAILED_DEEDS = 3;
+constexpr char TURN_OFF = 'S';  // begins every text that turns a UPS off
+constexpr int MOST_ORDERS = 16; // of one tick
+
+StatusView ViewOf(const Daemon& daemon, int64_t now)
+{
+    return {daemon.cfg,       daemon.source, daemon.policy,   daemon.reading,
+            daemon.readingAt, now,           daemon.isDryRun, daemon.isToGoDown};
+}
+
+void Raise(const Daemon& daemon, const char* event, int64_t now)
+{
+    EventEnvironment environment;
+    FillEnvironment(environment, ViewOf(daemon, now));
+    pid_t runner = RaiseEvent(event, environment);
+    if (runner > 0)
+        LeaveToCollect(runner);
+}
+
+// --- the end -----------------------------------------------------------------------------
+
+void TryLastDeed(Daemon& daemon, int64_t now)
+{
+    EventEnvironment environment;
+    FillEnvironment(environment, ViewOf(daemon, now));
+    bool inThisProcess = daemon.failedDeeds >= MOST_FAILED_DEEDS;
+    daemon.lastDeed = BeginLastDeed(daemon.policy.order, daemon.source, daemon.cfg, environment,
+                                    daemon.isDryRun, inThisProcess);
+    if (daemon.lastDeed > 0) {
+        LeaveSource(daemon.source);
+        return;
+    }
+    daemon.failedDeeds++;
+    WriteLog(LOG_EMERG, "the shutdown cannot be begun: %s", strerror(errno));
+}
+
+// From here on the line is the last deed's: nothing is asked any more.
+void GoDown(Daemon& daemon, int64_t now)
+{
+    daemon.isToGoDown = true;
+    TryLastDeed(daemon, now);
+}
+
+// --- what the policy says ----------------------------------------------------------------
+
+void StoreOutage(Daemon& daemon)
+{
+    if (daemon.isDryRun) // a trial's outage is not to be taken over by a daemon that means it
+        return;
+    const PolicyKept& kept = daemon.policy.kept;
+    bool isStored =
+        kept.outageSince == daemon.stored.outageSince && kept.lowSince == daemon.stored.lowSince;
+    if (isStored)
+        return;
+    if (KeepOutage(kept))
+        daemon.stored = kept;
+}
+
+void CarryOut(Daemon& daemon, const PolicyActions& actions, int64_t now)
+{
+    StoreOutage(daemon);
+    for (int i = 0; i < actions.count; i++) {
+        const PolicyAction& action = actions.list[i];
+        char words[160];
+        LogAction(action, daemon.policy);
+        if (action.tellUsers && WordsForUsers(action, daemon.policy, words, sizeof(words)))
+            Announce(daemon.announcers, words, now);
+        if (action.what == POLICY_SHUTDOWN)
+            GoDown(daemon, now); // which raises the event itself
+        else if (PolicyEvent(action.what) != nullptr)
+            Raise(daemon, PolicyEvent(action.what), now);
+    }
+}
+
+UpsLink LinkOf(const Source& source)
+{
+    if (source.path == PATH_NONE)
+        return LINK_NONE;
+    return source.state == SOURCE_LOST ? LINK_LOST : LINK_HEARD;
+}
+
+void Decide(Daemon& daemon, int64_t now, const Reading* reading)
+{
+    PolicyReading told = {};
+    if (reading != nullptr)
+        told = {reading->mainsFailed, reading->batteryLow};
+    PolicyInput input = {now, time(nullptr), LinkOf(daemon.source),
+                         reading != nullptr ? &told : nullptr};
+    PolicyActions actions;
+    StepPolicy(daemon.policy, input, actions);
+    CarryOut(daemon, actions, now);
+}
+
+// --- orders ------------------------------------------------------------------------------
+
+// A file that cannot be read leaves everything as it was.
+void ReloadSettings(Daemon& daemon, int64_t now)
+{
+    if (daemon.policy.order.cause != CAUSE_NONE) // nothing is called off any more
+        return;
+    PowerConfig cfg = daemon.cfg;
+    ScheduleEntry sched[7];
+    memcpy(sched, daemon.sched, sizeof(sched));
+    if (ReadConfig(cfg, sched) == 0) {
+        WriteLog(LOG_ERR, "the settings cannot be read: the old ones stay");
+        return;
+    }
+    bool isOtherSource = IsOtherSource(daemon.source, cfg);
+    daemon.cfg = cfg;
+    memcpy(daemon.sched, sched, sizeof(sched));
+    if (isOtherSource) {
+        StopSource(daemon.source);
+        RemoveReplyFiles();
+        StartReading(daemon, now);
+    }
+    PolicyActions actions;
+    ChangePolicySettings(daemon.policy, cfg, sched, actions);
+    CarryOut(daemon, actions, now);
+}
+
+void ObeyCommand(Daemon& daemon, const char* command)
+{
+    char text[8];
+    char shown[COMMAND_ROOM];
+    CopyField(shown, command);
+    MakePrintable(shown);
+    if (daemon.source.path != PATH_SERIAL)
+        WriteLog(LOG_WARNING, "command \"%s\" is dropped: there is no UPS on a serial line", shown);
+    else if (!CommandToSerialText(command, text, sizeof(text)))
+        WriteLog(LOG_WARNING, "command \"%s\" is dropped: it is none", shown);
+    else if (daemon.isDryRun && text[0] == TURN_OFF)
+        WriteLog(LOG_NOTICE, "dry run: command \"%s\" would tell the UPS %s", shown, text);
+    else if (!SendUpsText(daemon.source, text))
+        WriteLog(LOG_WARNING, "command \"%s\" is lost: the line does not take it", shown);
+    else
+        WriteLog(LOG_NOTICE, "command \"%s\": the UPS was told %s", shown, text);
+}
+
+// True when the daemon is to end.
+bool ObeyOrders(Daemon& daemon, int64_t now)
+{
+    for (int i = 0; i < MOST_ORDERS; i++) {
+        Order order = TakeOrder(daemon.queues);
+        if (order == ORDER_STOP)
+            return true;
+        if (order == ORDER_NONE)
+            break;
+        if (order == ORDER_RELOAD)
+            ReloadSettings(daemon, now);
+    }
+    char command[COMMAND_ROOM];
+    if (!daemon.isToGoDown && IsReadyForText(daemon.source) && TakeCommand(daemon.queues, command))
+        ObeyCommand(daemon, command);
+    return false;
+}
+
+// --- the rounds --------------------------------------------------------------------------
+
+void ReadDebugSwitch(Daemon& daemon)
+{
+    char word[8];
+    ReadSmallFile(DAEMON_DEBUG_PATH, word, sizeof(word));
+    daemon.isDebug = strncmp(word, "debug", 5) == 0;
+}
+
+void WriteStatus(Daemon& daemon, int64_t now)
+{
+    bool isKept = KeepStatus(ViewOf(daemon, now));
+    StoreOutage(daemon); // where it could not be stored before
+    if (!isKept && !daemon.isStateLost)
+        WriteLog(LOG_ERR, "%s cannot be written: a daemon that follows will not know of an outage",
+                 STATE_FOLDER);
+    daemon.isStateLost = !isKept;
+}
+
+// One that was killed or crashed is begun again: the order stands.
+void WatchOwnDeed(Daemon& daemon, int64_t now)
+{
+    int status = -1;
+    if (daemon.isDeedDone)
+        return;
+    if (daemon.lastDeed > 0) {
+        if (waitpid(daemon.lastDeed, &status, WNOHANG) == 0)
+            return;
+        daemon.isDeedDone = WIFEXITED(status) && WEXITSTATUS(status) == 0;
+        if (daemon.isDeedDone)
+            return;
+        WriteLog(LOG_EMERG, "the shutdown was cut off: it is begun again");
+    }
+    TryLastDeed(daemon, now);
+}
+
+// Of an earlier daemon's nobody knows the order: when it is gone and the system still here,
+// the UPS is watched again.
+void WatchDeed(Daemon& daemon, int64_t now)
+{
+    if (daemon.policy.order.cause != CAUSE_NONE) {
+        WatchOwnDeed(daemon, now);
+        return;
+    }
+    daemon.lastDeed = FindLastDeed();
+    daemon.isToGoDown = daemon.lastDeed > 0;
+    if (daemon.isToGoDown)
+        return;
+    WriteLog(LOG_ALERT, "the shutdown that an earlier daemon began is over, and the system up");
+    StartReading(daemon, now);
+}
+
+// The work of every second; true when the daemon is to end.
+bool Tick(Daemon& daemon, int64_t now)
+{
+    TakeOverQueues(daemon.queues);
+    ShowPresence();
+    TellAlive();
+    ReadDebugSwitch(daemon);
+    CollectUnwaited();
+    WatchAnnouncers(daemon.announcers, now);
+    if (daemon.isToGoDown)
+        WatchDeed(daemon, now);
+    daemon.tickAt = now + TICK;
+    return ObeyOrders(daemon, now);
+}
+
+int TimeLeft(const Daemon& daemon)
+{
+    int64_t next = daemon.tickAt;
+    if (!daemon.isToGoDown)
+        next = std::min(next, NextSourceMoment(daemon.source));
+    return static_cast<int>(std::clamp<int64_t>(next - BootMilliseconds(), 0, TICK));
+}
+
+// True when the signal that came ends the daemon.
+bool ObeySignal(Daemon& daemon, int signals)
+{
+    signalfd_siginfo signal = {};
+    if (read(signals, &signal, sizeof(signal)) != static_cast<ssize_t>(sizeof(signal)))
+        return false;
+    if (signal.ssi_signo != SIGHUP)
+        return true;
+    ReloadSettings(daemon, BootMilliseconds());
+    return false;
+}
+
+// Waits for input, a signal or the next moment; true when a signal ends the daemon.
+bool WaitForWork(Daemon& daemon, int signals)
+{
+    int line = daemon.isToGoDown ? -1 : SourceDescriptor(daemon.source);
+    pollfd inputs[] = {{signals, POLLIN, 0}, {line, POLLIN, 0}};
+    poll(inputs, 2, TimeLeft(daemon));
+    return inputs[0].revents != 0 && ObeySignal(daemon, signals);
+}
+
+// Hears the UPS, decides, and only then touches files on a disk, which may hang; true when a round
+// is complete.
+bool Watch(Daemon& daemon, int64_t now, bool isTick)
+{
+    SourceNews news = {};
+    RunSource(daemon.source, now, news);
+    const Reading* reading = TakeNews(daemon, now, news);
+    if (reading != nullptr || isTick)
+        Decide(daemon, now, reading);
+    KeepNews(daemon, news);
+    return news.isWhole;
+}
+
+// One pass of the loop; true when the daemon is to end.
+bool RunPass(Daemon& daemon)
+{
+    int64_t now = BootMilliseconds();
+    bool isTick = now >= daemon.tickAt;
+    bool isRound = !daemon.isToGoDown && Watch(daemon, now, isTick);
+    bool isToEnd = isTick && Tick(daemon, now);
+    if (isRound || (isTick && now - daemon.readingAt > TICK))
+        WriteStatus(daemon, now);
+    return isToEnd;
+}
+
+void LoadSettings(Daemon& daemon)
+{
+    InitConfig(daemon.cfg, daemon.sched);
+    if (ReadConfig(daemon.cfg, daemon.sched) == 0)
+        WriteLog(LOG_WARNING, "the settings cannot be read whole: what is missing has its default");
+}
+
+// While what an earlier daemon began is at work, nothing is asked or decided.
+void FindEarlierDeed(Daemon& daemon)
+{
+    daemon.lastDeed = FindLastDeed();
+    daemon.isToGoDown = daemon.lastDeed > 0;
+    if (daemon.isToGoDown)
+        WriteLog(LOG_ALERT, "the system is already being shut down by process %d",
+                 static_cast<int>(daemon.lastDeed));
+}
+
+void StartWork(Daemon& daemon)
+{
+    int64_t now = BootMilliseconds();
+    LoadSettings(daemon);
+    StartAnnouncers(daemon.announcers);
+    TakeOverQueues(daemon.queues);
+    DropWaitingOrders(daemon.queues);
+    RemoveReplyFiles();
+    daemon.stored = ReadKeptOutage();
+    PolicyActions actions;
+    StartPolicy(daemon.policy, daemon.cfg, daemon.sched, daemon.stored, now, actions);
+    StartReading(daemon, now);
+    FindEarlierDeed(daemon);
+    CarryOut(daemon, actions, now);
+    Raise(daemon, "start", now);
+    daemon.tickAt = now;
+}
+
+void EndWork(Daemon& daemon)
+{
+    TellStopping();
+    Raise(daemon, "stop", BootMilliseconds());
+    if (!daemon.isToGoDown)
+        StopSource(daemon.source);
+    RemoveReplyFiles();
+    unlink(STATUS_PATH);
+    WriteLog(LOG_NOTICE, "ended");
+}
+
+} // namespace
+
+int OpenSignals()
+{
+    sigset_t obeyed;
+    sigemptyset(&obeyed);
+    for (int number : {SIGTERM, SIGINT, SIGHUP})
+        sigaddset(&obeyed, number);
+    sigprocmask(SIG_BLOCK, &obeyed, nullptr);
+    signal(SIGCHLD, SIG_DFL); // whoever started the daemon may not have waited for children
+    signal(SIGPIPE, SIG_IGN);
+    signal(SIGXFSZ, SIG_IGN);
+    return signalfd(-1, &obeyed, SFD_CLOEXEC | SFD_NONBLOCK);
+}
+
+int RunDaemon(Daemon& daemon, int signals)
+{
+    StartWork(daemon);
+    TellReady();
+    bool isToEnd = false;
+    while (!isToEnd)
+        isToEnd = WaitForWork(daemon, signals) || RunPass(daemon);
+    EndWork(daemon);
+    return 0;
+}

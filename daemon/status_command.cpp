@@ -1,0 +1,113 @@
+#include "daemon/status_command.h"
+
+#include "base/text.h"
+#include "daemon/process.h"
+#include "daemon/state_files.h"
+#include "daemon/status_file.h"
+#include "daemon/whole_file.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+namespace {
+
+constexpr int64_t STALE_AFTER = 10000; // milliseconds: a living daemon writes every second
+
+long long NumberOf(const char* status, const char* name)
+{
+    char value[STATUS_VALUE_SIZE];
+    FindStatusMember(status, name, value);
+    return atoll(value);
+}
+
+bool IsFromLivingDaemon(const char* status)
+{
+    long long age = BootMilliseconds() - NumberOf(status, "boot_milliseconds");
+    pid_t pid = static_cast<pid_t>(NumberOf(status, "pid"));
+    bool isAlive = pid > 1 && (kill(pid, 0) == 0 || errno == EPERM);
+    return isAlive && age >= 0 && age < STALE_AFTER;
+}
+
+// A line of the report; a value that is not known leaves its line out.
+struct Line {
+    const char* label;
+    const char* member;
+    const char* unit;
+};
+
+constexpr Line LINES[] = {
+    {"UPS", "ups", ""},
+    {"reached by", "source", ""},
+    {"device", "device", ""},
+    {"model", "model", ""},
+    {"mains", "mains", ""},
+    {"battery", "battery", ""},
+    {"input voltage", "input_voltage", " V"},
+    {"output voltage", "output_voltage", " V"},
+    {"input frequency", "input_frequency", " Hz"},
+    {"load", "load", " %"},
+    {"battery voltage", "battery_voltage", " V"},
+    {"battery charge", "battery_charge", " %"},
+    {"temperature", "temperature", " C"},
+    {"time on battery", "time_on_battery", " s"},
+    {"power failure for", "outage_seconds", " s"},
+    {"pending", "pending", ""},
+    {"shutdown in", "shutdown_in", " s"},
+};
+
+} // namespace
+
+void FindStatusMember(const char* status, const char* name, char (&value)[STATUS_VALUE_SIZE])
+{
+    char key[64]; // the daemon writes a member a line
+    value[0] = '\0';
+    FormatText(key, sizeof(key), "\n  \"%s\": ", name);
+    const char* found = strstr(status, key);
+    if (found == nullptr)
+        return;
+    found += strlen(key);
+    CopyField(value, found);
+    value[strcspn(value, "\n")] = '\0';
+    size_t length = strlen(value);
+    if (length > 0 && value[length - 1] == ',')
+        value[--length] = '\0';
+    if (length > 1 && value[0] == '"') {
+        value[length - 1] = '\0';
+        memmove(value, value + 1, length - 1);
+    }
+    if (strcmp(value, "null") == 0)
+        value[0] = '\0';
+    MakePrintable(value);
+}
+
+bool ReadRunningStatus(char* text, size_t size)
+{
+    return ReadSmallFile(STATUS_PATH, text, size) > 0 && IsFromLivingDaemon(text);
+}
+
+void PrintStatusLines(const char* status)
+{
+    for (const Line& line : LINES) {
+        char value[STATUS_VALUE_SIZE];
+        FindStatusMember(status, line.member, value);
+        if (value[0] != '\0')
+            printf("%-18s %s%s\n", line.label, value, line.unit);
+    }
+}
+
+int ShowStatus(bool isJson)
+{
+    char text[STATUS_TEXT_SIZE];
+    if (!ReadRunningStatus(text, sizeof(text))) {
+        fputs(isJson ? "{}\n" : "no daemon is running\n", stdout);
+        return 1;
+    }
+    if (isJson)
+        fputs(text, stdout);
+    else
+        PrintStatusLines(text);
+    return static_cast<int>(NumberOf(text, "status"));
+}

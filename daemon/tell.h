@@ -1,0 +1,23 @@
+// The daemon's words: for the log, and for users.
+#pragma once
+
+#include "daemon/policy.h"
+#include "daemon/source.h"
+#include "settings/tolv_lib.h"
+
+#include <cstddef>
+
+// Says in the log what the policy decided.
+void LogAction(const PolicyAction& action, const PolicyState& policy);
+
+// What users are told of an action; false when nothing is said.
+bool WordsForUsers(const PolicyAction& action, const PolicyState& policy, char* words, size_t size);
+
+// Says in the log how the UPS is reached, or that nothing is protected.
+void LogSource(const Source& source, const PowerConfig& cfg);
+
+// What is done about a setting that is not obeyed as it stands, one of the BAD_ values.
+const char* WordsForBadSetting(int setting);
+
+// Seconds as "5 minutes", "1 minute 30 seconds", "10 seconds".
+void FormatDuration(char* text, size_t size, int seconds);
