@@ -11,8 +11,9 @@ if(NOT result EQUAL 0)
   message(FATAL_ERROR "the tests cannot be collected")
 endif()
 
+# Without the parameters: a bracket among them would hold what follows together as one element.
+string(REGEX REPLACE "\\[[^\n]*" "" text "${text}")
 string(REGEX MATCHALL "[^\n]+::[^\n]+" found "${text}")
-list(TRANSFORM found REPLACE "\\[.*" "")
 list(REMOVE_DUPLICATES found)
 string(JOIN "\" \"" run ${WORLD} ${PYTEST} -q -x)
 set(entries "")

@@ -1,0 +1,258 @@
+// What the daemon makes of an outage that nobody watched for a while: it was ended and started
+// again, or the machine slept.
+#include "tests/unit/support/policy_bench.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace {
+
+using testing::ElementsAre;
+
+// Another daemon takes over what this one kept.
+void Restart(PolicyBench& bench, double after)
+{
+    bench.Pass(after);
+    PolicyKept kept = bench.state.kept;
+    bench.Start(kept);
+}
+
+TEST(PolicyRestart, GoesOnCountingInAnOutage)
+{
+    for (double gone : {0.0, 1.0, 100.0, 198.0}) {
+        PolicyBench bench;
+        bench.Start();
+        bench.Ask(Ups::failed);
+        bench.Run(100, Ups::failed);
+        Restart(bench, gone);
+        bench.Run(1000, Ups::failed);
+        EXPECT_EQ(bench.ShutdownAt(), 300) << gone;
+        EXPECT_EQ(bench.Count("outage"), 1);
+        EXPECT_EQ(bench.Count("goes-on"), 1);
+    }
+}
+
+TEST(PolicyRestart, GoesOnCountingTheLowBattery)
+{
+    PolicyBench bench;
+    bench.Start();
+    bench.Ask(Ups::failed);
+    bench.Round(20, Ups::low);
+    Restart(bench, 10);
+    bench.Run(1000, Ups::low);
+    EXPECT_EQ(bench.ShutdownAt(), 80);
+    EXPECT_EQ(bench.Count("battery-low"), 1);
+}
+
+TEST(PolicyRestart, DoesNotShutDownForAnOutageThatNobodyKept)
+{
+    PolicyBench bench;
+    bench.Start();
+    bench.Ask(Ups::failed);
+    bench.Run(100, Ups::failed);
+    bench.Start();
+    bench.Run(250, Ups::lost);
+    EXPECT_FALSE(bench.HasBegun());
+    bench.Run(299, Ups::failed);
+    EXPECT_FALSE(bench.HasBegun());
+}
+
+TEST(PolicyRestart, DropsWhatCannotBeTrue)
+{
+    struct {
+        int64_t outageSince, lowSince;
+        int64_t outage, low;
+    } const cases[] = {
+        {40000, 45000, 40000, 45000},
+        {40000, NEVER, 40000, NEVER},
+        {NEVER, 45000, NEVER, NEVER},
+        {50001, NEVER, NEVER, NEVER},
+        {40000, 50001, 40000, NEVER},
+        {40000, 39999, 40000, NEVER},
+        {-2, NEVER, NEVER, NEVER},
+        {INT64_MIN, 0, NEVER, NEVER},
+        {INT64_MAX, 0, NEVER, NEVER},
+        {50000, 50000, 50000, 50000},
+        {0, 0, 0, 0},
+    };
+    for (const auto& test : cases) {
+        PolicyBench bench;
+        bench.now = 50000;
+        bench.Start({test.outageSince, test.lowSince});
+        EXPECT_EQ(bench.state.kept.outageSince, test.outage);
+        EXPECT_EQ(bench.state.kept.lowSince, test.low);
+    }
+}
+
+// A shutdown long overdue at the start: what the UPS says decides, and its silence.
+TEST(PolicyRestart, WaitsForTheWordOfTheUpsWhenTheShutdownIsOverdue)
+{
+    struct {
+        Ups first; // for a second
+        Ups then;
+        double downAfter; // -1 = never
+    } const cases[] = {
+        {Ups::failed, Ups::failed, 1}, {Ups::low, Ups::low, 1},     {Ups::silent, Ups::failed, 2},
+        {Ups::good, Ups::good, -1},    {Ups::good, Ups::failed, 2}, {Ups::silent, Ups::good, -1},
+        {Ups::lost, Ups::lost, 5},     {Ups::lost, Ups::good, -1},  {Ups::silent, Ups::silent, 20},
+        {Ups::silent, Ups::lost, 5},   {Ups::good, Ups::lost, 6},   {Ups::none, Ups::none, -1},
+    };
+    for (const auto& test : cases) {
+        PolicyBench bench;
+        bench.Start({bench.now - 4000000, NEVER});
+        bench.Round(1, test.first);
+        bench.Run(100, test.then);
+        EXPECT_EQ(bench.ShutdownAt(), test.downAfter)
+            << static_cast<int>(test.first) << " " << static_cast<int>(test.then);
+    }
+}
+
+TEST(PolicyRestart, HoldsAShutdownThatComesDueBeforeTheFirstWord)
+{
+    PolicyBench bench;
+    bench.Start({bench.now - 297000, NEVER});
+    bench.Run(4, Ups::silent);
+    EXPECT_FALSE(bench.HasBegun());
+    bench.Run(9, Ups::good);
+    EXPECT_FALSE(bench.HasBegun()) << "the mains may be good since long ago";
+    bench.Run(2, Ups::good);
+    EXPECT_EQ(bench.Count("mains-back"), 1);
+}
+
+TEST(PolicyRestart, TellsUsersAgainOnceTheOutageIsConfirmed)
+{
+    PolicyBench bench;
+    bench.Start({bench.now - 100500, NEVER});
+    bench.Run(3, Ups::silent);
+    bench.Run(2, Ups::failed);
+    EXPECT_THAT(bench.said,
+                ElementsAre("4 goes-on by outage", "4 countdown by outage 196 to users"));
+}
+
+TEST(PolicyRestart, TellsUsersWhenTheOutageIsOver)
+{
+    PolicyBench bench;
+    bench.Start({bench.now - 4000000, NEVER});
+    bench.Run(11, Ups::good);
+    EXPECT_THAT(bench.said, ElementsAre("11 mains-back", "11 called-off by outage to users"));
+    bench.Run(2000, Ups::lost);
+    EXPECT_FALSE(bench.HasBegun());
+}
+
+TEST(PolicyRestart, ForgetsAnOutageWhenThereIsNoUpsToConfirmIt)
+{
+    PolicyBench bench;
+    bench.Start({bench.now - 4000000, NEVER});
+    bench.Run(100, Ups::none);
+    EXPECT_THAT(bench.said, ElementsAre("1 forgotten", "1 called-off by outage to users"));
+    EXPECT_EQ(bench.state.kept.outageSince, NEVER);
+}
+
+TEST(PolicyRestart, IsAnOutageToScriptsUntilTheUpsSaysOtherwise)
+{
+    PolicyBench bench;
+    bench.Start({bench.now - 4000000, NEVER});
+    EXPECT_EQ(PolicyStatus(bench.state), 2);
+    bench.Run(9, Ups::good);
+    EXPECT_EQ(PolicyStatus(bench.state), 2);
+    bench.Run(2, Ups::good);
+    EXPECT_EQ(PolicyStatus(bench.state), 0);
+}
+
+// --- a machine that sleeps ---------------------------------------------------------------
+
+TEST(PolicySleep, CountsInADelay)
+{
+    PolicyBench bench;
+    bench.Start();
+    bench.Ask(Ups::failed);
+    bench.Run(100, Ups::failed);
+    bench.Round(150, Ups::silent);
+    EXPECT_FALSE(bench.HasBegun());
+    bench.Run(1000, Ups::failed);
+    EXPECT_EQ(bench.ShutdownAt(), 300);
+}
+
+TEST(PolicySleep, LeavesAnOverdueShutdownToTheNextWordOfTheUps)
+{
+    struct {
+        Ups word;
+        double downAfter; // the wake, whose round counts as one second of silence; -1 = never
+    } const cases[] = {{Ups::failed, 1}, {Ups::good, -1}, {Ups::lost, 4}, {Ups::silent, 19}};
+    for (const auto& test : cases) {
+        PolicyBench bench;
+        bench.Start();
+        bench.Ask(Ups::failed);
+        bench.Run(100, Ups::failed);
+        bench.Round(3600, Ups::silent);
+        EXPECT_FALSE(bench.HasBegun());
+        bench.Run(100, test.word);
+        EXPECT_EQ(bench.ShutdownAt(), test.downAfter == -1 ? -1 : 3700 + test.downAfter)
+            << static_cast<int>(test.word);
+    }
+}
+
+TEST(PolicySleep, DoesNotTakeALossOfBeforeForAnAnswer)
+{
+    PolicyBench bench;
+    bench.Start();
+    bench.Ask(Ups::failed);
+    bench.Run(60, Ups::lost);
+    bench.Round(3600, Ups::lost);
+    EXPECT_FALSE(bench.HasBegun()) << "it was not asked since";
+    bench.Run(2, Ups::lost);
+    bench.Run(11, Ups::good);
+    EXPECT_EQ(bench.Count("mains-back"), 1);
+    EXPECT_FALSE(bench.HasBegun());
+}
+
+TEST(PolicySleep, DoesNotCountAsGoodMains)
+{
+    PolicyBench bench;
+    bench.Start();
+    bench.Ask(Ups::failed);
+    bench.Run(10, Ups::failed);
+    bench.Run(3, Ups::good);
+    bench.Round(3600, Ups::good);
+    EXPECT_EQ(bench.Count("mains-back"), 0);
+    bench.Run(1, Ups::failed);
+    EXPECT_TRUE(bench.HasBegun()) << "they were good for a moment before and after the sleep";
+}
+
+TEST(PolicySleep, BeginsAfterFiveSecondsWithoutARound)
+{
+    for (double seconds : {5.0, 5.001}) {
+        PolicyBench bench;
+        bench.Start();
+        bench.Ask(Ups::failed);
+        bench.Run(296, Ups::failed);
+        bench.Round(seconds, Ups::silent);
+        EXPECT_EQ(bench.HasBegun(), seconds == 5.0);
+    }
+}
+
+TEST(PolicySleep, DoesNotHoldUpAMachineThatCanHardlyRun)
+{
+    PolicyBench bench;
+    bench.Start();
+    bench.Ask(Ups::failed);
+    bench.Run(200, Ups::failed);
+    while (!bench.HasBegun() && bench.Seconds() < 1000)
+        bench.Round(7, Ups::lost);
+    EXPECT_GE(bench.ShutdownAt(), 300);
+    EXPECT_LE(bench.ShutdownAt(), 300 + 6 * 7);
+}
+
+TEST(PolicySleep, IsNoLossOfTheUps)
+{
+    PolicyBench bench;
+    bench.Start();
+    bench.Run(19, Ups::silent);
+    bench.Round(3600, Ups::silent);
+    bench.Run(10, Ups::silent);
+    EXPECT_EQ(bench.Count("ups-lost"), 0);
+    bench.Run(10, Ups::silent);
+    EXPECT_EQ(bench.Count("ups-lost"), 1);
+}
+
+} // namespace
