@@ -7,9 +7,9 @@
 
 #include "sim/agent/ups_late.h"
 
-#include <algorithm>
+#include "sim/model/ups_clock.h"
+
 #include <string>
-#include <time.h>
 #include <vector>
 
 namespace {
@@ -26,13 +26,6 @@ netsnmp_transport* carrier;
 decltype(netsnmp_transport::f_send) carrierSend;
 int answerDelay;
 std::vector<LateAnswer> waiting;
-
-long NowMilliseconds()
-{
-    timespec now;
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return now.tv_sec * 1000L + now.tv_nsec / 1000000L;
-}
 
 int SendOrKeep(netsnmp_transport* transport, const void* data, int size, void** opaque,
                int* opaqueSize)
@@ -64,12 +57,8 @@ void DelayAnswers(int milliseconds)
 
 void ShortenToNextAnswer(timeval* wait)
 {
-    long now = NowMilliseconds();
-    for (const LateAnswer& answer : waiting) {
-        long left = std::max(0L, answer.due - now);
-        if (left < wait->tv_sec * 1000L + wait->tv_usec / 1000L)
-            *wait = {left / 1000L, left % 1000L * 1000L};
-    }
+    for (const LateAnswer& answer : waiting)
+        ShortenWait(wait, answer.due);
 }
 
 namespace {

@@ -127,10 +127,10 @@ int HandlePacket(int operation, netsnmp_session* session, int requestId, netsnmp
     if (operation != NETSNMP_CALLBACK_OP_RECEIVED_MESSAGE)
         return 1;
     if (!Admitted(pdu)) {
-        LogDatagram(*served, "refused");
+        LogRequest(*served, "refused");
         return 1;
     }
-    LogDatagram(*served, DescribeRequest(pdu));
+    LogRequest(*served, DescribeRequest(pdu));
     Answer(operation, session, requestId, pdu);
     return 1;
 }
@@ -138,7 +138,7 @@ int HandlePacket(int operation, netsnmp_session* session, int requestId, netsnmp
 int CheckParse(netsnmp_session*, netsnmp_pdu*, int result)
 {
     if (result != SNMP_ERR_NOERROR)
-        LogDatagram(*served, "malformed");
+        LogRequest(*served, "malformed");
     return result == SNMP_ERR_NOERROR;
 }
 

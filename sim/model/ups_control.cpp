@@ -1,122 +1,15 @@
 #include "sim/model/ups_control.h"
 
-#include "sim/model/ups_command.h"
 #include "sim/model/ups_state.h"
 
 #include <algorithm>
-#include <cmath>
-#include <cstdlib>
-#include <vector>
+#include <cstdio>
 
 namespace {
-
-using Words = std::vector<std::string>;
-
-const std::string DONE = "ok\n";
-
-struct Verb {
-    const char* word;
-    size_t least; // words that must follow
-    size_t most;
-    std::string (*act)(UpsSim& sim, const Words& words, const std::string& line);
-};
-
-std::string Refuse(const std::string& text)
-{
-    return "error " + text + "\n";
-}
-
-Words SplitWords(const std::string& line)
-{
-    Words words;
-    size_t at = 0;
-    while ((at = line.find_first_not_of(" \t", at)) != std::string::npos) {
-        size_t end = std::min(line.find_first_of(" \t", at), line.size());
-        words.push_back(line.substr(at, end - at));
-        at = end;
-    }
-    return words;
-}
-
-// What stands behind the first `count` words and one separator, blanks included.
-std::string RestOfLine(const std::string& line, int count)
-{
-    size_t at = 0;
-    for (int i = 0; i < count; i++) {
-        at = std::min(line.find_first_not_of(" \t", at), line.size());
-        at = std::min(line.find_first_of(" \t", at), line.size());
-    }
-    return at < line.size() ? line.substr(at + 1) : "";
-}
-
-bool ReadNumber(const std::string& text, double least, double most, double* number)
-{
-    char* end = nullptr;
-    *number = strtod(text.c_str(), &end);
-    return *end == '\0' && !text.empty() && *number >= least && *number <= most;
-}
-
-bool ReadSwitch(const std::string& text, bool* on)
-{
-    *on = text == "on";
-    return text == "on" || text == "off";
-}
-
-// The faults that a command means: those of the object named by the word at `at`, or of all.
-UpsFault* FindFault(UpsSim& sim, const Words& words, size_t at)
-{
-    if (words.size() <= at)
-        return &sim.faults.all;
-    int object = FindObject(words[at]);
-    return object < 0 ? nullptr : &sim.faults.object[object];
-}
-
-std::string SwitchFault(UpsSim& sim, const Words& words, bool UpsFault::*member)
-{
-    UpsFault* fault = FindFault(sim, words, 2);
-    bool on = false;
-    if (fault == nullptr)
-        return Refuse("no such object");
-    if (!ReadSwitch(words[1], &on))
-        return Refuse("on or off expected");
-    fault->*member = on;
-    return DONE;
-}
 
 std::string DoReset(UpsSim& sim, const Words&, const std::string&)
 {
     ResetSim(sim);
-    return DONE;
-}
-
-std::string DoGet(UpsSim& sim, const Words& words, const std::string&)
-{
-    int object = FindObject(words[1]);
-    if (object < 0)
-        return Refuse("no such object");
-    return "  " + FormatValue(CurrentValue(sim, object)) + "\n" + DONE;
-}
-
-std::string DoSet(UpsSim& sim, const Words& words, const std::string& line)
-{
-    UpsFault* fault = FindFault(sim, words, 1);
-    UpsValue value;
-    if (fault == nullptr)
-        return Refuse("no such object");
-    if (!ParseValue(words[2], RestOfLine(line, 3), &value))
-        return Refuse("bad type or value");
-    fault->overridden = true;
-    fault->value = value;
-    return DONE;
-}
-
-std::string DoUnset(UpsSim& sim, const Words& words, const std::string&)
-{
-    UpsFault* fault = FindFault(sim, words, 1);
-    if (fault == nullptr)
-        return Refuse("no such object");
-    fault->overridden = false;
-    fault->value = UpsValue();
     return DONE;
 }
 
@@ -174,6 +67,21 @@ std::string DoTemperature(UpsSim& sim, const Words& words, const std::string&)
     return SetReading(words[1], 0.0, 99.0, 1.0, &sim.model.temperature);
 }
 
+std::string SetSwitch(const std::string& word, bool* target)
+{
+    return ReadSwitch(word, target) ? DONE : Refuse("on or off expected");
+}
+
+std::string DoFailed(UpsSim& sim, const Words& words, const std::string&)
+{
+    return SetSwitch(words[1], &sim.model.failed);
+}
+
+std::string DoStandby(UpsSim& sim, const Words& words, const std::string&)
+{
+    return SetSwitch(words[1], &sim.model.standby);
+}
+
 std::string DoRecover(UpsSim& sim, const Words&, const std::string&)
 {
     Recover(sim.model);
@@ -187,46 +95,7 @@ std::string DoSpeed(UpsSim& sim, const Words& words, const std::string&)
 
 std::string DoFreeze(UpsSim& sim, const Words& words, const std::string&)
 {
-    return ReadSwitch(words[1], &sim.frozen) ? DONE : Refuse("on or off expected");
-}
-
-std::string DoSilent(UpsSim& sim, const Words& words, const std::string&)
-{
-    return SwitchFault(sim, words, &UpsFault::silent);
-}
-
-std::string DoOtherId(UpsSim& sim, const Words& words, const std::string&)
-{
-    return SwitchFault(sim, words, &UpsFault::otherId);
-}
-
-std::string DoMissing(UpsSim& sim, const Words& words, const std::string&)
-{
-    return SwitchFault(sim, {words[0], words[2], words[1]}, &UpsFault::missing);
-}
-
-std::string DoError(UpsSim& sim, const Words& words, const std::string&)
-{
-    UpsFault* fault = FindFault(sim, words, 1);
-    int status = words[2] == "off" ? 0 : ErrorStatus(words[2]);
-    if (fault == nullptr)
-        return Refuse("no such object");
-    if (status < 0)
-        return Refuse("no such error status");
-    fault->errorStatus = status;
-    return DONE;
-}
-
-std::string DoDelay(UpsSim& sim, const Words& words, const std::string&)
-{
-    UpsFault* fault = FindFault(sim, words, 2);
-    double milliseconds = 0.0;
-    if (fault == nullptr)
-        return Refuse("no such object");
-    if (!ReadNumber(words[1], 0.0, 600000.0, &milliseconds))
-        return Refuse("milliseconds expected");
-    fault->delay = static_cast<int>(lround(milliseconds));
-    return DONE;
+    return SetSwitch(words[1], &sim.frozen);
 }
 
 std::string DoState(UpsSim& sim, const Words&, const std::string&)
@@ -234,63 +103,81 @@ std::string DoState(UpsSim& sim, const Words&, const std::string&)
     return DescribeState(sim) + DONE;
 }
 
-std::string DoCommand(UpsSim& sim, const Words& words, const std::string&)
-{
-    return SerialCommand(sim.model, words[1].c_str()) ? DONE : Refuse("no such command");
-}
-
-std::string DoLog(UpsSim& sim, const Words& words, const std::string&)
+std::string DoLog(UpsSim& sim, const Words&, const std::string&)
 {
     std::string reply;
-    if (words.size() == 1) {
-        for (const std::string& line : sim.log)
-            reply += "  " + line + "\n";
-    } else if (words[1] == "clear") {
-        sim.log.clear();
-    } else {
-        return Refuse("clear or nothing expected");
+    for (const LogLine& line : sim.log)
+        reply += "  " + line.text + "\n";
+    return reply + DONE;
+}
+
+std::string DoLogTimes(UpsSim& sim, const Words&, const std::string&)
+{
+    std::string reply;
+    for (const LogLine& line : sim.log) {
+        char when[32];
+        snprintf(when, sizeof(when), "%ld.%03ld", line.when / 1000L, line.when % 1000L);
+        reply.append("  ").append(when).append(" ").append(line.text).append("\n");
     }
     return reply + DONE;
 }
 
-constexpr Verb VERBS[] = {
+std::string DoLogClear(UpsSim& sim, const Words&, const std::string&)
+{
+    sim.log.clear();
+    return DONE;
+}
+
+constexpr ControlVerb VERBS[] = {
     {"reset", 0, 0, DoReset},
-    {"get", 1, 1, DoGet},
-    {"set", 2, 999, DoSet},
-    {"unset", 1, 1, DoUnset},
     {"mains", 1, 1, DoMains},
     {"battery", 1, 1, DoBattery},
     {"load", 1, 1, DoLoad},
     {"input", 1, 1, DoInput},
     {"frequency", 1, 1, DoFrequency},
     {"temperature", 1, 1, DoTemperature},
+    {"failed", 1, 1, DoFailed},
+    {"standby", 1, 1, DoStandby},
     {"recover", 0, 0, DoRecover},
     {"speed", 1, 1, DoSpeed},
     {"freeze", 1, 1, DoFreeze},
-    {"silent", 1, 2, DoSilent},
-    {"error", 2, 2, DoError},
-    {"missing", 2, 2, DoMissing},
-    {"delay", 1, 2, DoDelay},
-    {"otherid", 1, 2, DoOtherId},
     {"state", 0, 0, DoState},
-    {"command", 1, 1, DoCommand},
-    {"log", 0, 1, DoLog},
+    {"log times", 0, 0, DoLogTimes},
+    {"log clear", 0, 0, DoLogClear},
+    {"log", 0, 0, DoLog}, // behind those that begin with it
 };
+
+// How many words of the line the verb's own words take; 0 when the line begins otherwise.
+size_t Match(const ControlVerb& verb, const Words& words)
+{
+    Words own = SplitWords(verb.words);
+    if (words.size() < own.size() || !std::equal(own.begin(), own.end(), words.begin()))
+        return 0;
+    return own.size();
+}
+
+bool CarryOut(UpsSim& sim, std::span<const ControlVerb> verbs, const std::string& line,
+              std::string* reply)
+{
+    Words words = SplitWords(line);
+    for (const ControlVerb& verb : verbs) {
+        size_t own = Match(verb, words);
+        if (own == 0)
+            continue;
+        size_t count = words.size() - own;
+        bool fits = count >= verb.least && count <= verb.most;
+        *reply = fits ? verb.act(sim, words, line) : Refuse("wrong number of words");
+        return true;
+    }
+    return false;
+}
 
 } // namespace
 
-std::string ControlCommand(UpsSim& sim, const std::string& line)
+std::string ControlCommand(UpsSim& sim, std::span<const ControlVerb> own, const std::string& line)
 {
-    Words words = SplitWords(line);
-    if (words.empty())
-        return Refuse("empty line");
-    for (const Verb& verb : VERBS) {
-        if (words[0] != verb.word)
-            continue;
-        size_t count = words.size() - 1;
-        if (count < verb.least || count > verb.most)
-            return Refuse("wrong number of words");
-        return verb.act(sim, words, line);
-    }
-    return Refuse("unknown command");
+    std::string reply;
+    if (!CarryOut(sim, own, line, &reply) && !CarryOut(sim, VERBS, line, &reply))
+        return Refuse("unknown command");
+    return reply;
 }

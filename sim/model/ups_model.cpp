@@ -14,6 +14,7 @@ constexpr int LOW_PERCENT = 20;
 constexpr double EMPTY_VOLTS = 10.5;
 constexpr double FULL_VOLTS = 13.6;
 constexpr double NOMINAL_VOLTS = 230.0;
+constexpr double VOLTS_TOLERANCE = 23.0;
 constexpr double NOMINAL_HERTZ = 50.0;
 
 } // namespace
@@ -37,6 +38,18 @@ int ChargePercent(const UpsModel& model)
 bool BatteryLow(const UpsModel& model)
 {
     return ChargePercent(model) <= LOW_PERCENT;
+}
+
+bool BoostOrBuck(const UpsModel& model)
+{
+    return model.mains && OutputOn(model) &&
+           std::abs(InputVolts(model) - NOMINAL_VOLTS) > VOLTS_TOLERANCE;
+}
+
+bool ShutdownActive(const UpsModel& model)
+{
+    return model.pending != PendingAction::none ||
+           (!OutputOn(model) && model.offReason != OffReason::exhausted);
 }
 
 int LoadPercent(const UpsModel& model)
@@ -81,11 +94,26 @@ int BatteryStatus(const UpsModel& model)
     return BatteryLow(model) ? 3 : 2;
 }
 
+void StartTest(UpsModel& model, UpsTest test, double seconds)
+{
+    if (!OutputOn(model))
+        return;
+    model.test = test;
+    model.testLeft = seconds;
+}
+
 void EndTest(UpsModel& model)
 {
     model.test = UpsTest::none;
     model.testLeft = 0.0;
     model.failureSimulated = false;
+}
+
+void Schedule(UpsModel& model, PendingAction action, double seconds, double sleepSeconds)
+{
+    model.pending = action;
+    model.pendingLeft = seconds;
+    model.pendingSleep = sleepSeconds;
 }
 
 namespace {
@@ -130,14 +158,13 @@ void StepBattery(UpsModel& model, double seconds)
 void TakeEffect(UpsModel& model, PendingAction action)
 {
     static constexpr double REBOOT_SECONDS = 5.0;
-    long minutes = model.written[static_cast<int>(UpsCommand::sleepMinutes)];
     switch (action) {
     case PendingAction::off:
         return SwitchOff(model, OffReason::command, 0.0);
     case PendingAction::reboot:
         return SwitchOff(model, OffReason::rebooting, REBOOT_SECONDS);
     case PendingAction::sleep:
-        return SwitchOff(model, OffReason::sleeping, 60.0 * static_cast<double>(minutes));
+        return SwitchOff(model, OffReason::sleeping, model.pendingSleep);
     case PendingAction::conserve:
         if (OnBattery(model)) // with the mains back there is nothing to save
             SwitchOff(model, OffReason::conserving, 0.0);
@@ -151,10 +178,8 @@ void StepPending(UpsModel& model, double seconds)
 {
     if (model.pending == PendingAction::none || (model.pendingLeft -= seconds) > 0.0)
         return;
-    PendingAction action = model.pending;
-    model.pending = PendingAction::none;
-    model.pendingLeft = 0.0;
-    TakeEffect(model, action);
+    TakeEffect(model, model.pending);
+    Schedule(model, PendingAction::none, 0.0, 0.0);
 }
 
 bool WakesBySelf(OffReason reason)
@@ -207,6 +232,13 @@ void StepModel(UpsModel& model, double seconds)
     }
 }
 
+void CancelShutdown(UpsModel& model)
+{
+    Schedule(model, PendingAction::none, 0.0, 0.0);
+    if (model.mains || model.charge > 0.0)
+        SwitchOn(model);
+}
+
 void FailMains(UpsModel& model)
 {
     model.mains = false;
@@ -229,7 +261,6 @@ void Recover(UpsModel& model)
     SetCharge(model, 100.0);
     EndTest(model);
     SwitchOn(model);
-    model.pending = PendingAction::none;
-    model.pendingLeft = 0.0;
+    Schedule(model, PendingAction::none, 0.0, 0.0);
     model.timeOnBattery = 0.0;
 }

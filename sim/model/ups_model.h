@@ -23,6 +23,7 @@ enum class UpsCommand {
     count
 };
 
+inline constexpr double SELF_TEST_SECONDS = 10.0;
 inline constexpr int UPS_COMMAND_COUNT = static_cast<int>(UpsCommand::count);
 
 // All times are model seconds; voltages are volts, frequencies hertz, temperature degrees Celsius.
@@ -34,6 +35,8 @@ struct UpsModel {
     double load = 35.0;        // percent
     double charge = 100.0;     // percent
     double temperature = 25.0;
+    bool failed = false;  // the UPS itself is broken, as it says
+    bool standby = false; // an off-line type
     double timeOnBattery = 0.0;
     double voltsDrift = 0.0; // added to the readings by a scenario
     double loadDrift = 0.0;
@@ -44,6 +47,7 @@ struct UpsModel {
 
     PendingAction pending = PendingAction::none;
     double pendingLeft = 0.0;
+    double pendingSleep = 0.0; // how long a pending sleep will last
 
     UpsTest test = UpsTest::none;
     double testLeft = 0.0;
@@ -61,13 +65,21 @@ void StepModel(UpsModel& model, double seconds);
 void FailMains(UpsModel& model);
 void RestoreMains(UpsModel& model);
 void SetCharge(UpsModel& model, double percent);
+// Tests of `seconds`, where the kind has a limit; without output there is none.
+void StartTest(UpsModel& model, UpsTest test, double seconds);
 void EndTest(UpsModel& model); // a simulated power failure counts as one
+// What happens to the output in `seconds`, in place of what pended; a sleep is that long.
+void Schedule(UpsModel& model, PendingAction action, double seconds, double sleepSeconds);
+// Nothing pends any more, and an output that is off comes back if anything can feed it.
+void CancelShutdown(UpsModel& model);
 // Mains present, battery full, output on, nothing pending or under test.
 void Recover(UpsModel& model);
 
 bool OutputOn(const UpsModel& model);
 bool OnBattery(const UpsModel& model);
 bool BatteryLow(const UpsModel& model);
+bool BoostOrBuck(const UpsModel& model);    // the mains are there, but too low or too high
+bool ShutdownActive(const UpsModel& model); // pending, or the reason why the output is off
 int ChargePercent(const UpsModel& model);
 int LoadPercent(const UpsModel& model); // 0 with the output off
 double InputVolts(const UpsModel& model);

@@ -1,7 +1,5 @@
 #include "sim/model/ups_server.h"
 
-#include "sim/model/ups_control.h"
-
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
@@ -26,29 +24,16 @@ bool SetAddress(sockaddr_un* address, const std::string& path)
     return true;
 }
 
-int ConnectTo(const std::string& path)
+bool InUse(const sockaddr_un& address)
 {
-    sockaddr_un address;
-    if (!SetAddress(&address, path))
-        return -1;
     int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    timeval limit = {1, 0};
-    setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof(limit));
-    setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof(limit));
-    if (fd >= 0 && connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof(address)) == 0)
-        return fd;
-    if (fd >= 0)
-        close(fd);
-    return -1;
-}
-
-bool InUse(const std::string& path)
-{
-    int fd = ConnectTo(path);
     if (fd < 0)
         return false;
+    timeval limit = {1, 0};
+    setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof(limit));
+    bool isTaken = connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0;
     close(fd);
-    return true;
+    return isTaken;
 }
 
 // Only a socket may be cleared away: a mistyped path must not cost somebody a file.
@@ -64,7 +49,7 @@ void RemoveStale(const std::string& path)
 bool OpenControl(ControlServer& server, const std::string& path)
 {
     sockaddr_un address;
-    if (!SetAddress(&address, path) || InUse(path))
+    if (!SetAddress(&address, path) || InUse(address))
         return false;
     RemoveStale(path);
     int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
@@ -126,7 +111,7 @@ void ReadClient(ControlClient& client)
         client.ended = true;
 }
 
-void ObeyClient(ControlClient& client, UpsSim& sim)
+void ObeyClient(ControlClient& client, std::span<const ControlVerb> verbs, UpsSim& sim)
 {
     size_t end = 0;
     while ((end = client.in.find('\n')) != std::string::npos) {
@@ -134,7 +119,7 @@ void ObeyClient(ControlClient& client, UpsSim& sim)
         client.in.erase(0, end + 1);
         if (!line.empty() && line.back() == '\r')
             line.pop_back();
-        client.out += ControlCommand(sim, line);
+        client.out += ControlCommand(sim, verbs, line);
     }
     if (client.in.size() > LONGEST_LINE) {
         client.out += "error line too long\n";
@@ -154,11 +139,12 @@ void WriteClient(ControlClient& client)
     }
 }
 
-void ServeClient(ControlClient& client, const fd_set& readers, const fd_set& writers, UpsSim& sim)
+void ServeClient(ControlClient& client, const fd_set& readers, const fd_set& writers,
+                 std::span<const ControlVerb> verbs, UpsSim& sim)
 {
     if (FD_ISSET(client.fd, &readers)) {
         ReadClient(client);
-        ObeyClient(client, sim);
+        ObeyClient(client, verbs, sim);
     }
     if (!client.out.empty() || FD_ISSET(client.fd, &writers))
         WriteClient(client);
@@ -169,7 +155,7 @@ void ServeClient(ControlClient& client, const fd_set& readers, const fd_set& wri
 void ServeControl(ControlServer& server, const fd_set& readers, const fd_set& writers, UpsSim& sim)
 {
     for (ControlClient& client : server.clients)
-        ServeClient(client, readers, writers, sim);
+        ServeClient(client, readers, writers, server.verbs, sim);
     std::erase_if(server.clients, [](const ControlClient& client) {
         bool done = client.ended && client.out.empty();
         if (done)
@@ -190,36 +176,4 @@ void CloseControl(ControlServer& server)
     close(server.listener);
     unlink(server.path.c_str());
     server.listener = -1;
-}
-
-namespace {
-
-// The reply is whole when its last line does not begin with the two spaces of a value.
-bool ReplyComplete(const std::string& reply)
-{
-    if (reply.empty() || reply.back() != '\n')
-        return false;
-    size_t start = reply.rfind('\n', reply.size() - 2);
-    start = start == std::string::npos ? 0 : start + 1;
-    return reply.compare(start, 2, "  ") != 0;
-}
-
-} // namespace
-
-bool AskControl(const std::string& path, const std::string& line, std::string* reply)
-{
-    reply->clear();
-    int fd = ConnectTo(path);
-    if (fd < 0)
-        return false;
-    std::string request = line + "\n";
-    char buffer[4096];
-    ssize_t got = send(fd, request.data(), request.size(), MSG_NOSIGNAL);
-    while (got > 0 && !ReplyComplete(*reply)) {
-        got = recv(fd, buffer, sizeof(buffer), 0);
-        if (got > 0)
-            reply->append(buffer, static_cast<size_t>(got));
-    }
-    close(fd);
-    return ReplyComplete(*reply);
 }

@@ -1,8 +1,9 @@
 // The control channel's socket: several clients at once, none of which can hold up the others.
 #pragma once
 
-#include "sim/model/ups_sim.h"
+#include "sim/model/ups_control.h"
 
+#include <span>
 #include <string>
 #include <sys/select.h>
 #include <vector>
@@ -18,6 +19,7 @@ struct ControlServer {
     int listener = -1;
     std::string path;
     std::vector<ControlClient> clients;
+    std::span<const ControlVerb> verbs; // commands besides those of every face
 };
 
 // Creates the socket; false when that fails or when somebody answers there already.
@@ -28,6 +30,3 @@ int AddControlFds(const ControlServer& server, fd_set* readers, fd_set* writers,
 void ServeControl(ControlServer& server, const fd_set& readers, const fd_set& writers, UpsSim& sim);
 // Closes everything and removes the socket.
 void CloseControl(ControlServer& server);
-
-// The client's side: sends one line and collects the reply; false when nobody answers in time.
-bool AskControl(const std::string& path, const std::string& line, std::string* reply);

@@ -1,23 +1,53 @@
 #include "sim/model/ups_sim.h"
 
+#include "sim/model/ups_clock.h"
+
 #include <cmath>
+#include <cstring>
 
 namespace {
 
 constexpr size_t LOG_LINES = 20000;
 
-// One round of the demonstration, in model seconds.
-constexpr double DEMO_FAILURE = 15.0;
-constexpr double DEMO_RESTORE = 82.0;
-constexpr double DEMO_ROUND = 125.0;
+constexpr double NEVER = INFINITY;
+
+// When the mains fail and return and when all begins again, in model seconds.
+struct ScenarioTimes {
+    const char* name;
+    double failure;
+    double restore;
+    double round;
+};
+
+constexpr ScenarioTimes SCENARIOS[] = {
+    {"none", NEVER, NEVER, NEVER},
+    {"demo", 15.0, 82.0, 125.0},
+    {"outage", 8.0, NEVER, NEVER},
+};
 
 } // namespace
 
+const char* ScenarioName(Scenario scenario)
+{
+    return SCENARIOS[static_cast<int>(scenario)].name;
+}
+
+bool FindScenario(const char* name, Scenario* scenario)
+{
+    for (Scenario each : {Scenario::none, Scenario::demo, Scenario::outage}) {
+        if (strcmp(name, ScenarioName(each)) == 0) {
+            *scenario = each;
+            return true;
+        }
+    }
+    return false;
+}
+
 void ResetSim(UpsSim& sim)
 {
-    bool demo = sim.demo;
+    Scenario scenario = sim.scenario;
     sim = UpsSim();
-    sim.demo = demo;
+    sim.scenario = scenario;
 }
 
 namespace {
@@ -28,15 +58,16 @@ bool Passes(double from, double to, double mark)
 }
 
 // Acts only as a mark is passed, so that commands given in between keep their effect.
-void StepDemo(UpsSim& sim, double seconds)
+void StepScenario(UpsSim& sim, double seconds)
 {
-    double from = sim.demoTime;
+    const ScenarioTimes& times = SCENARIOS[static_cast<int>(sim.scenario)];
+    double from = sim.scenarioTime;
     double to = from + seconds;
-    if (Passes(from, to, DEMO_FAILURE))
+    if (Passes(from, to, times.failure))
         FailMains(sim.model);
-    if (Passes(from, to, DEMO_RESTORE))
+    if (Passes(from, to, times.restore))
         RestoreMains(sim.model);
-    sim.demoTime = fmod(to, DEMO_ROUND);
+    sim.scenarioTime = fmod(to, times.round);
     sim.model.loadDrift = 4.0 * sin(to / 5.0);
     sim.model.voltsDrift = 2.5 * sin(to / 7.0);
 }
@@ -45,23 +76,24 @@ void StepDemo(UpsSim& sim, double seconds)
 
 void AdvanceSim(UpsSim& sim, double seconds)
 {
-    static constexpr double DEMO_STEP = 1.0;
+    static constexpr double STEP = 1.0;
     if (sim.frozen)
         return;
     seconds *= sim.speed;
-    while (sim.demo && seconds > DEMO_STEP) {
-        StepDemo(sim, DEMO_STEP);
-        StepModel(sim.model, DEMO_STEP);
-        seconds -= DEMO_STEP;
+    bool moving = sim.scenario != Scenario::none;
+    while (moving && seconds > STEP) {
+        StepScenario(sim, STEP);
+        StepModel(sim.model, STEP);
+        seconds -= STEP;
     }
-    if (sim.demo)
-        StepDemo(sim, seconds);
+    if (moving)
+        StepScenario(sim, seconds);
     StepModel(sim.model, seconds);
 }
 
-void LogDatagram(UpsSim& sim, const std::string& line)
+void LogRequest(UpsSim& sim, const std::string& line)
 {
-    sim.log.push_back(line);
+    sim.log.push_back({NowMilliseconds(), line});
     if (sim.log.size() > LOG_LINES)
         sim.log.pop_front();
 }

@@ -7,21 +7,34 @@
 #include <deque>
 #include <string>
 
+// What happens to the mains by itself: demo is a round that repeats, outage has no end.
+enum class Scenario { none, demo, outage };
+
+struct LogLine {
+    long when = 0; // milliseconds of the monotonic clock
+    std::string text;
+};
+
 struct UpsSim {
     UpsModel model;
     UpsFaults faults;
-    std::deque<std::string> log; // one line for each datagram, oldest first
-    double speed = 1.0;          // model seconds per second
+    std::deque<LogLine> log; // what was asked, oldest first
+    double speed = 1.0;      // model seconds per second
     bool frozen = false;
-    bool demo = false;     // the moving scenario; survives a reset, which starts it anew
-    double demoTime = 0.0; // model seconds into the scenario's round
+    Scenario scenario = Scenario::none; // survives a reset, which starts it anew
+    double scenarioTime = 0.0;          // model seconds into its round
 };
+
+// The words for the scenarios, "none" among them.
+const char* ScenarioName(Scenario scenario);
+// False when there is no scenario of that name.
+bool FindScenario(const char* name, Scenario* scenario);
 
 // Everything as at the start.
 void ResetSim(UpsSim& sim);
 // Lets that many real seconds pass.
 void AdvanceSim(UpsSim& sim, double seconds);
 // Adds a line to the log; the oldest go when it grows beyond what a test looks at.
-void LogDatagram(UpsSim& sim, const std::string& line);
+void LogRequest(UpsSim& sim, const std::string& line);
 // What the object answers now: its override or the model's value.
 UpsValue CurrentValue(const UpsSim& sim, int object);

@@ -6,6 +6,8 @@ namespace {
 
 constexpr const char* TEST_NAMES[] = {"none", "self-test", "until-low", "timed", "calibration"};
 constexpr const char* PENDING_NAMES[] = {"none", "off", "sleep", "conserve", "reboot"};
+constexpr const char* OFF_NAMES[] = {"none",       "command",   "sleeping",
+                                     "conserving", "rebooting", "exhausted"};
 
 void Number(std::string& text, const char* key, double value, int decimals)
 {
@@ -47,12 +49,25 @@ void DescribeFlags(const UpsModel& model, std::string& text)
     Flag(text, "mains", model.mains);
     Flag(text, "output_on", OutputOn(model));
     Flag(text, "sleeping", sleeping);
-    Word(text, "pending", PENDING_NAMES[static_cast<int>(model.pending)]);
+    Flag(text, "shutdown_active", ShutdownActive(model));
+    Flag(text, "boost_buck", BoostOrBuck(model));
+    Flag(text, "failed", model.failed);
+    Flag(text, "standby", model.standby);
     Word(text, "test", TEST_NAMES[static_cast<int>(model.test)]);
     Flag(text, "failure_simulated", model.failureSimulated);
     Flag(text, "flashing", model.flashLeft > 0.0);
     Flag(text, "beeping", model.beepLeft > 0.0);
     Flag(text, "indicator_test", model.lampLeft > 0.0);
+}
+
+// What will happen to the output, and why it is off; the times are seconds from now.
+void DescribeOutput(const UpsModel& model, std::string& text)
+{
+    Word(text, "pending", PENDING_NAMES[static_cast<int>(model.pending)]);
+    Number(text, "pending_left", model.pendingLeft, 0);
+    Number(text, "pending_sleep", model.pendingSleep, 0);
+    Word(text, "off_reason", OFF_NAMES[static_cast<int>(model.offReason)]);
+    Number(text, "off_left", model.offLeft, 0);
 }
 
 } // namespace
@@ -62,8 +77,9 @@ std::string DescribeState(const UpsSim& sim)
     std::string text;
     DescribeReadings(sim.model, text);
     DescribeFlags(sim.model, text);
+    DescribeOutput(sim.model, text);
     Number(text, "speed", sim.speed, 3);
     Flag(text, "frozen", sim.frozen);
-    Flag(text, "demo", sim.demo);
+    Word(text, "scenario", ScenarioName(sim.scenario));
     return text;
 }

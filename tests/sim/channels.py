@@ -1,9 +1,11 @@
-"""What the checks speak with: the control channel, and SNMP version 1 encoded by hand, so that
-the agent is not checked by its own library.
+"""What the checks speak with: the simulator's programs, their control channel, and SNMP version 1
+encoded by hand, so that the agent is not checked by its own library.
 """
 
+import contextlib
 import os
 import socket
+import subprocess
 
 from waiting import LIMIT, wait_until
 
@@ -11,6 +13,22 @@ ADDRESS = os.environ.get("WARDENLINK_AGENT", "192.0.2.10")
 CONTROL = "/run/wardenlink-sim.sock"
 UPS = "1.3.6.1.4.1.935.1.1.1."
 NULL = bytes([5, 0])
+
+
+def program(name):
+    return os.path.join(os.environ["WARDENLINK_BIN_DIR"], "sim", name)
+
+
+@contextlib.contextmanager
+def launched(name, *words, **options):
+    """A program of the simulator that does not outlive its test, however that ends."""
+    with subprocess.Popen([program(name), *words], stdout=subprocess.PIPE, text=True,
+                          **options) as process:
+        try:
+            yield process
+        finally:
+            if process.poll() is None:
+                process.kill()
 
 
 def field(tag, content):

@@ -9,14 +9,13 @@ import os
 import re
 import select
 import signal
-import struct
 import subprocess
 import time
 
 import pytest
 
-from channels import (ADDRESS, CONTROL, UPS, Control, ask, field, integer, is_silent_to, number,
-                      open_socket, parse, request, write)
+from channels import (ADDRESS, CONTROL, UPS, Control, ask, field, integer, is_silent_to, launched,
+                      number, open_socket, parse, program, request, write)
 from waiting import LIMIT, wait_until
 
 LOAD = UPS + "4.2.3.0"
@@ -24,24 +23,7 @@ INPUT = UPS + "3.2.1.0"
 OFF = UPS + "6.2.1.0"
 OFF_DELAY = UPS + "5.2.10.0"
 FLASH = UPS + "6.2.5.0"
-STATUS_FILE = "/etc/wardenlink/wardenlink.q1"
 OTHER_ID_BIT = 0x40000000
-
-
-def program(name):
-    return os.path.join(os.environ["WARDENLINK_BIN_DIR"], "sim", name)
-
-
-@contextlib.contextmanager
-def launched(name, *words, **options):
-    """A program of the simulator that does not outlive its test, however that ends."""
-    with subprocess.Popen([program(name), *words], stdout=subprocess.PIPE, text=True,
-                          **options) as process:
-        try:
-            yield process
-        finally:
-            if process.poll() is None:
-                process.kill()
 
 
 @pytest.fixture(scope="module")
@@ -123,7 +105,7 @@ def test_an_override_is_served_with_its_type(control, text, tag, content):
 
 def test_what_is_not_understood_is_refused(control):
     for line in ("bogus", "get nothing", "set load integer x", "set load hex 0", "mains",
-                 "battery 101", "speed nan", "error load 6", "delay x", "command c1", ""):
+                 "battery 101", "speed nan", "error load 6", "delay x", ""):
         lines, last = control(line)
         assert not lines and last.startswith("error "), line
 
@@ -188,6 +170,10 @@ def test_the_log_has_one_line_for_each_datagram(control):
     ask(LOAD, wait=0.2)
     write(OFF_DELAY, integer(9))
     assert control.do("log") == [f"get .{LOAD}", f"set .{OFF_DELAY} integer 9"]
+    stamps = [line.split(" ", 1) for line in control.do("log times")]
+    assert [text for _, text in stamps] == control.do("log")
+    times = [float(moment) for moment, _ in stamps]
+    assert times == sorted(times) and times[-1] <= time.monotonic()
     control.do("log clear")
     assert control.do("log") == []
 
@@ -234,103 +220,40 @@ def test_memory_does_not_grow_with_the_requests(agent, control):
     assert resident_pages(agent) - before <= limit
 
 
-def test_the_demonstration_fails_and_recovers(agent):
+@contextlib.contextmanager
+def scenario(name):
+    """The control channel of an agent of its own with that scenario."""
     path = "/run/wardenlink-selftest.sock"
-    with launched("ups_agent", "--listen", "127.0.0.1:16100", "--scenario", "demo",
+    with launched("ups_agent", "--listen", "127.0.0.1:16100", "--scenario", name,
                   "--control", path) as process:
         assert process.stdout.readline() == "ready\n"
-        channel = Control(path)
+        yield Control(path)
+        process.terminate()
+        assert process.wait(LIMIT) == 0
+
+
+def test_the_demonstration_fails_and_recovers():
+    with scenario("demo") as channel:
         channel.do("speed 25")
         for key, value in (("mains", "off"), ("battery_status", "3"), ("mains", "on"),
                            ("charge", "100"), ("mains", "off")):
             channel.wait_for(key, value)
-        process.terminate()
-        assert process.wait(20) == 0
 
 
-# The stand-in daemon; queues and files are its own business only inside such a world.
-
-MESSAGE = struct.Struct("l100s")
-
-
-def queue_command(code, *words):
-    """Runs a few lines of C library calls in a fresh interpreter; returns what they print."""
-    script = ("import ctypes,sys\nc=ctypes.CDLL(None,use_errno=True)\n"
-              "q=lambda i:c.msgget(c.ftok(b'/etc/wardenlink',ord(i)),0o1666)\n" + code)
-    return subprocess.run(["/usr/bin/python3", "-c", script, *words], check=True,
-                          capture_output=True, text=True).stdout
-
-
-def send_message(queue, kind, text):
-    queue_command("b=ctypes.create_string_buffer(bytes.fromhex(sys.argv[2]),108)\n"
-                  "assert c.msgsnd(q(sys.argv[1]),b,int(sys.argv[3]),0o4000)==0", queue,
-                  MESSAGE.pack(kind, text).hex(), str(len(text)))
+def test_an_outage_begins_after_eight_seconds_and_has_no_end():
+    with scenario("outage") as channel:
+        channel.do("reset")
+        began = time.monotonic()
+        channel.do("speed 4")
+        assert channel.state()["mains"] == "on"
+        channel.wait_for("mains", "off")
+        assert 1.8 < time.monotonic() - began
+        channel.do("speed 100")
+        channel.wait_for("output_status", "5")
+        time.sleep(3)
+        assert (channel.state()["mains"], channel.state()["scenario"]) == ("off", "outage")
 
 
-def presence_count():
-    return int(queue_command(
-        "b=ctypes.create_string_buffer(512)\n"
-        "assert c.msgctl(q('2'),2,b)==0\n"
-        "print(int.from_bytes(b.raw[80:88],'little'))"))
-
-
-def read_file(name):
-    with open("/etc/wardenlink/" + name, "rb") as file:
-        return file.read()
-
-
-@pytest.fixture
-def daemon(control):
-    with launched("ups_daemon", " " * 12) as process:
-        wait_until(lambda: all(os.path.exists(f"/etc/wardenlink/wardenlink.{name}")
-                               for name in ("q1", "rtg", "mdl")))
-        yield process
-
-
-def test_the_daemon_writes_replies_of_fixed_width(daemon, control):
-    status = read_file("wardenlink.q1")
-    assert status == b"(230.0 230.0 230.0 035 50.0 13.6 25.0 00000000\r"
-    assert re.fullmatch(rb"#\d{3}\.\d \d{3} \d{3}\.\d \d\d\.\d\r", read_file("wardenlink.rtg"))
-    assert re.fullmatch(rb"#[^\r]{37}\r", read_file("wardenlink.mdl"))
-    control.do("mains fail")
-    control.do("battery low")
-    expected = rb"\(000\.0 000\.0 230\.0 035 00\.0 \d\d\.\d 25\.0 11000000\r"
-    wait_until(lambda: re.fullmatch(expected, read_file("wardenlink.q1")))
-
-
-def test_the_daemon_shows_presence_and_never_more_than_six(daemon):
-    wait_until(lambda: presence_count() == 6)
-    for _ in range(3):
-        # At every beat the status line is written anew, after the presence message.
-        before = os.stat(STATUS_FILE).st_mtime_ns
-        wait_until(lambda: os.stat(STATUS_FILE).st_mtime_ns != before)
-        assert presence_count() == 6
-
-
-def test_the_daemon_obeys_commands_and_control_texts(daemon, control):
-    send_message("5", 9, b"a")
-    control.wait_for("test", "self-test")
-    send_message("3", 5, b"010")
-    assert daemon.stdout.readline().startswith("settings re-read: comm mode ")
-    for number_ in (signal.SIGINT, signal.SIGHUP, signal.SIGTSTP):
-        daemon.send_signal(number_)
-    send_message("3", 5, b"100")
-    assert daemon.wait(LIMIT) == 0
-    assert not any(name.startswith("wardenlink.") and name != "wardenlink.cfg"
-                   for name in os.listdir("/etc/wardenlink"))
-
-
-def test_a_second_daemon_gives_way(daemon):
-    assert subprocess.run([program("ups_daemon"), " "], timeout=LIMIT, check=False).returncode == 1
-    assert daemon.poll() is None
-
-
-def test_the_daemon_has_a_ups_of_its_own_without_an_agent(control):
-    environment = dict(os.environ, WARDENLINK_SIM_CONTROL="/run/nobody.sock")
-    with launched("ups_daemon", " ", env=environment) as process:
-        wait_until(lambda: os.path.exists("/etc/wardenlink/wardenlink.q1"))
-        send_message("5", 9, b"a")
-        wait_until(lambda: read_file("wardenlink.q1").endswith(b" 00000100\r"))
-        assert control.state()["test"] == "none"
-        process.terminate()
-        assert process.wait(LIMIT) == 0
+def test_another_scenario_is_refused():
+    assert subprocess.run([program("ups_agent"), "--scenario", "other"], timeout=20,
+                          capture_output=True, check=False).returncode == 2
