@@ -270,6 +270,12 @@ class Terminal:
         while data:
             data = data[os.write(self._child.child_fd, data):]
 
+    def broadcast(self, r, c, text):
+        """Writes text at (r, c) as another program would, behind the back of the one watched."""
+        with open(f"/proc/{self.pid}/fd/1", "w", encoding="ascii") as terminal:
+            terminal.write(f"\x1b[{r + 1};{c + 1}H{text}\x1b[25;80H")
+        self.wait_text(r, c, text)
+
     def resize(self, rows, cols):
         with self._lock:
             self.rows, self.cols = rows, cols

@@ -10,6 +10,8 @@ import settings as files
 from config_painter import (COMMUNITY, DEVICE, ITEMS, SCHEDULE, edit,  # noqa: F401
                             file_bytes, files_hold, single)
 from settings import Settings
+from tolvd import serial_settings
+from waiting import wait_until
 
 NOTICE = (5, b"010")  # three bytes, no terminator
 BOTH_QUEUES = ("daemonControlQueue", "screenControlQueue")
@@ -206,13 +208,15 @@ def test_a_full_queue_loses_its_notice_and_holds_nothing_up(edit):
     check_files(editor.settings)
 
 
-def test_a_running_daemon_reads_the_saved_settings(edit, daemon):
-    editor = edit(Settings(ac_fail_delay=5))
-    daemon.start()
+def test_a_running_daemon_counts_by_the_saved_settings(edit, serial_ups, tolvd):
+    editor = edit(serial_settings(ac_fail_delay=5))
+    running = tolvd()
+    serial_ups.freeze()
+    serial_ups.mains("fail")
+    assert running.wait_status(pending="outage")["shutdown_in"] <= 300
     editor.press("+", ac_fail_delay=6)
     editor.press("s", at=(18, 63))
-    line = daemon.output_line()
-    assert line.startswith("settings re-read: comm mode 1, AC fail delay 6,"), line
+    wait_until(lambda: running.status()["shutdown_in"] > 300, what="a minute more")
 
 
 # --- the message -------------------------------------------------------------------------------

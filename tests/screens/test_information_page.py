@@ -170,8 +170,7 @@ def test_keys_without_a_meaning_leave_the_page_as_it_is(page):
 
 
 def test_r_cleans_up_what_another_program_wrote_on_the_page(page):
-    with open(f"/proc/{page.screen.pid}/fd/1", "w", encoding="ascii") as terminal:
-        terminal.write("\x1b[16;30HBroadcast message from root\x1b[25;80H")
+    page.screen.broadcast(15, 29, "Broadcast message from root")
     page.screen.press(" ")
     assert page.screen.cells(15, 29, 9) == "Broadcast"
     page.turn("r")

@@ -7,6 +7,7 @@ import world
 from issuer_painter import DESCRIPTIONS, ESCAPE, SERIAL
 from issuer_watch import COMMAND, open_center  # noqa: F401
 from settings import Settings
+from tolvd import serial_settings
 
 # Key: the text that goes to the daemon.
 COMMANDS = {"s": b"a", "b": b"b", "n": b"d", "a": b"e", "c": b"f"}
@@ -55,12 +56,7 @@ def sent():
 
 
 def test_it_opens_with_its_menu(center):
-    center.check()
-    shown = center.screen.lines()
-    for row, line in enumerate(PICTURE.splitlines()):
-        if row != 1:
-            assert shown[row] == line.ljust(80), f"row {row}"
-    assert shown[24] == " " * 80
+    center.check_picture(PICTURE)
     center.screen.wait_paint()
     center.check()
 
@@ -104,8 +100,7 @@ def test_no_other_command_can_be_chosen_while_one_is_pending(center):
 
 def test_r_redraws_and_keeps_the_command(center):
     center.press("n")
-    with open(f"/proc/{center.screen.pid}/fd/1", "w", encoding="ascii") as terminal:
-        terminal.write("\x1b[6;30HBroadcast message\x1b[25;80H")
+    center.screen.broadcast(5, 29, "Broadcast message")
     center.press("x", check=False)
     assert center.screen.cells(5, 29, 9) == "Broadcast"
     center.press("r")
@@ -165,14 +160,22 @@ def test_the_network_is_not_asked_anything(agent, start):
     assert agent.log() == []
 
 
-def test_the_daemon_carries_a_command_out(agent, daemon, start):
-    daemon.start()
-    center = open_center(start, Settings(comm_mode=SERIAL).write())
-    center.press("bp")
-    world.wait_until(lambda: agent.state()["test"] == "until-low", what="the test")
-    center.press("cp")
-    world.wait_until(lambda: agent.state()["test"] == "none", what="the end of the test")
-    center.press("np")
-    world.wait_until(lambda: agent.state()["output_on"] == "off", what="the output off")
-    center.press("ap")
-    world.wait_until(lambda: agent.state()["output_on"] == "on", what="the output on")
+def test_the_daemon_has_the_ups_carry_each_command_out(serial_ups, tolvd, start):
+    settings = serial_settings()
+    tolvd()
+    center = open_center(start, settings)
+
+    def Press(keys, **outcome):
+        center.press(keys + "p")
+        world.wait_until(lambda: outcome.items() <= serial_ups.state().items(), what=str(outcome))
+
+    serial_ups.freeze()
+    Press("s", test="self-test")
+    Press("c", test="none")
+    Press("b", test="until-low")
+    Press("c", test="none")
+    Press("n", pending="off")
+    serial_ups.freeze(False)
+    serial_ups.speed(10)
+    world.wait_until(lambda: serial_ups.state()["output_on"] == "off", what="the output off")
+    Press("a", output_on="on")

@@ -44,12 +44,7 @@ PICTURE = """\
 
 
 def test_it_opens_with_its_menu_and_asks_the_ups_nothing(center, agent):
-    center.check()
-    shown = center.screen.lines()
-    for row, line in enumerate(PICTURE.splitlines()):
-        if row != 1:
-            assert shown[row] == line.ljust(80), f"row {row}"
-    assert shown[24] == " " * 80
+    center.check_picture(PICTURE)
     center.screen.wait_paint()
     center.check()
     assert agent.log() == []
@@ -243,8 +238,8 @@ def test_the_outcome_of_a_sleep_is_that_of_its_second_write(center, agent):
 
 def test_r_redraws_what_another_program_wrote_over_and_keeps_the_command(center, agent):
     center.press("b")
-    with open(f"/proc/{center.screen.pid}/fd/1", "w", encoding="ascii") as terminal:
-        terminal.write("\x1b[6;30HBroadcast message\x1b[17;5Hfrom root\x1b[25;80H")
+    center.screen.broadcast(5, 29, "Broadcast message")
+    center.screen.broadcast(16, 4, "from root")
     center.press("x", check=False)
     assert center.screen.cells(5, 29, 9) == "Broadcast"
     center.press("r")

@@ -56,8 +56,7 @@ def test_the_redraw_message_clears_and_repaints(watch):
     watch.show(input="300.0")
     watch.show(input="184.0")
     assert watch.screen.standout(4) == {43, 44, 45, 76, 77, 79}
-    with open(f"/proc/{watch.screen.pid}/fd/1", "w", encoding="ascii") as terminal:
-        terminal.write("\x1b[14;30HBroadcast message\x1b[25;80H")
+    watch.screen.broadcast(13, 29, "Broadcast message")
     watch.tell("001")
     watch.painter.clear()
     watch.show()

@@ -17,6 +17,7 @@ from stopwatch import Stopwatch
 
 TRACE_FILE = world.FOLDER + "/status.dbg"
 SERIAL = Settings(comm_mode=0)
+WATCHED = Settings(comm_mode=0, com_port=world.DEVICE)
 
 
 @pytest.fixture
@@ -50,58 +51,60 @@ def wait_status(text):
 # --- the daemon ------------------------------------------------------------------------------
 
 
-def test_the_daemons_ups_is_followed_through_a_power_failure(agent, daemon, open_screen):
-    daemon.start()
+def test_the_daemons_ups_is_followed_through_a_power_failure(serial_ups, tolvd, open_screen):
+    WATCHED.write()
+    tolvd()
     wait_status("(230.0 ")
-    watch = open_screen()
+    watch = open_screen(WATCHED)
     show_beside_daemon(watch)
     assert watch.screen.cells(9, 26, 8) == "Normal  "
     assert watch.screen.cells(15, 4, 32) == " " * 32
-    agent.freeze()
-    agent.mains("fail")
+    serial_ups.freeze()
+    serial_ups.mains("fail")
     wait_status(" 10000")
     show_beside_daemon(watch)
     assert watch.screen.cells(9, 26, 8) == "AC FAILS"
     assert watch.screen.cells(15, 4, 32) == WARNING
-    agent.battery("low")
+    serial_ups.battery("low")
     wait_status(" 11000")
     show_beside_daemon(watch)
     assert watch.screen.cells(10, 23, 8) == "BAT. LOW"
-    agent.recover()
+    serial_ups.recover()
     wait_status(" 00000")
     show_beside_daemon(watch)
 
 
-def test_a_killed_daemon_leaves_its_last_values_and_no_warning(agent, daemon, open_screen):
-    agent.freeze()
-    agent.mains("fail")
-    killed = daemon.start().process
+def test_a_killed_daemon_leaves_its_last_values_and_no_warning(serial_ups, tolvd, open_screen):
+    WATCHED.write()
+    serial_ups.freeze()
+    serial_ups.mains("fail")
+    killed = tolvd()
     wait_status(" 10000")
-    watch = open_screen()
+    watch = open_screen(WATCHED)
     show_beside_daemon(watch)
     killed.kill()
-    daemon.wait_ended()
     queues.drain("heartbeatQueue")
     show_beside_daemon(watch, present=False)
     assert watch.screen.cells(9, 26, 8) == "AC FAILS"
     assert watch.screen.cells(15, 4, 32) == " " * 32
-    agent.recover()
-    daemon.start()
+    serial_ups.recover()
+    tolvd()
     wait_status(" 00000")
     show_beside_daemon(watch)
-    agent.mains("fail")
+    serial_ups.mains("fail")
     wait_status(" 10000")
     show_beside_daemon(watch)
     assert watch.screen.cells(15, 4, 32) == WARNING
 
 
-def test_a_stopped_daemon_takes_its_values_along(daemon, open_screen):
-    daemon.start()
+def test_a_stopped_daemon_takes_its_values_along(serial_ups, tolvd, open_screen):
+    WATCHED.write()
+    stopped = tolvd()
     wait_status("(")
-    watch = open_screen()
+    watch = open_screen(WATCHED)
     show_beside_daemon(watch)
     queues.send("daemonControlQueue", 5, "100")
-    daemon.wait_ended()
+    assert stopped.wait_end() == 0
     queues.drain("heartbeatQueue")
     show_beside_daemon(watch, present=False)
     assert watch.screen.cells(3, 62, 3) == watch.screen.cells(9, 26, 3) == NA

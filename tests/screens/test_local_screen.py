@@ -263,8 +263,7 @@ def test_an_idle_pass_takes_3_3_seconds_and_reads_the_files_anew(watch):
 
 
 def test_r_cleans_up_what_another_program_wrote_on_the_terminal(watch):
-    with open(f"/proc/{watch.screen.pid}/fd/1", "w", encoding="ascii") as terminal:
-        terminal.write("\x1b[14;30HBroadcast message from root\x1b[25;80H")
+    watch.screen.broadcast(13, 29, "Broadcast message from root")
     watch.press()
     assert watch.screen.cells(13, 29, 9) == "Broadcast"
     watch.show("r")

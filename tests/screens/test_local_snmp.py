@@ -126,8 +126,7 @@ def test_keys_without_a_meaning_change_nothing(local):
 
 @pytest.mark.parametrize("key, message", [("r", None), (" ", "001")])
 def test_a_redraw_cleans_up_what_another_program_wrote(local, key, message):
-    with open(f"/proc/{local.screen.pid}/fd/1", "w", encoding="ascii") as terminal:
-        terminal.write("\x1b[14;30HBroadcast message from root\x1b[25;80H")
+    local.screen.broadcast(13, 29, "Broadcast message from root")
     local.screen.press(" ")
     assert local.screen.cells(13, 29, 9) == "Broadcast"
     if message:
@@ -175,14 +174,14 @@ def test_a_presence_message_counts_for_one_pass(local):
     local.show()
 
 
-def test_a_running_daemon_keeps_the_panels_alive(agent, settings, daemon, start):
-    daemon.start()
+def test_a_running_daemon_keeps_the_panels_alive(agent, settings, tolvd, start):
+    running = tolvd()
     local = open_local(start, agent, settings, present=False)
     local.lost = False
     for _ in range(3):
         local.check()
         local.screen.wait_paint()
-    daemon.stop()
+    running.stop()
     queues.drain("heartbeatQueue")
     local.lost = True
     local.show()

@@ -44,9 +44,7 @@ def test_the_picture_stands_while_the_agent_stays_away(watch):
 def test_r_redraws_the_picture_without_data(watch):
     watch.silence()
     watch.show()
-    with open(f"/proc/{watch.screen.pid}/fd/1", "w", encoding="ascii") as terminal:
-        terminal.write("\x1b[13;50Hnoise\x1b[25;80H")
-    watch.screen.wait_text(12, 49, "noise")
+    watch.screen.broadcast(12, 49, "noise")
     watch.show("r")
 
 

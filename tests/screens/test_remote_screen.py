@@ -395,8 +395,7 @@ def test_no_other_letter_ends_or_changes_the_screen_without_an_agent(settings, s
 
 
 def test_r_cleans_up_what_another_program_wrote_on_the_terminal(watch):
-    with open(f"/proc/{watch.screen.pid}/fd/1", "w", encoding="ascii") as terminal:
-        terminal.write("\x1b[14;30HBroadcast message from root\x1b[25;80H")
+    watch.screen.broadcast(13, 29, "Broadcast message from root")
     watch.screen.press(" ")
     assert watch.screen.cells(13, 29, 9) == "Broadcast"
     watch.show("r")

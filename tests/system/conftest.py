@@ -1,2 +1,3 @@
-from fixtures import (agent, daemon, empty_world, everyones, pytest_runtest_makereport,  # noqa
+from fixtures import (agent, empty_world, everyones, pytest_runtest_makereport,  # noqa
                       settings, start, status)
+from tolvd import placed, serial_ups, tolvd  # noqa

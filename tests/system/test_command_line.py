@@ -228,9 +228,9 @@ def test_start_launches_the_daemon_with_twelve_blanks_and_says_nothing():
     assert launches() == [DAEMON + "|            |"]
 
 
-def test_start_gives_the_daemon_exactly_its_path_and_one_argument(daemon):
+def test_start_gives_the_daemon_exactly_its_path_and_one_argument(placed):
     assert run("start").returncode == 0
-    pid, = daemon.wait_running()
+    pid = placed.wait_running()
     with open(f"/proc/{pid}/cmdline", "rb") as source:
         assert source.read() == DAEMON.encode() + b"\0" + b" " * 12 + b"\0"
 
@@ -253,12 +253,13 @@ def test_start_twice_launches_twice_while_no_daemon_has_shown_itself():
     wait_until(lambda: len(launches()) == 2, what="two launches")
 
 
-def test_start_says_that_a_living_daemon_is_running(daemon):
-    daemon.start()
+def test_start_says_that_a_living_daemon_is_running(placed):
+    assert run("start").returncode == 0
+    pid = placed.wait_running()
     result = run("start")
     assert result.stdout == BANNER + "is currently running!\n"
     assert (result.returncode, result.stderr) == (0, "")
-    assert daemon.pids() == [daemon.process.pid]
+    wait_until(lambda: placed.pids() == [pid], what="that daemon alone")
 
 
 def test_start_replaces_a_dead_daemon_after_fifteen_seconds():
@@ -307,24 +308,23 @@ def test_start_gives_the_daemon_the_default_actions_whatever_its_caller_ignores(
         assert not ignored >> (number - 1) & 1, number
 
 
-def test_start_gives_the_daemon_none_of_its_callers_files_but_the_standard_streams(daemon):
+def test_start_gives_the_daemon_none_of_its_callers_files_but_the_standard_streams(placed):
     with open(FOLDER + "/lock", "w", encoding="ascii") as lock:
         os.dup2(lock.fileno(), 900)
         assert run("start", pass_fds=(lock.fileno(), 900)).returncode == 0
         os.close(900)
-    pid, = daemon.wait_running()
+    pid = placed.wait_running()
     held = [os.readlink(f"/proc/{pid}/fd/{number}") for number in os.listdir(f"/proc/{pid}/fd")]
     assert FOLDER + "/lock" not in held
     assert {"0", "1", "2"} <= set(os.listdir(f"/proc/{pid}/fd"))
 
 
-def test_start_then_stop_ends_the_daemon(daemon):
+def test_start_then_stop_ends_the_daemon(placed):
     assert run("start").returncode == 0
-    daemon.wait_running()
-    wait_until(lambda: queues.count("heartbeatQueue"), what="the daemon's presence")
+    placed.wait_running()
     result = run("stop")
     assert (result.returncode, result.stdout, result.stderr) == (0, "", "")
-    daemon.wait_ended()
+    placed.wait_ended()
 
 
 # --- stop --------------------------------------------------------------------------------
@@ -418,14 +418,15 @@ def expected_paths(path, closed):
 
 
 @pytest.mark.parametrize("closed", CLOSED)
-def test_start_opens_the_daemons_closed_streams_on_the_null_device(daemon, closed):
+def test_start_opens_the_daemons_closed_streams_on_the_null_device(closed):
+    place_daemon(f'paths=$(cd /proc/$$/fd; readlink 0 1 2)\n'
+                 f'echo "$paths" >{RECORD}.new; mv {RECORD}.new {RECORD}\n')
     path = FOLDER + "/streams"
     with open(path, "w+", encoding="ascii") as file:
         started = subprocess.run([bin("wardenlink"), "start"], stdin=file, stdout=file,
                                  stderr=file, preexec_fn=lambda: close_all(closed), check=False)
     assert started.returncode == 0
-    pid, = daemon.wait_running()
-    assert stream_paths(pid) == expected_paths(path, closed)
+    assert wait_until(launches, what="the launch") == expected_paths(path, closed)
 
 
 @pytest.mark.parametrize("closed", CLOSED)

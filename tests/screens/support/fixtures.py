@@ -7,8 +7,8 @@ import tempfile
 
 import pytest
 
-import queues
 import terminal
+import tolvd
 import world
 from settings import Settings
 from terminal import Terminal
@@ -35,12 +35,8 @@ def close_and_check(screen, quit_keys="q"):
 
 @pytest.fixture(autouse=True)
 def empty_world():
-    """No settings and no messages that a test before has left in the same world."""
-    for name in os.listdir(world.FOLDER):  # the queues' keys hang on the folder itself
-        path = os.path.join(world.FOLDER, name)
-        (shutil.rmtree if os.path.isdir(path) else os.remove)(path)
-    for name in queues.NAMES:
-        queues.remove(name)
+    """Nothing that a test before has left in the same world."""
+    tolvd.empty_the_world()
 
 
 @pytest.fixture
@@ -64,14 +60,6 @@ def status(agent, settings):
     screen.wait_key()
     yield screen
     close_and_check(screen)
-
-
-@pytest.fixture
-def daemon():
-    """The stand-in daemon at its place, not started."""
-    placed = world.Daemon()
-    yield placed
-    placed.stop()
 
 
 @pytest.fixture
@@ -108,3 +96,5 @@ def pytest_runtest_makereport(item, call):
     if report.failed:
         for screen in list(terminal.LIVE):
             report.sections.append(("screen", screen.picture()))
+        for running in tolvd.STARTED:
+            report.sections.append(("tolvd", running.report()))

@@ -64,6 +64,13 @@ class Center:
         """Compares the whole picture of a finished pass."""
         self.painter.check(self.screen, what)
 
+    def check_picture(self, picture):
+        """Compares all rows but the notice's with a picture as a whole."""
+        self.check()
+        shown, wanted = self.screen.lines(), picture.splitlines()
+        wanted[1] = shown[1]
+        assert shown == [line.ljust(80) for line in wanted + [""] * (25 - len(wanted))]
+
     def press(self, keys, outcome=ACCEPTED, check=True):
         """Types keys; outcome is how a command ends. Then compares the whole picture."""
         since = time.time()

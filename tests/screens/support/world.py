@@ -1,21 +1,19 @@
-"""The simulated UPS and the stand-in daemon inside a private world (tools/world)."""
+"""The simulated UPS inside a private world (tools/world), and what the product needs there."""
 
 import os
 import select
-import shutil
-import signal
 import socket
 import subprocess
+import time
 import tempfile
 
-import queues
-from process import RunningFrom
-from waiting import LIMIT, wait_until
+from waiting import LIMIT, wait_until  # noqa: F401
 
 ROOT = os.path.abspath(os.path.join(os.path.dirname(__file__), *[os.pardir] * 3))
 FOLDER = "/etc/wardenlink"
 DAEMON = FOLDER + "/daemon"
 CONTROL = "/run/wardenlink-sim.sock"
+DEVICE = "/run/wardenlink-sim-tty"
 
 
 def bin(name):
@@ -48,27 +46,25 @@ class ControlError(Exception):
     """The simulator answered a control command with an error."""
 
 
-class Agent:
-    """A running ups_agent; the methods act through its control channel."""
+class Simulator:
+    """A running program of the simulator; the methods act through its control channel."""
 
-    def __init__(self, address=None, community="public", control=CONTROL, scenario=None):
-        self.address = address or agent_address()
+    def __init__(self, program, control, words, scenario):
         self.control = control
-        argv = [bin("sim/ups_agent"), "--listen", self.address, "--community", community,
-                "--control", control]
+        argv = [bin(program), "--control", control, *words]
         if scenario:
             argv += ["--scenario", scenario]
         self.process = subprocess.Popen(argv, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE)
         self._socket, self._rest = None, b""
-        self._wait_ready()
+        self._wait_ready(program)
 
-    def _wait_ready(self):
+    def _wait_ready(self, program):
         out = self.process.stdout
         readable = select.select([out], [], [], LIMIT)[0]
         line = out.readline() if readable else b""
         if line != b"ready\n":
             self.stop()
-            raise AssertionError(f"ups_agent did not start: it said {line!r}")
+            raise AssertionError(f"{program} did not start: it said {line!r}")
 
     def _connect(self):
         self._socket = socket.socket(socket.AF_UNIX)
@@ -97,25 +93,6 @@ class Agent:
             if text.startswith("error"):
                 raise ControlError(f"{line}: {text}")
             reply.append(text[2:])
-
-    # Objects: name is a short name (sim/README.md) or a numeric identifier.
-
-    def get(self, name):
-        """The object's value: int for the number types, str, or bytes for hex."""
-        kind, _, text = self.command(f"get {name}")[0].partition(" ")
-        if kind in ("integer", "gauge", "counter", "timeticks"):
-            return int(text)
-        return bytes.fromhex(text) if kind == "hex" else text
-
-    def set(self, name, value, kind=None):
-        """Overrides one object until unset: int, str, bytes or None, or text of that kind."""
-        if kind is None:
-            kind = {int: "integer", str: "string", bytes: "hex", type(None): "null"}[type(value)]
-        text = value.hex() if isinstance(value, bytes) else value
-        self.command(f"set {name} {kind}" + ("" if text is None else f" {text}"))
-
-    def unset(self, name):
-        self.command(f"unset {name}")
 
     # The model.
 
@@ -156,6 +133,60 @@ class Agent:
         return dict(line.split(None, 1) if " " in line else (line, "")
                     for line in self.command("state"))
 
+    # What was asked.
+
+    def log(self):
+        """One text for each request received, as sim/README.md says."""
+        return self.command("log")
+
+    def timed_log(self):
+        """The log as (moment of CLOCK_BOOTTIME, text)."""
+        offset = time.clock_gettime(time.CLOCK_BOOTTIME) - time.monotonic()
+        lines = [line.split(" ", 1) for line in self.command("log times")]
+        return [(float(moment) + offset, text) for moment, text in lines]
+
+    def clear_log(self):
+        self.command("log clear")
+
+    def stop(self):
+        """Ends the simulator; nothing answers any more. Its exit status."""
+        if self._socket is not None:
+            self._socket.close()
+            self._socket = None
+        if self.process.poll() is None:
+            self.process.terminate()
+            self.process.wait(LIMIT)
+        self.process.stdout.close()
+        return self.process.returncode
+
+
+class Agent(Simulator):
+    """A UPS behind an SNMP agent. Its log holds "get OID...", "set OID TYPE VALUE"."""
+
+    def __init__(self, address=None, community="public", control=CONTROL, scenario=None):
+        self.address = address or agent_address()
+        super().__init__("sim/ups_agent", control,
+                         ["--listen", self.address, "--community", community], scenario)
+
+    # Objects: name is a short name (sim/README.md) or a numeric identifier.
+
+    def get(self, name):
+        """The object's value: int for the number types, str, or bytes for hex."""
+        kind, _, text = self.command(f"get {name}")[0].partition(" ")
+        if kind in ("integer", "gauge", "counter", "timeticks"):
+            return int(text)
+        return bytes.fromhex(text) if kind == "hex" else text
+
+    def set(self, name, value, kind=None):
+        """Overrides one object until unset: int, str, bytes or None, or text of that kind."""
+        if kind is None:
+            kind = {int: "integer", str: "string", bytes: "hex", type(None): "null"}[type(value)]
+        text = value.hex() if isinstance(value, bytes) else value
+        self.command(f"set {name} {kind}" + ("" if text is None else f" {text}"))
+
+    def unset(self, name):
+        self.command(f"unset {name}")
+
     # Misbehaviour; name=None means every object.
 
     def silent(self, on=True, name=None):
@@ -174,73 +205,14 @@ class Agent:
     def other_id(self, on=True, name=None):
         self.command(f"otherid {'on' if on else 'off'} {name or ''}".rstrip())
 
-    # What was asked.
 
-    def log(self):
-        """One text for each datagram received: "get OID...", "set OID TYPE VALUE"."""
-        return self.command("log")
+class Serial(Simulator):
+    """A UPS on a serial line. Its log holds "serial REQUEST"."""
 
-    def clear_log(self):
-        self.command("log clear")
+    def __init__(self, device=DEVICE, control=CONTROL, scenario=None):
+        self.device = device
+        super().__init__("sim/ups_serial", control, ["--device", device], scenario)
 
-    def stop(self):
-        """Ends the agent; its address no longer answers."""
-        if self._socket is not None:
-            self._socket.close()
-            self._socket = None
-        if self.process.poll() is None:
-            self.process.terminate()
-            self.process.wait(LIMIT)
-        self.process.stdout.close()
-        return self.process.returncode
-
-
-class Daemon:
-    """The stand-in daemon at its place; start() runs it, or the product launches it."""
-
-    def __init__(self):
-        shutil.copy2(bin("sim/ups_daemon"), DAEMON)
-        os.chmod(DAEMON, 0o755)
-        self.process = None
-
-    def start(self):
-        """Starts it and waits until it can be seen (a presence message is waiting)."""
-        # Unbuffered, so that a line that waits can be seen to wait.
-        self.process = subprocess.Popen([DAEMON, " " * 12], stdin=subprocess.DEVNULL,
-                                        stdout=subprocess.PIPE, bufsize=0)
-        self.wait_running()
-        return self
-
-    def pids(self):
-        """The daemon processes that run, whoever started them."""
-        if self.process is not None:
-            self.process.poll()
-        return RunningFrom(DAEMON)
-
-    def running(self):
-        return bool(self.pids())
-
-    def wait_running(self, timeout=LIMIT):
-        """Waits until a daemon runs and shows its presence; its process ids."""
-        wait_until(lambda: queues.count("heartbeatQueue") > 0, timeout, "the daemon's presence")
-        return wait_until(self.pids, timeout, "a running daemon")
-
-    def wait_ended(self, timeout=LIMIT):
-        wait_until(lambda: not self.running(), timeout, "the daemon's end")
-
-    def output_line(self, timeout=LIMIT):
-        """The next line that the daemon started by start() prints."""
-        assert select.select([self.process.stdout], [], [], timeout)[0], "the daemon is quiet"
-        return self.process.stdout.readline().decode().rstrip("\n")
-
-    def stop(self):
-        """Ends every running daemon and takes the program away."""
-        for pid in self.pids():
-            os.kill(pid, signal.SIGTERM)
-        self.wait_ended()
-        if self.process is not None:
-            self.process.wait()
-            self.process.stdout.close()
-            self.process = None
-        if os.path.exists(DAEMON):
-            os.remove(DAEMON)
+    def serial(self, words):
+        """What goes wrong on the line: silent on, garble 100, vanish, ..."""
+        self.command(f"serial {words}")

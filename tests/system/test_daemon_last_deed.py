@@ -1,0 +1,133 @@
+"""The process that shuts the system down: watched, begun again, and left to do its work."""
+
+import os
+import signal
+
+import pytest
+
+import queues
+import tolvd as daemon
+from tolvd import (agent_settings, boot_now, leave_outage, put_program, recorded,  # noqa
+                   serial_settings, serial_ups, tolvd, wait_recorded)
+from world import wait_until
+
+DELAY = 60
+HELD = "[ $1 != shutdown ] || sleep 4\n"  # an event's program that holds the shutdown up
+
+
+def deed():
+    """The process that shuts the system down."""
+    with open(daemon.LAST_DEED, encoding="ascii") as source:
+        return int(source.read().split()[0])
+
+
+def go_down(ups, tolvd, *options):
+    """A daemon whose shutdown is due in a few seconds, and takes some."""
+    put_program(daemon.EVENT_FOLDER + "/10held", HELD)
+    serial_settings()
+    ups.freeze()
+    ups.mains("fail")
+    leave_outage(DELAY - 4)
+    running = tolvd(*options)
+    running.wait_log("the system goes down now")
+    return running
+
+
+def orders(ups):
+    return [line for line in ups.log() if line.startswith("serial S")]
+
+
+def test_it_is_begun_again_when_it_was_killed(serial_ups, tolvd):
+    running = go_down(serial_ups, tolvd)
+    wait_until(lambda: os.path.exists(daemon.LAST_DEED), what="its mark")
+    os.kill(deed(), signal.SIGKILL)
+    again = running.wait_log("the shutdown was cut off: it is begun again")
+    assert again.priority == 0
+    call = wait_recorded("shutdown", "-h now")
+    assert again.at < call.at < again.at + 15
+    wait_until(lambda: not os.path.exists(daemon.LAST_DEED), what="its end")
+    assert orders(serial_ups) == ["serial S03R0003"]
+    running.wait_status(status=3, pending="shutdown")
+    running.stop()
+    assert len(recorded("shutdown")) == 1
+
+
+def test_a_daemon_that_follows_waits_for_it(serial_ups, tolvd):
+    first = go_down(serial_ups, tolvd)
+    wait_until(lambda: os.path.exists(daemon.LAST_DEED), what="its mark")
+    first.kill()
+    second = tolvd(ready=False)
+    second.wait_log(f"the system is already being shut down by process {deed()}")
+    second.wait_status(status=3, pending="shutdown", source="serial", input_voltage=None)
+    assert os.path.exists(daemon.OUTAGE)
+    wait_recorded("shutdown", "-h now")
+    assert not second.lines("no shutdown by") and len(recorded("shutdown")) == 1
+
+
+def test_a_daemon_that_follows_watches_again_when_it_was_killed(serial_ups, tolvd):
+    first = go_down(serial_ups, tolvd)
+    wait_until(lambda: os.path.exists(daemon.LAST_DEED), what="its mark")
+    first.kill()
+    second = tolvd(ready=False)
+    second.wait_log("the system is already being shut down")
+    os.kill(deed(), signal.SIGKILL)
+    second.wait_log("the shutdown that an earlier daemon began is over, and the system up")
+    # The outage is due already: what was cut off is done now.
+    second.wait_log("the system goes down now, by the power failure")
+    wait_recorded("shutdown", "-h now")
+    assert len(recorded("shutdown")) == 1
+
+
+@pytest.mark.parametrize("mark", ["", "1 1\n", "999999 -1\n", "-1 -1\n", "999999 0\n", "x"])
+def test_a_mark_that_names_no_such_process_is_none(serial_ups, tolvd, mark):
+    serial_settings()
+    os.makedirs(daemon.STATE, mode=0o755, exist_ok=True)
+    with open(daemon.LAST_DEED, "w", encoding="ascii") as target:
+        target.write(mark)
+    tolvd().wait_status(status=0, mains="good")
+    os.remove(daemon.LAST_DEED)
+
+
+def test_a_dry_run_leaves_no_mark(serial_ups, tolvd):
+    running = go_down(serial_ups, tolvd, "--dry-run")
+    running.wait_log("dry run: would tell the UPS S03R0003")
+    assert not os.path.exists(daemon.LAST_DEED)
+    running.stop()
+    tolvd().wait_status(ups="heard", mains="failed")
+
+
+def test_a_dry_run_sends_no_command_that_turns_the_ups_off(serial_ups, tolvd):
+    serial_settings()
+    running = tolvd("--dry-run")
+    queues.send("commandQueue", 9, "d")
+    running.wait_log('dry run: command "d" would tell the UPS S.2')
+    queues.send("commandQueue", 9, "a")
+    running.wait_log('command "a": the UPS was told T')
+    assert orders(serial_ups) == []
+
+
+def test_an_agent_whose_answers_are_lost_is_told(agent, tolvd):
+    agent_settings()
+    agent.freeze()
+    agent.mains("fail")
+    leave_outage(DELAY - 12)
+    running = tolvd()
+    running.wait_status(status=2)
+    agent.delay(20000)
+    decided = running.wait_log("the system goes down now", timeout=40)
+    call = wait_recorded("shutdown", "-h now", timeout=40)
+    assert call.at - decided.at < 30
+    assert any("6.2.3.0 integer 2" in line for line in agent.log()), "the order to sleep"
+    alert = running.wait_log("failed to issue UPS sleep command|could not be told to turn off")
+    assert alert.priority == 1
+
+
+def test_a_hangup_reads_the_settings_again(serial_ups, tolvd):
+    serial_settings()
+    running = tolvd()
+    serial_settings(ac_fail_delay=7)
+    began = boot_now()
+    running.process.send_signal(signal.SIGHUP)
+    assert running.wait_log("the settings were read again").at >= began
+    assert running.wait_status(ups="heard")
+    assert running.process.poll() is None

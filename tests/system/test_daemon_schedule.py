@@ -1,0 +1,97 @@
+"""The weekly schedule as the daemon carries it out, at the coming full minute."""
+
+import datetime
+import time
+
+import tolvd as daemon
+from tolvd import agent_settings, record_events, recorded, serial_settings, wait_recorded
+
+UPS = ".1.3.6.1.4.1.935.1.1.1."
+NO_EVENT = -1
+
+
+def coming_minute(ahead=0):
+    """A full minute that is at least ten seconds away, and so many minutes after it."""
+    soon = datetime.datetime.now() + datetime.timedelta(seconds=70)
+    return soon.replace(second=0, microsecond=0) + datetime.timedelta(minutes=ahead)
+
+
+def schedule_of(shutdown, start=None):
+    """Seven days that hold these two moments and nothing else."""
+    days = [[NO_EVENT] * 4 for _ in range(7)]
+    if start is not None:
+        days[start.isoweekday() % 7][:2] = start.hour, start.minute
+    days[shutdown.isoweekday() % 7][2:] = shutdown.hour, shutdown.minute
+    return days
+
+
+def wait_shutdown(running, at):
+    """Waits for the shutdown and looks when it came."""
+    wait_recorded("shutdown", "-h now", timeout=110)
+    decided = running.wait_log("the system goes down now, by the schedule")
+    wall_offset = time.time() - daemon.boot_now()
+    assert -0.1 <= decided.at + wall_offset - at.timestamp() < 5
+
+
+def test_the_schedule_shuts_down_and_says_when_the_ups_comes_back(serial_ups, tolvd):
+    record_events()
+    at = coming_minute()
+    serial_settings(schedule_on=1, schedule=schedule_of(at, at + datetime.timedelta(minutes=20)),
+                    ac_fail_delay=5)
+    running = tolvd()
+    status = running.wait_status(pending="schedule", scheduled_at=int(at.timestamp()), status=0)
+    assert 5 <= status["shutdown_in"] <= 70
+    wait_shutdown(running, at)
+    # Off three minutes later, and on again 20 minutes after the shutdown.
+    assert [line for line in serial_ups.log() if line.startswith("serial S")] == [
+        "serial S03R0017"]
+    words = [record.words for record in recorded("wall")]
+    assert words[0].startswith("UPS: the system will be shut down in ")
+    assert words[0].endswith(" (scheduled).")
+    assert words[-2:] == ["UPS: the system will be shut down in 10 seconds (scheduled).",
+                          "UPS: the system is being shut down NOW (scheduled)."
+                          " The UPS will turn off."]
+    assert daemon.events() == ["start", "shutdown"]
+
+
+def test_a_ups_without_a_coming_start_stays_off(serial_ups, tolvd):
+    at = coming_minute()
+    serial_settings(schedule_on=1, schedule=schedule_of(at), ups_off_delay=0.5)
+    running = tolvd()
+    wait_shutdown(running, at)
+    assert [line for line in serial_ups.log() if line.startswith("serial S")] == [
+        "serial S.5R0000"]
+
+
+def test_an_agents_ups_without_a_coming_start_is_turned_off(agent, tolvd):
+    at = coming_minute()
+    agent_settings(schedule_on=1, schedule=schedule_of(at))
+    running = tolvd()
+    wait_shutdown(running, at)
+    assert [line for line in agent.log() if line.startswith("set ")] == [
+        f"set {UPS}5.2.10.0 integer 180", f"set {UPS}6.2.1.0 integer 2"]
+
+
+def test_a_schedule_that_is_switched_off_takes_effect_at_once(serial_ups, tolvd):
+    at = coming_minute(ahead=1)
+    serial_settings(schedule_on=1, schedule=schedule_of(at), ac_fail_delay=10)
+    running = tolvd()
+    running.wait_status(pending="schedule", scheduled_at=int(at.timestamp()))
+    later = at + datetime.timedelta(minutes=3)
+    serial_settings(schedule_on=1, schedule=schedule_of(later), ac_fail_delay=10)
+    running.reload()
+    running.wait_status(pending="schedule", scheduled_at=int(later.timestamp()))
+    serial_settings(schedule_on=0, schedule=schedule_of(later))
+    running.reload()
+    running.wait_status(pending="none", scheduled_at=None, shutdown_in=None)
+    wait_recorded("wall", "UPS: the shutdown is called off (scheduled).")
+    assert recorded("shutdown") == []
+
+
+def test_the_schedule_counts_without_a_ups_too(tolvd):
+    """Nobody is told to turn off then."""
+    at = coming_minute(ahead=2)
+    daemon.Settings(comm_mode=7, schedule_on=1, schedule=schedule_of(at)).write()
+    running = tolvd(ready=False)
+    assert running.wait_status(pending="schedule")["scheduled_at"] == int(at.timestamp())
+    assert running.lines("NOTHING is protected")
