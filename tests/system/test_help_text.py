@@ -261,6 +261,29 @@ def test_the_command_center_keys_and_names_are_those_of_its_menus():
                                  re.MULTILINE), f"{key} {name}"
 
 
+# --- what it says of the daemon ------------------------------------------------------------
+
+
+def daemon(source):
+    with open(os.path.join(ROOT, "daemon", source), encoding="ascii") as text:
+        return text.read()
+
+
+def test_every_option_of_the_daemon_that_the_help_names_is_one():
+    usage = daemon("options.cpp").partition("const char USAGE_TEXT[] =")[2].partition(";")[0]
+    known = set(re.findall(r"--[a-z-]+", usage))
+    named = {option for name in FILES for option in re.findall(r"--[a-z][a-z-]+", read(name))}
+    assert {"--check", "--dry-run", "--setup", "--status", "--foreground"} <= named
+    assert named - {"--build", "--install", "--now"} <= known
+
+
+def test_what_the_daemons_check_says_is_quoted_as_it_stands():
+    part = read("text5.txt").partition("THE DAEMON DOES NOT HEAR THE UPS")[2].partition("A TOPIC")[0]
+    quoted = re.findall(r'^  - "([^"]+)":', part, re.MULTILINE)
+    assert len(quoted) == 3
+    assert [text for text in quoted if text not in daemon("check.cpp")] == []
+
+
 # --- objects and files ---------------------------------------------------------------------
 
 
