@@ -114,8 +114,8 @@ def test_an_agent_whose_answers_are_lost_is_told(agent, tolvd):
     running = tolvd()
     running.wait_status(status=2)
     agent.delay(20000)
-    decided = running.wait_log("the system goes down now", timeout=40)
-    call = wait_recorded("shutdown", "-h now", timeout=40)
+    decided = running.wait_log("the system goes down now", timeout=120)
+    call = wait_recorded("shutdown", "-h now", timeout=120)
     assert call.at - decided.at < 30
     assert any("6.2.3.0 integer 2" in line for line in agent.log()), "the order to sleep"
     alert = running.wait_log("failed to issue UPS sleep command|could not be told to turn off")

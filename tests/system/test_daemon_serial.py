@@ -97,7 +97,7 @@ def test_the_reply_files_go_with_a_silent_ups_and_come_back(serial_ups, tolvd):
     running = tolvd()
     wait_replies()
     serial_ups.serial("silent on")
-    running.wait_status(timeout=40, ups="lost")
+    running.wait_status(timeout=120, ups="lost")
     assert not any(map(os.path.exists, REPLIES))
     assert len(running.lines("does not answer")) == 1
     serial_ups.clear_log()
@@ -148,10 +148,10 @@ def test_replies_that_are_none_are_as_silence(serial_ups, tolvd, fault):
     serial_settings()
     running = tolvd()
     serial_ups.serial(fault)
-    running.wait_log("the UPS does not answer$", timeout=60)
+    running.wait_log("the UPS does not answer$", timeout=120)
     running.wait_status(ups="lost", pending="none")
     serial_ups.serial(fault.split()[0] + " off")
-    running.wait_status(timeout=40, ups="heard", mains="good")
+    running.wait_status(timeout=120, ups="heard", mains="good")
 
 
 def test_a_flood_of_garbled_lines_is_borne(serial_ups, tolvd):
@@ -164,7 +164,7 @@ def test_a_flood_of_garbled_lines_is_borne(serial_ups, tolvd):
         data = bytes(chance.choice(b"(#01. \r\n\x1b\xff\0-9") for _ in range(40))
         serial_ups.serial("send " + "".join(f"\\x{byte:02x}" for byte in data) + "\\r")
     serial_ups.load(78)
-    running.wait_status(timeout=60, ups="heard", load=78, pending="none")
+    running.wait_status(timeout=120, ups="heard", load=78, pending="none")
     assert "outage" not in daemon.events()
     assert len(running.log) < 12, running.report()
     assert daemon.memory_of(running) < before + 1024
@@ -185,7 +185,7 @@ def test_thousands_of_replies_that_are_garbled_are_told_of_once(serial_ups, tolv
     assert len(running.lines("garbled")) <= 2
     assert not running.lines("mains failed") and recorded("shutdown") == []
     serial_ups.serial("reply Q1")
-    running.wait_status(timeout=40, ups="heard", mains="good")
+    running.wait_status(timeout=120, ups="heard", mains="good")
 
 
 def test_a_device_that_vanishes_is_opened_again(serial_ups, tolvd):
@@ -195,7 +195,7 @@ def test_a_device_that_vanishes_is_opened_again(serial_ups, tolvd):
     for count in (1, 2):
         serial_ups.serial("vanish")
         running.wait_log("the line .* cannot be opened: No such file", count=count)
-        running.wait_status(timeout=40, ups="lost", status=1)
+        running.wait_status(timeout=120, ups="lost", status=1)
         assert not os.path.exists(STATUS_FILE)
         serial_ups.clear_log()
         serial_ups.serial("return")
@@ -212,7 +212,7 @@ def test_a_device_that_comes_after_the_start_is_opened(tolvd):
     serial_settings()
     running = tolvd(ready=False)
     running.wait_log("the line .* cannot be opened: No such file")
-    running.wait_log("the UPS does not answer$", timeout=40)
+    running.wait_log("the UPS does not answer$", timeout=120)
     ups = world.Serial()
     running.wait_status(ups="heard")
     running.stop()
@@ -224,7 +224,7 @@ def test_a_device_that_is_no_line_is_told_of(tolvd, device):
     serial_settings(com_port=device)
     running = tolvd(ready=False)
     running.wait_log(f"the line {device} cannot be opened: ")
-    running.wait_log("the UPS does not answer$", timeout=40)
+    running.wait_log("the UPS does not answer$", timeout=120)
     assert len(running.lines("cannot be opened")) == 1
 
 

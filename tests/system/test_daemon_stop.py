@@ -118,7 +118,7 @@ def test_the_end_of_the_daemon_does_not_stop_a_shutdown_that_has_begun(serial_up
     another = tolvd(ready=False)
     assert another.lines("the system is already being shut down by process")
     assert another.status()["status"] == 3
-    wait_recorded("shutdown", "-h now", timeout=40)
+    wait_recorded("shutdown", "-h now", timeout=120)
     assert [line for line in serial_ups.log() if line.startswith("serial S")] == [
         "serial S03R0003"]
     assert len([line for line in serial_ups.log() if line == "serial Q1"]) == asked

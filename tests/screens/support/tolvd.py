@@ -21,6 +21,7 @@ import world
 from process import MemoryKilobytes, RunningFrom
 from settings import Settings
 from stopwatch import Stopwatch
+from waiting import LIMIT
 from world import wait_until
 
 STATE = "/run/wardenlink"
@@ -83,7 +84,7 @@ def recorded(name=None):
     return [record for record in found if name in (None, record.name)]
 
 
-def wait_recorded(name, words=None, timeout=20):
+def wait_recorded(name, words=None, timeout=LIMIT):
     """The first call of this name (with these words), waited for."""
     def Find():
         return [record for record in recorded(name) if words in (None, record.words)]
@@ -155,7 +156,7 @@ def program():
 def ask(*options, prefix=(), **how):
     """Runs tolvd with these options to its end; the result has returncode, stdout and stderr."""
     return subprocess.run([*prefix, program(), *options], stdin=subprocess.DEVNULL,
-                          capture_output=True, text=True, timeout=60, check=False, **how)
+                          capture_output=True, text=True, timeout=LIMIT, check=False, **how)
 
 
 def read_status():
@@ -191,7 +192,7 @@ class Tolvd:
         """The log's lines so far that hold this pattern."""
         return [line for line in self.log if re.search(pattern, line.text)]
 
-    def wait_log(self, pattern, timeout=20, count=1):
+    def wait_log(self, pattern, timeout=LIMIT, count=1):
         """The count-th line that holds this pattern, waited for."""
         wait_until(lambda: len(self.lines(pattern)) >= count, timeout, f"{pattern!r} in the log")
         return self.lines(pattern)[count - 1]
@@ -205,7 +206,7 @@ class Tolvd:
         status = read_status()
         return status if status.get("pid") == self.pid else {}
 
-    def wait_status(self, timeout=20, **members):
+    def wait_status(self, timeout=LIMIT, **members):
         """The status in which all these members have these values, waited for."""
         def Holds():
             status = self.status()
@@ -228,7 +229,7 @@ class Tolvd:
         self.process.kill()
         self.wait_end()
 
-    def wait_end(self, timeout=20):
+    def wait_end(self, timeout=LIMIT):
         """The exit status."""
         status = self.process.wait(timeout)
         self._reader.join(1)  # processes that it left may hold the log open
@@ -238,7 +239,7 @@ class Tolvd:
         """Asks it to end; it has three seconds of a machine that runs for that."""
         watch = Stopwatch()
         self.process.terminate()
-        self.process.wait(20)
+        self.process.wait(LIMIT)
         assert watch.below(15), watch.passed()
         assert self.wait_end() == 0
 
