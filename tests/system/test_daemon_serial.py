@@ -99,6 +99,7 @@ def test_the_reply_files_go_with_a_silent_ups_and_come_back(serial_ups, tolvd):
     serial_ups.serial("silent on")
     running.wait_status(timeout=120, ups="lost")
     assert not any(map(os.path.exists, REPLIES))
+    running.wait_log("does not answer")
     assert len(running.lines("does not answer")) == 1
     serial_ups.clear_log()
     serial_ups.serial("silent off")
