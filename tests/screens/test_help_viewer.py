@@ -12,7 +12,7 @@ import world
 from help_painter import (CONTENTS, MENUS, PAGE_LINES, PAGES, PLACE, READ_LIMIT, SOURCE, TOPICS,
                           WINDOWS, check, pages, path_to, place_help, read_help)
 
-DRIVER = "sim/help_driver"
+DRIVER = "wardenlink-help"
 ROOT_ERROR = b"\r\nerror.....exiting\r\n"
 TERMINAL_MODE = re.compile(rb"(?m)^[0-9a-f]+(?::[0-9a-f]+){10,}\r?$")
 

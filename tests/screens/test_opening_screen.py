@@ -81,7 +81,7 @@ def place_after(field, text):
 
 
 def open_screen(start, settings):
-    screen = start([world.bin("sim/opening_driver")])
+    screen = start([world.bin("wardenlink-monitor")])
     screen.wait_key()
     return Opening(screen, settings)
 

@@ -14,8 +14,8 @@ ENTER, LEAVE = b"\x1b[?1049h", b"\x1b[?1049l"
 
 
 @pytest.mark.parametrize("words", [
-    ("wardenlink", "config"), ("wardenlink", "status"), ("sim/opening_driver",),
-    ("sim/local_driver",), ("sim/issuer_driver",), ("sim/help_driver",)])
+    ("wardenlink", "config"), ("wardenlink", "status"), ("wardenlink-monitor",),
+    ("wardenlink-local",), ("wardenlink-command",), ("wardenlink-help",)])
 def test_a_screen_that_is_quit_goes_back_to_the_first_one(words):
     Settings(comm_mode=0).write()
     place_help()

@@ -22,6 +22,8 @@ GOOD = {
     "config/config.cpp": '#include "ipc/tolvipc.h"\n#include "screen/frame.h"\n',
     "config/config.h": "#pragma once\n",
     "front/main.cpp": '#include "config/config.h"\n\nint main(int argc, char** argv)\n{\n}\n',
+    "front/one_main.cpp": '#include "front/program.h"\n\nint main(int argc, char** argv)\n{\n}\n',
+    "front/program.h": "#pragma once\n",
     "daemon/main.cpp": '#include "ipc/tolvipc.h"\n\nint main()\n{\n}\n',
     "sim/driver.cpp": '#include "config/config.h"\n#include <curses.h>\n\nint main()\n{\n}\n',
 }

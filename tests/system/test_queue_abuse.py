@@ -85,7 +85,7 @@ def test_a_local_screen_opens_beside_senders_that_never_rest(start):
     Settings(comm_mode=0).write()
     with storm("screenControlQueue"):
         took = Stopwatch()
-        screen = start([world.bin("sim/local_driver")])
+        screen = start([world.bin("wardenlink-local")])
         screen.wait_key()
         screen.send("q")
         assert screen.wait_exit() == 0

@@ -13,7 +13,7 @@ import queues
 import world
 from issuer_painter import ACCEPTED, IssuerPainter
 
-DRIVER = "sim/issuer_driver"
+DRIVER = "wardenlink-command"
 PRESENCE, COMMAND = 4, 9
 
 UPS = ".1.3.6.1.4.1.935.1.1.1."

@@ -9,7 +9,7 @@ import world
 from local_painter import LEFT_VALUES, WARNING_COLUMN, WARNING_ROW, Files, LocalPainter
 from settings import Settings
 
-DRIVER = "sim/local_driver"
+DRIVER = "wardenlink-local"
 ALARMS = ("ac_power", "battery_status", "functioning", "boost", "self_test")
 BAR_ROWS = {"input": 4, "output": 8, "load": 12, "battery": 16, "frequency": 20}
 

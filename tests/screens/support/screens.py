@@ -10,10 +10,10 @@ from settings import Settings
 COMMANDS = {
     "status": ("wardenlink", "status"),
     "config": ("wardenlink", "config"),
-    "local": ("sim/local_driver",),
-    "opening": ("sim/opening_driver",),
-    "issuer": ("sim/issuer_driver",),
-    "help": ("sim/help_driver",),
+    "local": ("wardenlink-local",),
+    "opening": ("wardenlink-monitor",),
+    "issuer": ("wardenlink-command",),
+    "help": ("wardenlink-help",),
 }
 
 

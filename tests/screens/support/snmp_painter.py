@@ -176,7 +176,7 @@ def open_local(start, agent, settings, readings=Readings(), present=True):
     """The local screen with its first pass painted, the daemon seen in it and ever after."""
     if present:
         announce(1)
-    screen = start([world.bin("sim/local_driver")])
+    screen = start([world.bin("wardenlink-local")])
     screen.wait_key()
     if present:
         announce()
