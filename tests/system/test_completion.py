@@ -8,7 +8,7 @@ import pytest
 
 import world
 
-SCRIPT = os.path.join(world.ROOT, "completion", "wardenlink")
+FOLDER = os.path.join(world.ROOT, "completion")
 SCREENS = ["wardenlink-command", "wardenlink-help", "wardenlink-local", "wardenlink-monitor"]
 OPTIONS = ["--foreground", "--dry-run", "--check", "--setup", "--status", "--help", "--version"]
 
@@ -16,7 +16,8 @@ OPTIONS = ["--foreground", "--dry-run", "--check", "--setup", "--status", "--hel
 def offered(*words):
     """What is offered for the last word, which may be empty."""
     program = f"""
-. {SCRIPT}
+. {FOLDER}/wardenlink
+. {FOLDER}/tolvd
 COMP_WORDS=("$@") COMP_CWORD=$(($# - 1))
 call=$(complete -p "$1") && call=${{call#*-F }} && ${{call%% *}} "$1" "${{@: -1}}" "${{@: -2:1}}"
 printf '%s\\n' "${{COMPREPLY[@]}}"
