@@ -2,6 +2,7 @@
 
 #include "base/system.h"
 #include "base/version.h"
+#include "screen/terminal_check.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -56,6 +57,8 @@ int RunProgram(const Program& program, int argc, char* argv[])
     if (status >= 0)
         return status;
     if (program.needsSuperUser && ChkUserID() == 0)
+        return 1;
+    if (CheckTerminal() == 0)
         return 1;
     KeepMode();
     return program.run() < 0 ? 1 : 0;

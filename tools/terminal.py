@@ -23,12 +23,30 @@ TIOCGPTPEER = 0x5441  # opens the terminal that belongs to a master
 LIVE = []  # terminals not yet closed, for the report of a failed test
 
 
+class Stream(pyte.Stream):
+    """With two sequences more: xterm repeats a character, and keeps the title of its window."""
+
+    csi = {**pyte.Stream.csi, "b": "repeat_character", "t": "change_window"}
+    events = pyte.Stream.events | {"repeat_character", "change_window"}
+
+
 class LinuxScreen(pyte.Screen):
     """pyte's screen with the Linux console's own ways, and a list of what it did not know."""
 
     def __init__(self, columns, lines):
         self.unknown = []
+        self._last = ""
         super().__init__(columns, lines)
+
+    def draw(self, data):
+        super().draw(data)
+        self._last = data[-1:]
+
+    def repeat_character(self, count=1):
+        super().draw(self._last * (count or 1))
+
+    def change_window(self, *unused):
+        pass
 
     def debug(self, *args, **kwargs):
         self.unknown.append((args, kwargs))
@@ -61,7 +79,7 @@ class Terminal:
         self._ending = os.eventfd(0)
         self._gone = False
         self._screen = LinuxScreen(cols, rows)
-        self._stream = pyte.Stream(self._screen)
+        self._stream = Stream(self._screen)
         environment = dict(os.environ, TERM=term, LANG="C", LC_ALL="C", HISTFILE="/dev/null")
         environment.pop("LINES", None)
         environment.pop("COLUMNS", None)
@@ -133,7 +151,8 @@ class Terminal:
         """The columns of row r that are shown in reverse, blanks included."""
         with self._lock:
             row = self._screen.buffer[r]
-            return {c for c in range(self.cols) if row[c].reverse}
+            # Where TERM is screen's, the italics are its standout.
+            return {c for c in range(self.cols) if row[c].reverse or row[c].italics}
 
     def standout_cells(self, r, c0, c1):
         """Whether the cells c0 to c1, both included, are all shown in reverse."""

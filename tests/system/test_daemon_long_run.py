@@ -26,10 +26,11 @@ def children(pid):
         return [int(number) for number in source.read().split()]
 
 
-def holding(running):
-    """Descriptors, kilobytes and messages of the daemon and its child; not the kilobytes under
-    the sanitizers, which keep for a while what was given back. A file may just be open: the
-    least of several looks counts."""
+def holding(running, workers):
+    """Descriptors, kilobytes and messages of the daemon and its workers, once what else it has
+    started is over; not the kilobytes under the sanitizers, which keep for a while what was given
+    back. A file may just be open: the least of several looks counts."""
+    wait_until(lambda: len(children(running.pid)) == workers, what=f"{workers} children")
     pids = [running.pid, *children(running.pid)]
     files = [min(OpenFiles(pid) for _ in range(20)) for pid in pids]
     memory = [0 if "ASAN_OPTIONS" in os.environ else MemoryKilobytes(pid) for pid in pids]
@@ -49,13 +50,13 @@ def live(running, seconds, change):
     wait_until(IsOver, SECONDS_OF_AN_HOUR * HOURS, f"{seconds} seconds of the daemon's")
 
 
-def check_hours(running, ups):
+def check_hours(running, ups, workers):
     """Lives through the hours and checks that all stays as it was after the first part."""
     began = time.monotonic()
     looks = []
     for _ in range(PARTS + 1):
         live(running, HOURS * 3600 / (PARTS + 1), lambda count: ups.load(20 + count % 60))
-        looks.append(holding(running))
+        looks.append(holding(running, workers))
     print(f"{HOURS} hours in {time.monotonic() - began:.0f} s: {looks}")
     first, last = looks[0], looks[-1]
     assert last[0] == first[0], looks
@@ -78,12 +79,12 @@ def rounds_of(ups, request):
 
 def test_hours_on_a_line_leave_nothing_behind(serial_ups, tolvd, short_waits):
     serial_settings()
-    check_hours(tolvd(env=short_waits), serial_ups)
+    check_hours(tolvd(env=short_waits), serial_ups, 0)
     # A round a second, but for what a busy machine holds up.
     assert rounds_of(serial_ups, "serial Q1") >= min(HOURS * 3600, LOGGED) / 2
 
 
 def test_hours_with_an_agent_leave_nothing_behind(agent, tolvd, short_waits):
     agent_settings()
-    check_hours(tolvd(env=short_waits), agent)
+    check_hours(tolvd(env=short_waits), agent, 1)
     assert rounds_of(agent, INPUT_VOLTAGE) >= min(HOURS * 1800, LOGGED / 10) / 2
