@@ -114,9 +114,12 @@ def test_no_other_command_can_be_chosen_while_one_is_pending(center, agent):
 
 
 def test_p_and_escape_with_nothing_pending_do_nothing(center, agent):
+    center.press("dp")  # its outcome stands on the screen: a command without an answer wipes it
+    agent.clear_log()
     center.press("p")
     center.press(ESCAPE)
     center.press("pp" + ESCAPE)
+    assert center.screen.cells(22, 15, 23) == "Last Command Successful"
     assert agent.log() == []
 
 
