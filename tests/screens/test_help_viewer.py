@@ -357,6 +357,10 @@ def test_a_missing_menu_keeps_the_topic_until_it_can_be_left(viewer):
     assert [viewer.row(row) for row in (3, 21)] == [f"|  {'Serial port or SNMP':75}| ", " " * 80]
     viewer.press("n")
     assert viewer.cells(3, 3, 19) == "Serial port or SNMP"
+    for cols in (79, 80):
+        viewer.resize(25, cols)
+        viewer.wait_paint()
+    assert [viewer.cells(row, 1, 77).strip() for row in range(3, 20)] == [""] * PAGE_LINES
     shutil.copy(os.path.join(SOURCE, "text_m1.txt"), PLACE)
     viewer.press("p")
     check(viewer, 2)
