@@ -114,9 +114,13 @@ def OrdinaryUser():
     return ["unshare", "--user"]
 
 
-def Refused(calls, error, when=1):
-    """The words before a command whose when-th and later use of these calls is refused."""
+def Traced(calls, log):
+    """The words before a command whose use of these calls is written into the file log."""
     # A sanitizer cannot look for leaks in a program that is traced.
     sanitizer = os.environ.get("ASAN_OPTIONS", "") + ":detect_leaks=0"
-    return ["env", "ASAN_OPTIONS=" + sanitizer, "strace", "-o", "/dev/null",
-            "-e", f"inject={calls}:error={error}:when={when}+"]
+    return ["env", "ASAN_OPTIONS=" + sanitizer, "strace", "-o", log, "-e", f"trace={calls}"]
+
+
+def Refused(calls, error, when=1, log="/dev/null"):
+    """The words before a command whose when-th and later use of these calls is refused."""
+    return [*Traced(calls, log), "-e", f"inject={calls}:error={error}:when={when}+"]

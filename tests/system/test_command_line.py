@@ -16,9 +16,9 @@ import time
 import pytest
 
 import queues
-from process import FindKeyWait, OrdinaryUser, Refused
+from process import FindKeyWait, OrdinaryUser, Refused, Traced
 from settings import Settings
-from stopwatch import Stopwatch, check_time, seconds_of
+from stopwatch import Stopwatch
 from waiting import LIMIT
 from world import DAEMON, FOLDER, bin, run, wait_until
 
@@ -262,18 +262,29 @@ def test_start_says_that_a_living_daemon_is_running(placed):
     wait_until(lambda: placed.pids() == [pid], what="that daemon alone")
 
 
+def calls_of(log):
+    """The lines of a trace, without the one that tells the exit status."""
+    with open(log, encoding="ascii") as source:
+        return [line for line in source.read().splitlines() if "(" in line]
+
+
+def call_counting_sleeps(word):
+    """Runs a command; what it gives, its seconds, and how often it slept."""
+    log = "/run/sleeps"
+    took = Stopwatch()
+    result = call(*Traced("nanosleep,clock_nanosleep", log), bin("wardenlink"), word)
+    return result, took.passed(), len(calls_of(log))
+
+
 def test_start_replaces_a_dead_daemon_after_fifteen_seconds():
     place_recorder()
-    count = 0
-
-    def Start():
-        nonlocal count
-        queues.send("heartbeatQueue", 4, "left by a daemon that died")
-        result = run("start")
-        assert (result.returncode, result.stdout, result.stderr) == (0, "", "")
-        count += 1
-        wait_until(lambda: len(launches()) == count, what="the launch")
-    check_time(lambda: seconds_of(Start), 14.95, 18, tries=3)
+    queues.send("heartbeatQueue", 4, "left by a daemon that died")
+    result, seconds, sleeps = call_counting_sleeps("start")
+    assert (result.returncode, result.stdout, result.stderr) == (0, "", "")
+    assert seconds > 14.95
+    assert sleeps == 15
+    wait_until(launches, what="the launch")
+    assert len(launches()) == 1
 
 
 def test_start_says_that_the_daemon_program_fails():
@@ -350,9 +361,8 @@ def test_stop_ends_silently_with_1_when_its_message_cannot_be_queued():
 
 
 def test_stop_without_a_daemon_says_so_at_once():
-    took = Stopwatch()
-    result = run("stop")
-    assert took.passed() < 14, "a daemon that may be there is given 15 seconds"
+    result, _, sleeps = call_counting_sleeps("stop")
+    assert sleeps == 0
     assert result.stdout == BANNER + "is not running!\n"
     assert (result.returncode, result.stderr) == (0, "")
     assert not queues.exists("heartbeatQueue")
@@ -362,9 +372,9 @@ def test_stop_without_a_daemon_says_so_at_once():
 def test_stop_finds_out_that_a_daemon_died_and_clears_its_queue():
     for _ in range(6):
         queues.send("heartbeatQueue", 4, "left over")
-    took = Stopwatch()
-    result = run("stop")
-    assert took.passed() > 14.95
+    result, seconds, sleeps = call_counting_sleeps("stop")
+    assert seconds > 14.95
+    assert sleeps == 15
     assert result.stdout == BANNER + "is not running!\n"
     assert (result.returncode, result.stderr) == (0, "")
     assert not queues.exists("heartbeatQueue")
@@ -546,6 +556,24 @@ def test_the_mode_of_before_comes_back_after_the_status_screen():
             os.write(pty.master, b"q")
         assert pty.run_while([bin("wardenlink"), "status"], PressQuit) == 0
         assert modes(pty.slave) == pty.before
+
+
+def test_no_mode_is_put_back_where_none_was_there_to_keep():
+    log = "/run/ioctls"
+    with open("/run/input", "w+", encoding="ascii") as source:
+        call(*Traced("ioctl", log), bin("wardenlink"), "stop", stdin=source)
+    assert [line for line in calls_of(log) if "TCGETA" in line]
+    assert not [line for line in calls_of(log) if "TCSET" in line]
+
+
+def test_no_mode_is_put_back_on_a_terminal_that_did_not_tell_its_own():
+    log = "/run/ioctls"
+    with Pty() as pty:
+        words = [*Refused("ioctl", "EIO", log=log), bin("wardenlink"), "stop"]
+        assert pty.run_while(words, lambda process: None) == 0
+        assert modes(pty.slave) == pty.before
+    assert [line for line in calls_of(log) if "TCGETA" in line]
+    assert not [line for line in calls_of(log) if "TCSET" in line]
 
 
 def test_a_wrong_call_touches_no_mode():

@@ -141,7 +141,8 @@ TEST(ReceiveMsg, SurvivesMessagesThatFillOrExceedTheArea)
     int queue = CreateMsgQ('1');
     for (size_t length : {99U, 100U, 101U, 4000U}) {
         RawSend(queue, 1, std::string(length, 'm'));
-        EXPECT_EQ(std::string(Receive(queue, 1, 1).text, 99), std::string(99, 'm')) << length;
+        Guarded area = Receive(queue, 1, 1);
+        EXPECT_EQ(std::string(area.text, 100), std::string(99, 'm') + '\0') << length;
         EXPECT_EQ(MsgNumber(queue), 0) << "the rest of it is gone too";
     }
 }
@@ -337,31 +338,38 @@ TEST(TolvdPresent, TakesThePresenceMessageItSees)
     EXPECT_EQ(MsgNumber(RawQueue('2')), 1);
 }
 
+// Seconds of a look for a daemon that is not there. A busy machine may hold a look up,
+// but not all of several.
+template <typename Action> double ShortestLook(double wanted, Action prepare)
+{
+    double shortest = 1e9;
+    for (int attempt = 0; attempt < 6 && shortest >= wanted; attempt++) {
+        prepare();
+        double before = Seconds();
+        EXPECT_EQ(InstanceExist(), 0);
+        shortest = std::min(shortest, Seconds() - before);
+    }
+    return shortest;
+}
+
 TEST(InstanceExist, IsNoAtOnceWithoutAPresenceMessage)
 {
-    double before = Seconds();
-    EXPECT_EQ(InstanceExist(), 0);
+    EXPECT_LT(ShortestLook(0.9, [] {}), 0.9);
     RawSend(RawQueue('2'), 5, "of another type");
-    EXPECT_EQ(InstanceExist(), 0);
-    EXPECT_LT(Seconds() - before, 10) << "a daemon that may be there is given 15 seconds";
+    EXPECT_LT(ShortestLook(0.9, [] {}), 0.9);
     EXPECT_EQ(MsgNumber(RawQueue('2')), 1);
 }
 
 TEST(InstanceExist, TakesFifteenSecondsToGiveUpADeadDaemon)
 {
-    double shortest = 1e9;
-    // A busy machine may hold a try up, but not all of them.
-    for (int attempt = 0; attempt < 3 && shortest > 18; attempt++) {
+    double shortest = ShortestLook(18, [] {
         for (int at = 0; at < 6; at++)
             RawSend(RawQueue('2'), 4, "leftover");
         RawSend(RawQueue('2'), 5, "rubbish");
-        double before = Seconds();
-        EXPECT_EQ(InstanceExist(), 0);
-        shortest = std::min(shortest, Seconds() - before);
-        EXPECT_EQ(MsgNumber(RawQueue('2')), 0) << "all of the leftovers are gone";
-    }
+    });
+    EXPECT_EQ(MsgNumber(RawQueue('2')), 0) << "all of the leftovers are gone";
     EXPECT_GE(shortest, 14.95);
-    EXPECT_LT(shortest, 18);
+    EXPECT_LT(shortest, 18) << "tests/system/test_command_line.py counts its seconds";
 }
 
 TEST(InstanceExist, BelievesAFreshPresenceMessageOnly)
