@@ -288,6 +288,14 @@ TEST(SettingsRead, StopsCollectingValuesWhenItsBufferIsFull)
     }
 }
 
+TEST(SettingsRead, TakesNoValueFromBeyondTheFirstMebibyte)
+{
+    const std::string front(1048576 - 3, '#');
+    EXPECT_EQ(ReadWithText(front + "[77]").acFailDelay, 77) << "its last byte counts";
+    EXPECT_EQ(ReadWithText(front + "#[77]").acFailDelay, 7) << "the next one does not";
+    EXPECT_EQ(ReadWithText(front + "###[77]").acFailDelay, 258) << "the binary file's";
+}
+
 TEST(SettingsRead, LeavesWhatATruncatedBinaryFileDoesNotHold)
 {
     const std::string held = SampleImage();

@@ -117,12 +117,14 @@ TEST(SettingsWrite, CarriesReservedPaddingAndTextTailsThroughManyCycles)
 TEST(SettingsWrite, ReadsBackWhatItWroteButForTheFractions)
 {
     struct {
-        float delay, delayBack, rating, ratingBack;
-    } const cases[] = {{2.5F, 2.0F, 12.5F, 12.0F},
-                       {0.5F, 0.5F, 48.0F, 48.0F},
-                       {10.0F, 10.0F, 0.0F, 0.0F},
-                       {0.0F, 0.0F, 96.0F, 96.0F},
-                       {0.2F, 0.2F, 36.0F, 36.0F}};
+        float delay;
+        const char* delayText;
+        float delayBack, rating, ratingBack;
+    } const cases[] = {{2.5F, "min. )  : [2.5]\n", 2.0F, 12.5F, 12.0F},
+                       {0.5F, "min. )  : [0.5]\n", 0.5F, 48.0F, 48.0F},
+                       {10.0F, "min. )  : [10.0]\n", 10.0F, 0.0F, 0.0F},
+                       {0.0F, "min. )  : [0.0]\n", 0.0F, 96.0F, 96.0F},
+                       {0.2F, "min. )  : [0.2]\n", 0.2F, 36.0F, 36.0F}};
     for (const auto& test : cases) {
         PowerConfig cfg;
         ScheduleEntry sched[7];
@@ -130,6 +132,8 @@ TEST(SettingsWrite, ReadsBackWhatItWroteButForTheFractions)
         cfg.upsOffDelay = test.delay;
         cfg.batteryRating = test.rating;
         EXPECT_EQ(WriteConfig(cfg, sched), 1);
+        std::string text = ReadFile(TEXT_CFG);
+        EXPECT_NE(text.find(test.delayText), std::string::npos) << text;
         InitConfig(cfg, sched);
         EXPECT_EQ(ReadConfig(cfg, sched), 1);
         EXPECT_EQ(cfg.upsOffDelay, test.delayBack) << test.delay;
