@@ -8,7 +8,6 @@
 #include <csignal>
 #include <cstdio>
 #include <cstring>
-#include <ctime>
 #include <curses.h>
 #include <initializer_list>
 #include <sys/ioctl.h>
@@ -66,16 +65,6 @@ void KeepMode()
     def_prog_mode(); // for curses, which sees Ctrl-Z
     if (tcgetattr(STDIN_FILENO, &screenMode) == 0)
         signal(SIGCONT, ResumeMode);
-}
-
-void FormatDate(char* dst, size_t size)
-{
-    time_t now = time(nullptr);
-    tm local = LocalTime(now);
-    char dayName[5] = "";
-    WeekDay(dayName, local.tm_wday);
-    FormatText(dst, size, "%04d-%02d-%02d, %02d:%02d %s", local.tm_year + 1900, local.tm_mon + 1,
-               local.tm_mday, local.tm_hour, local.tm_min, dayName);
 }
 
 } // namespace
@@ -162,14 +151,24 @@ void BlankScreen()
     }
 }
 
+void PutDate(int row, time_t moment)
+{
+    tm local = LocalTime(moment);
+    char dayName[5] = "";
+    WeekDay(dayName, local.tm_wday);
+    char text[64];
+    FormatText(text, sizeof(text), "%04d-%02d-%02d, %02d:%02d %s", local.tm_year + 1900,
+               local.tm_mon + 1, local.tm_mday, local.tm_hour, local.tm_min, dayName);
+    PutText({row, DATE_END_COL - static_cast<int>(strlen(text))}, text);
+}
+
 void DrawHeader(const LayoutLine places[2], const char* title)
 {
     char text[128];
     FormatText(text, sizeof(text), "%s %s", title, VERSION_TEXT);
     PutText(LabelPlace(places[0]), text);
     PutText(LabelPlace(places[1]), VENDOR_NOTICE);
-    FormatDate(text, sizeof(text));
-    PutText({places[1].row, DATE_END_COL - static_cast<int>(strlen(text))}, text);
+    PutDate(places[1].row, time(nullptr));
 }
 
 void BasicScreen(int layout)

@@ -4,6 +4,7 @@
 
 #include "screen/place.h"
 
+#include <ctime>
 #include <sys/utsname.h>
 
 inline constexpr char VERSION_TEXT[] = "Ver. 3.4";
@@ -52,6 +53,9 @@ int DrawBox(int height, int width, int top, int left);
 
 // Wipes rows 2 to 21 inside the frame; header and status bar stay.
 void BlankScreen();
+
+// The local date and time of a moment, at the right of a row: "2004-03-05, 09:07 Fri."
+void PutDate(int row, time_t moment);
 
 // The header that all screens share: the title with the version at the first
 // place, the vendor notice at the second, and on its row the local date and time.

@@ -1,8 +1,9 @@
-// What a screen makes of the signals that would end it.
+// What a screen makes of the signals that would end it, and the date in its header.
 #include "screen/frame.h"
+#include "tests/unit/support/curses_screen.h"
 
 #include <csignal>
-#include <gtest/gtest.h>
+#include <cstdlib>
 #include <vector>
 
 namespace {
@@ -49,6 +50,27 @@ TEST(SetSignals, LeavesEveryOtherSignalAlone)
         EXPECT_EQ(HandlerOf(number) == before[static_cast<size_t>(number) - 1], !isSwallowed)
             << number;
     }
+}
+
+struct Header : CursesScreen {};
+
+TEST_F(Header, ShowsAMomentInLocalTimeUpToColumn76)
+{
+    constexpr time_t MOMENT = 1078477620; // 2004-03-05, 09:07 in Greenwich
+    struct {
+        const char* zone;
+        const char* text;
+    } const cases[] = {
+        {"UTC0", "2004-03-05, 09:07 Fri."},
+        {"EAST-15:30", "2004-03-06, 00:37 Sat."},
+        {"WEST10", "2004-03-04, 23:07 Thu."},
+    };
+    for (const auto& test : cases) {
+        setenv("TZ", test.zone, 1);
+        PutDate(1, MOMENT);
+        EXPECT_EQ(CellText(1, 0, 80), Blanks(55) + test.text + Blanks(3));
+    }
+    unsetenv("TZ");
 }
 
 } // namespace
