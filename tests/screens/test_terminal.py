@@ -2,6 +2,7 @@
 input, who may run it, what it leaves behind."""
 
 import os
+import re
 import shutil
 import signal
 import stat
@@ -14,11 +15,12 @@ import pytest
 
 import settings as files
 import world
-from process import MemoryKilobytes, OpenFiles, OrdinaryUser
+from process import MemoryKilobytes, OpenFiles, OrdinaryUser, Traced
 from remote_painter import Watch, check_no_data, no_data_painter
 from settings import Settings
 from stopwatch import Stopwatch, check_time, seconds_of_pass
 from terminal_mode import modes, read_timeout
+from waiting import wait_until
 
 FOUR_SIGNALS = (signal.SIGINT, signal.SIGHUP, signal.SIGTERM, signal.SIGQUIT)
 POWER_INI = "/etc/wardenlink/power.ini"
@@ -123,6 +125,24 @@ def test_stopped_from_the_keyboard_it_comes_back_with_fg(start, no_agent):
     screen.clear_raw()
     screen.send("q")
     screen.wait_prompt()
+
+
+def key_waits(log):
+    """The limits of the waits for a first byte, in a trace; the library polls while it paints."""
+    with open(log, encoding="ascii") as source:
+        found = re.findall(r"select6?\(1, \[0\], NULL, NULL, {tv_sec=(\d+), tv_([nu])sec=(\d+)}",
+                           source.read())
+    limits = [int(whole) + int(part) / {"n": 1e9, "u": 1e6}[unit] for whole, unit, part in found]
+    return [limit for limit in limits if limit]
+
+
+def test_a_pass_waits_1_3_seconds_for_a_key_before_the_terminal_is_read(start, no_agent):
+    log = "/run/waits"
+    screen = start([*Traced("select,pselect6", log), world.bin("wardenlink"), "status"])
+    wait_until(lambda: os.path.exists(log) and len(key_waits(log)) >= 2, what="two passes")
+    screen.send("q")
+    assert screen.wait_exit() == 0
+    assert set(key_waits(log)) == {1.3}
 
 
 # --- the terminal --------------------------------------------------------------------------------
