@@ -166,18 +166,7 @@ TEST(Keys, ArePaddedTo19CharactersWithTheirLengthsBeside)
     }
 }
 
-TEST(Keys, AreFoundAtTheBeginningOfALine)
-{
-    for (int at = 0; at < 11; at++) {
-        for (const char* rest : {"", " = 5", "_x", "      "}) {
-            int index = 99;
-            std::string line = std::string(ENTRIES[at].key) + rest;
-            EXPECT_EQ(find_val(line.c_str(), &index), ENTRIES[at].address) << line;
-            EXPECT_EQ(index, at) << line;
-        }
-    }
-}
-
+// Stands before every test that finds a key: the program as a whole shares the last one found.
 TEST(Keys, WithoutAMatchGiveTheLastAddressFound)
 {
     int index = 99;
@@ -189,6 +178,18 @@ TEST(Keys, WithoutAMatchGiveTheLastAddressFound)
         index = 42;
         EXPECT_EQ(find_val(line, &index), &Conf.night_end) << line;
         EXPECT_EQ(index, 42) << line;
+    }
+}
+
+TEST(Keys, AreFoundAtTheBeginningOfALine)
+{
+    for (int at = 0; at < 11; at++) {
+        for (const char* rest : {"", " = 5", "_x", "      "}) {
+            int index = 99;
+            std::string line = std::string(ENTRIES[at].key) + rest;
+            EXPECT_EQ(find_val(line.c_str(), &index), ENTRIES[at].address) << line;
+            EXPECT_EQ(index, at) << line;
+        }
     }
 }
 
