@@ -7,7 +7,6 @@
 
 #include <csignal>
 #include <cstdio>
-#include <cstdlib>
 #include <string>
 #include <vector>
 
@@ -58,8 +57,7 @@ inline SimulatedAgent StartAgent(const char* community = "public")
     SimulatedAgent agent;
     int out[2] = {-1, -1};
     EXPECT_EQ(pipe(out), 0);
-    const char* folder = getenv("WARDENLINK_BIN_DIR");
-    std::string program = std::string(folder != nullptr ? folder : ".") + "/sim/ups_agent";
+    const std::string program = BUILD_FOLDER "/sim/ups_agent";
     agent.pid = fork();
     if (agent.pid == 0) {
         dup2(out[1], 1);
