@@ -103,6 +103,11 @@ std::string DoState(UpsSim& sim, const Words&, const std::string&)
     return DescribeState(sim) + DONE;
 }
 
+std::string DoTime(UpsSim& sim, const Words&, const std::string&)
+{
+    return "  " + std::to_string(static_cast<long>(sim.passed)) + "\n" + DONE;
+}
+
 std::string DoLog(UpsSim& sim, const Words&, const std::string&)
 {
     std::string reply;
@@ -142,6 +147,7 @@ constexpr ControlVerb VERBS[] = {
     {"speed", 1, 1, DoSpeed},
     {"freeze", 1, 1, DoFreeze},
     {"state", 0, 0, DoState},
+    {"time", 0, 0, DoTime},
     {"log times", 0, 0, DoLogTimes},
     {"log clear", 0, 0, DoLogClear},
     {"log", 0, 0, DoLog}, // behind those that begin with it

@@ -80,6 +80,7 @@ void AdvanceSim(UpsSim& sim, double seconds)
     if (sim.frozen)
         return;
     seconds *= sim.speed;
+    sim.passed += seconds;
     bool moving = sim.scenario != Scenario::none;
     while (moving && seconds > STEP) {
         StepScenario(sim, STEP);

@@ -21,6 +21,7 @@ struct UpsSim {
     std::deque<LogLine> log; // what was asked, oldest first
     double speed = 1.0;      // model seconds per second
     bool frozen = false;
+    double passed = 0.0;                // model seconds since the start or the last reset
     Scenario scenario = Scenario::none; // survives a reset, which starts it anew
     double scenarioTime = 0.0;          // model seconds into its round
 };
