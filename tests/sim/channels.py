@@ -149,5 +149,10 @@ class Control:
     def state(self):
         return dict(line.split(" ", 1) for line in self.do("state"))
 
+    def wait_seconds(self, count):
+        """Waits until so many seconds of the model's time have passed."""
+        until = int(self.do("time")[0]) + count
+        wait_until(lambda: int(self.do("time")[0]) >= until, what=f"{count} model seconds")
+
     def wait_for(self, key, value):
         wait_until(lambda: self.state()[key] == value, what=f"{key} {value}")

@@ -1,13 +1,13 @@
 // The weekly schedule against a model that walks the week minute by minute.
 #include "settings/schedule.h"
 #include "settings/tolv_lib.h"
+#include "tests/unit/support/one_minute.h"
 
 #include <climits>
 #include <cstdlib>
 #include <ctime>
 #include <gtest/gtest.h>
 #include <random>
-#include <unistd.h>
 
 namespace {
 
@@ -210,15 +210,6 @@ Moment LocalMoment(time_t now)
     return {local.tm_wday, local.tm_hour, local.tm_min};
 }
 
-// The tests stand within one minute of the clock: near its end they wait for the
-// next one.
-time_t StartOfAQuietMinute()
-{
-    while (time(nullptr) % 60 > 55)
-        usleep(100000);
-    return time(nullptr) / 60 * 60;
-}
-
 Results Calculate(const Week& week, double offDelay)
 {
     Results results;
@@ -226,6 +217,12 @@ Results Calculate(const Week& week, double offDelay)
                   &results.restartDay, offDelay);
     return results;
 }
+
+// What was calculated within one minute, and what ought to be.
+struct Calculated {
+    Results found;
+    Results expected;
+};
 
 void UseZone(const char* zone)
 {
@@ -243,25 +240,29 @@ TEST(CalcSchdlTime, LeavesTheRestartAloneWithoutAShutdown)
 
 TEST(CalcSchdlTime, HasNoRestartWithoutStartHours)
 {
-    Week week;
-    time_t minute = StartOfAQuietMinute();
-    Moment shutdown = LaterBy(LocalMoment(minute), 600);
-    SetShutdown(week, shutdown);
-    EXPECT_EQ(Calculate(week, 3.0),
-              (Results{static_cast<int>(minute) + 36000, -1, shutdown.day, -1}));
+    Calculated result = InOneMinute([](time_t minute) {
+        Week week;
+        Moment shutdown = LaterBy(LocalMoment(minute), 600);
+        SetShutdown(week, shutdown);
+        return Calculated{Calculate(week, 3.0),
+                          {static_cast<int>(minute) + 36000, -1, shutdown.day, -1}};
+    });
+    EXPECT_EQ(result.found, result.expected);
 }
 
 TEST(CalcSchdlTime, CountsFromTheStartOfThePresentMinute)
 {
     for (int ahead : {1, 2, 59, 60, 61, 1439, 1440, 1441, 5000, 10079, 10080}) {
-        Week week;
-        time_t minute = StartOfAQuietMinute();
-        Moment shutdown = LaterBy(LocalMoment(minute), ahead);
-        SetShutdown(week, shutdown);
-        SetStart(week, LaterBy(shutdown, 90));
-        EXPECT_EQ(Calculate(week, 1.0), (Results{static_cast<int>(minute) + ahead * 60, 89,
-                                                 shutdown.day, LaterBy(shutdown, 90).day}))
-            << ahead;
+        Calculated result = InOneMinute([ahead](time_t minute) {
+            Week week;
+            Moment shutdown = LaterBy(LocalMoment(minute), ahead);
+            SetShutdown(week, shutdown);
+            SetStart(week, LaterBy(shutdown, 90));
+            return Calculated{Calculate(week, 1.0),
+                              {static_cast<int>(minute) + ahead * 60, 89, shutdown.day,
+                               LaterBy(shutdown, 90).day}};
+        });
+        EXPECT_EQ(result.found, result.expected) << ahead;
     }
 }
 
@@ -270,33 +271,37 @@ TEST(CalcSchdlTime, GoesByTheLocalTimeOfEveryZone)
     // Fixed offsets up to a day either way: other hours, and other weekdays.
     for (const char* zone : {"UTC0", "A-24", "B24", "C-5:30", "D11:45", "E-13"}) {
         UseZone(zone);
-        Week week;
-        time_t minute = StartOfAQuietMinute();
-        Moment now = LocalMoment(minute);
-        SetShutdown(week, now);
-        EXPECT_EQ(Calculate(week, 1.0),
-                  (Results{static_cast<int>(minute) + 604800, -1, now.day, -1}))
-            << zone << ": the present minute is a week away";
+        Calculated result = InOneMinute([](time_t minute) {
+            Week week;
+            Moment now = LocalMoment(minute);
+            SetShutdown(week, now);
+            return Calculated{Calculate(week, 1.0),
+                              {static_cast<int>(minute) + 604800, -1, now.day, -1}};
+        });
+        EXPECT_EQ(result.found, result.expected) << zone << ": the present minute is a week away";
     }
-    UseZone("UTC0");
-    time_t minute = StartOfAQuietMinute();
-    Moment here = LocalMoment(minute);
-    Week week;
-    SetShutdown(week, LaterBy(here, 300));
-    UseZone("WEST5");
-    EXPECT_EQ(Calculate(week, 1.0).shutdownAt, minute + 600 * 60) << "five hours behind";
+    int ahead = InOneMinute([](time_t minute) {
+        UseZone("UTC0");
+        Week week;
+        SetShutdown(week, LaterBy(LocalMoment(minute), 300));
+        UseZone("WEST5");
+        return Calculate(week, 1.0).shutdownAt - static_cast<int>(minute);
+    });
+    EXPECT_EQ(ahead, 600 * 60) << "five hours behind";
 }
 
 TEST(CalcSchdlTime, TakesTheFirstOfSeveralShutdowns)
 {
-    Week week;
-    time_t minute = StartOfAQuietMinute();
-    Moment now = LocalMoment(minute);
-    for (int day = 1; day <= 6; day++)
-        SetShutdown(week, LaterBy(now, day * 1440 + 7));
-    Moment first = LaterBy(now, 1440 + 7);
-    EXPECT_EQ(Calculate(week, 1.0),
-              (Results{static_cast<int>(minute) + (1440 + 7) * 60, -1, first.day, -1}));
+    Calculated result = InOneMinute([](time_t minute) {
+        Week week;
+        Moment now = LocalMoment(minute);
+        for (int day = 1; day <= 6; day++)
+            SetShutdown(week, LaterBy(now, day * 1440 + 7));
+        return Calculated{
+            Calculate(week, 1.0),
+            {static_cast<int>(minute) + (1440 + 7) * 60, -1, LaterBy(now, 1440 + 7).day, -1}};
+    });
+    EXPECT_EQ(result.found, result.expected);
 }
 
 TEST(CalcSchdlTime, MeasuresTheRestartFromTheShutdown)

@@ -1,6 +1,7 @@
 // The settings as the status screens show them.
 #include "settings/tolv_lib.h"
 #include "status/tolvstat_data.h"
+#include "tests/unit/support/one_minute.h"
 
 #include <climits>
 #include <cmath>
@@ -8,7 +9,6 @@
 #include <ctime>
 #include <gtest/gtest.h>
 #include <string>
-#include <unistd.h>
 
 namespace {
 
@@ -224,16 +224,20 @@ TEST(RenderedSettings, ShowNoPowerOnWhenTheUpsStaysOnOrNoneIsSet)
     EXPECT_STREQ(rendering.fields.nextPowerOn, "---  --:--");
 }
 
-// A shutdown so many minutes after the present one, which has begun a while ago
-// and does not end meanwhile.
-void ScheduleAhead(Rendering& rendering, int minutes)
+// What is shown so many minutes before a shutdown.
+Rendering RenderedBefore(int minutes, int16_t acFailDelay)
 {
-    while (time(nullptr) % 60 < 1 || time(nullptr) % 60 > 55)
-        usleep(100000);
-    time_t at = time(nullptr) + minutes * 60;
-    tm local = {};
-    localtime_r(&at, &local);
-    rendering.schedule[local.tm_wday] = {-1, -1, local.tm_hour, local.tm_min};
+    return InOneMinute([=](time_t minute) {
+        Rendering rendering = Prepared();
+        rendering.config.scheduleOn = 1;
+        rendering.config.acFailDelay = acFailDelay;
+        time_t at = minute + minutes * 60;
+        tm local = {};
+        localtime_r(&at, &local);
+        rendering.schedule[local.tm_wday] = {-1, -1, local.tm_hour, local.tm_min};
+        Render(rendering);
+        return rendering;
+    });
 }
 
 TEST(RenderedSettings, WarnWhenTheShutdownIsNearerThanTheAcFailDelay)
@@ -246,11 +250,7 @@ TEST(RenderedSettings, WarnWhenTheShutdownIsNearerThanTheAcFailDelay)
                        {2, 1, false},       {1, 0, false},       {1, -5, false}, {1440, 1440, true},
                        {1441, 1440, false}, {10079, 32767, true}};
     for (const auto& test : cases) {
-        Rendering rendering = Prepared();
-        rendering.config.scheduleOn = 1;
-        rendering.config.acFailDelay = test.delay;
-        ScheduleAhead(rendering, test.ahead);
-        Render(rendering);
+        Rendering rendering = RenderedBefore(test.ahead, test.delay);
         EXPECT_STREQ(rendering.fields.shutdownDue, test.isNear ? "YES" : "NO ")
             << test.ahead << " minutes ahead, delay " << test.delay;
         EXPECT_EQ(rendering.shutdownDue, test.isNear ? 1 : 0);

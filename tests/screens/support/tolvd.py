@@ -301,7 +301,7 @@ class Placed:
         return wait_until(Find, what="a running daemon")
 
     def wait_ended(self):
-        wait_until(lambda: not self.pids(), 10, "the daemon's end")
+        wait_until(lambda: not self.pids(), what="the daemon's end")
 
     def end(self):
         """Ends every daemon, one way or another."""
