@@ -15,7 +15,7 @@ endif()
 string(REGEX REPLACE "\\[[^\n]*" "" text "${text}")
 string(REGEX MATCHALL "[^\n]+::[^\n]+" found "${text}")
 list(REMOVE_DUPLICATES found)
-string(JOIN "\" \"" run ${WORLD} ${PYTEST} -q -x)
+string(JOIN "\" \"" run ${WORLD} ${PYTEST} -q -x -rs)
 set(entries "")
 foreach(test IN LISTS found)
   if(NOT test MATCHES "^([a-z]+)/test_([a-z_]+)\\.py::(test_[A-Za-z0-9_]+)$")
@@ -26,6 +26,6 @@ foreach(test IN LISTS found)
     "add_test(\"${name}\" \"${run}\" \"${TESTS}/${test}\")\n"
     "set_tests_properties(\"${name}\" PROPERTIES TIMEOUT ${TIMEOUT}\n"
     "  ENVIRONMENT \"${ENVIRONMENT}\"\n"
-    "  FAIL_REGULAR_EXPRESSION \"[0-9]+ skipped\")\n")
+    "  FAIL_REGULAR_EXPRESSION \"[0-9]+ skipped\" SKIP_REGULAR_EXPRESSION \"${NOT_HERE}\")\n")
 endforeach()
 file(WRITE ${OUTPUT} "${entries}")
