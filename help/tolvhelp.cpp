@@ -23,6 +23,7 @@ int currwindow = WINDOW_CONTENTS;
 
 namespace {
 
+constexpr char TITLE[] = "(SNMP WardenLink for Linux) UPS ONLINE HELP,";
 constexpr Place TEXT_PLACE = {3, 3};
 constexpr int TEXT_WIDTH = 75; // up to the box
 constexpr Place FOOTER_PLACE = {21, 9};
@@ -35,6 +36,7 @@ static_assert(TEXT_PLACE.row > BOX_PLACE.row && TEXT_PLACE.col > BOX_PLACE.col &
               TEXT_PLACE.row + HELP_PAGE_LINES == BOX_PLACE.row + BOX_HEIGHT - 1 &&
               TEXT_PLACE.col + TEXT_WIDTH == BOX_PLACE.col + BOX_WIDTH - 1 &&
               TEXT_WIDTH >= HELP_LINE_SIZE - 1);
+static_assert(IsTitleOnScreen(st_p[0], TITLE));
 static_assert(FOOTER_PLACE.row == BOX_PLACE.row + BOX_HEIGHT);
 static_assert(AreOnScreen(FOOTER_PLACE, B_CONTENTS) && AreOnScreen(FOOTER_PLACE, B_INTRO) &&
               AreOnScreen(FOOTER_PLACE, B_TEXT) && AreOnScreen(FOOTER_PLACE, LP_TEXT));
@@ -193,7 +195,7 @@ void FirstWindow()
         Print_text(currentpage);
         lastDrawn = {currwindow, currentpage, LINES, COLS};
     }
-    DrawHeader(st_p, "(SNMP WardenLink for Linux) UPS ONLINE HELP,");
+    DrawHeader(st_p, TITLE);
     if (currwindow == WINDOW_CONTENTS)
         Footer(B_CONTENTS);
     else if (IsMenu(currwindow))

@@ -93,6 +93,7 @@ constexpr bool AreCommandsNamed()
 
 static_assert(std::size(SNMP_COMMANDS) == ISSUER_SNMP_OPTIONS + 1 && AreCommandsNamed());
 static_assert(std::size(SERIAL_COMMANDS) - 1 == ISSUER_SERIAL_OPTIONS + 1);
+static_assert(IsTitleOnScreen(st_p[0], TITLE));
 static_assert(DoKeysFit(SNMP_KEYS, ISSUER_SNMP_OPTIONS) &&
               DoKeysFit(SERIAL_KEYS, ISSUER_SERIAL_OPTIONS));
 

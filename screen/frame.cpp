@@ -2,7 +2,6 @@
 
 #include "base/system.h"
 #include "base/text.h"
-#include "screen/layout_check.h"
 
 #include <cerrno>
 #include <csignal>
@@ -20,6 +19,11 @@ namespace {
 
 constexpr int DATE_END_COL = 77; // the date line ends before this column
 constexpr Place PARK_PLACE = {24, 79};
+// What is wiped for other panels: from the frame's top row to its bottom.
+constexpr Place WIPE_PLACE = {2, 1};
+constexpr int WIPE_WIDTH = 77;
+constexpr int LAST_WIPED_ROW = 21;
+constexpr int OVERRUN_WIDTH = 12;
 constexpr int LINE_SIZE = 256; // longer than any screen is wide
 
 constexpr char STATUS_TITLE[] = "(SNMP WardenLink for Linux) UPS Status Screen,";
@@ -28,7 +32,7 @@ constexpr char SYSTEM_LABEL[] = "System:";
 static_assert(PARK_PLACE.row >= SCREEN_ROWS && PARK_PLACE.col < SCREEN_COLS);
 static_assert(LINE_SIZE > SCREEN_COLS && DATE_END_COL <= SCREEN_COLS);
 // The model stands over the title's end on purpose.
-static_assert(IsOnScreen(LabelPlace(st_p[0]), STATUS_TITLE) && IsOnScreen(ValuePlace(st_p[0]), 38));
+static_assert(IsTitleOnScreen(st_p[0], STATUS_TITLE) && IsOnScreen(ValuePlace(st_p[0]), 38));
 static_assert(IsRoomInLabel(sb_p, SYSTEM_LABEL, 1));
 // Row 1 holds the notice and a date of 22 cells.
 static_assert(IsOnScreen(LabelPlace(st_p[1]), VENDOR_NOTICE) &&
@@ -121,8 +125,8 @@ void ParkCursor()
 
 int PutBlanks(Place place, int count)
 {
-    char blanks[81];
-    FormatText(blanks, sizeof(blanks), "%*s", CutToRange(count, 0, 80), "");
+    char blanks[SCREEN_COLS + 1];
+    FormatText(blanks, sizeof(blanks), "%*s", CutToRange(count, 0, SCREEN_COLS), "");
     return PutText(place, blanks);
 }
 
@@ -142,12 +146,12 @@ int DrawBox(int height, int width, int top, int left)
 
 void BlankScreen()
 {
-    char blanks[78];
-    FormatText(blanks, sizeof(blanks), "%77s", "");
-    for (int row = 2; row <= 21; row++) {
-        mvaddstr(row, 1, blanks);
+    char blanks[WIPE_WIDTH + 1];
+    FormatText(blanks, sizeof(blanks), "%*s", WIPE_WIDTH, "");
+    for (int row = WIPE_PLACE.row; row <= LAST_WIPED_ROW; row++) {
+        mvaddstr(row, WIPE_PLACE.col, blanks);
         // Runs past the right margin on purpose: it wipes the next row's left edge too.
-        mvaddnstr(row, 78, blanks, 12);
+        mvaddnstr(row, WIPE_PLACE.col + WIPE_WIDTH, blanks, OVERRUN_WIDTH);
     }
 }
 

@@ -2,7 +2,7 @@
 // screen, and the frame of the status monitor.
 #pragma once
 
-#include "screen/place.h"
+#include "screen/layout_check.h"
 
 #include <ctime>
 #include <sys/utsname.h>
@@ -10,7 +10,7 @@
 inline constexpr char VERSION_TEXT[] = "Ver. 3.4";
 inline constexpr char VENDOR_NOTICE[] = "WardenLink, the UPS console for Linux";
 
-// Header and status bar of the status monitor: rows 0, 1 and 23.
+// The header of every screen but the editor's, and the status bar: rows 0, 1 and 23.
 inline constexpr LayoutLine st_p[2] = {{0, 1, 42}, {1, 1, -1}}; // title and model, vendor notice
 inline constexpr LayoutLine sb_p = {23, 1, 9};                  // "System:" and its text
 
@@ -56,6 +56,12 @@ void BlankScreen();
 
 // The local date and time of a moment, at the right of a row: "2004-03-05, 09:07 Fri."
 void PutDate(int row, time_t moment);
+
+// True when a title and the version behind it, as the header shows them, are on the screen.
+constexpr bool IsTitleOnScreen(const LayoutLine& line, std::string_view title)
+{
+    return IsOnScreen(LabelPlace(line), static_cast<int>(title.size() + sizeof(VERSION_TEXT)));
+}
 
 // The header that all screens share: the title with the version at the first
 // place, the vendor notice at the second, and on its row the local date and time.
