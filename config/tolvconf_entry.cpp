@@ -3,6 +3,7 @@
 #include "base/text.h"
 #include "screen/getch.h"
 
+#include <algorithm>
 #include <cstring>
 #include <curses.h>
 
@@ -14,6 +15,10 @@ constexpr TextItem TEXTS[] = {
     {'o', MODE_COMMUNITY, COMM_SERIAL, cw_p[ITEM_DEVICE], &PowerConfig::snmpCommunity, false, 8},
     {'p', MODE_ADDRESS, COMM_SERIAL, cw_p[ITEM_ADDRESS], &PowerConfig::snmpIp, false, 15},
 };
+static_assert(std::all_of(TEXTS, std::end(TEXTS), [](const TextItem& item) {
+    return item.lengthOnSave < SETTINGS_TEXT_SIZE &&
+           IsOnScreen(ValuePlace(item.line), ENTRY_LENGTH);
+}));
 static_assert(TEXTS[TEXT_DEVICE].mode == MODE_DEVICE);
 static_assert(TEXTS[TEXT_COMMUNITY].mode == MODE_COMMUNITY);
 static_assert(TEXTS[TEXT_ADDRESS].mode == MODE_ADDRESS);

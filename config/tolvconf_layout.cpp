@@ -1,6 +1,7 @@
 #include "config/tolvconf_layout.h"
 
 #include "base/text.h"
+#include "screen/layout_check.h"
 
 #include <curses.h>
 #include <string_view>
@@ -33,6 +34,7 @@ constexpr LayoutLine t_xy = {cw_p[ITEM_ALERT].row, 37, -1};
 
 namespace {
 
+constexpr char TITLE[] = "(SNMP WardenLink for Linux) UPS Configuration Utility,";
 constexpr char TURN_OFF_LABEL[] = "[a] Turn off UPS after System Shutdown:";
 constexpr char COMMUNITY_LABEL[] = "[o] Community Name   : ";
 constexpr char ADDRESS_LABEL[] = "[p] Ip Address       : ";
@@ -97,24 +99,11 @@ constexpr int EndOf(const LayoutLine& line, std::string_view label)
     return line.labelCol + Length(label);
 }
 
-// True when the value stands right of the label, or on blanks of it.
+// True when the value stands in the box, right of the label or on blanks of it.
 constexpr bool FitsTheLabel(ItemLine item, int width)
 {
-    std::string_view label = cw_s[item];
-    int start = cw_p[item].valueCol - cw_p[item].labelCol;
     return FitsTheBox(ValuePlace(cw_p[item]), width) &&
-           (start >= Length(label) ||
-            label.substr(static_cast<size_t>(start), static_cast<size_t>(width))
-                    .find_first_not_of(' ') == std::string_view::npos);
-}
-
-// The cells that a text takes, tabs going to the next column of eight.
-constexpr int ShownWidth(Place place, std::string_view text)
-{
-    int col = place.col;
-    for (char letter : text)
-        col = letter == '\t' ? (col / 8 + 1) * 8 : col + 1;
-    return col - place.col;
+           IsRoomInLabel(cw_p[item], cw_s[item], width);
 }
 
 // Each help line has to cover the one of the mode before it.
@@ -123,16 +112,18 @@ constexpr bool DoHelpLinesCover()
     for (const auto& lines : HELP_LINES) {
         for (size_t line = 0; line < std::size(cb_p); line++) {
             bool hasTabs = std::string_view(lines[line]).find('\t') != std::string_view::npos;
-            if (ShownWidth(LabelPlace(cb_p[line]), lines[line]) != HELP_WIDTHS[line] + hasTabs)
+            int width = ColumnBehind(cb_p[line].labelCol, lines[line]) - cb_p[line].labelCol;
+            if (width != HELP_WIDTHS[line] + hasTabs)
                 return false;
         }
     }
     return true;
 }
 
+static_assert(IsTitleOnScreen(ct_p[0], TITLE) && IsOnScreen(LabelPlace(ct_p[1]), VENDOR_NOTICE));
 static_assert(std::size(cw_s) == ITEM_LINES && DoLabelsFit());
 static_assert(std::size(HELP_LINES) == MODE_ADDRESS && DoHelpLinesCover());
-static_assert(cb_p[0].row >= BOX_PLACE.row + BOX_HEIGHT && cb_p[2].row < 24);
+static_assert(cb_p[0].row >= BOX_PLACE.row + BOX_HEIGHT && cb_p[2].row < SCREEN_ROWS);
 
 static_assert(FitsTheLabel(ITEM_AC_FAIL, NUMBER_WIDTH));
 static_assert(FitsTheLabel(ITEM_BATT_LOW, NUMBER_WIDTH));
@@ -278,7 +269,7 @@ void DrawString(const PowerConfig& config, const ScheduleEntry /*schedule*/[7], 
                 int mode, int alertCode)
 {
     DrawCommunication(config);
-    DrawHeader(ct_p, "(SNMP WardenLink for Linux) UPS Configuration Utility,");
+    DrawHeader(ct_p, TITLE);
     DrawLabels(config);
     DrawNumbers(config);
     DrawSwitches(config);

@@ -3,6 +3,7 @@
 #include "base/text.h"
 #include "config/tolvconf_value.h"
 #include "screen/getch.h"
+#include "screen/layout_check.h"
 
 #include <algorithm>
 #include <curses.h>
@@ -28,7 +29,7 @@ constexpr char TOO_CLOSE_TEXT[] = "(Start Time Too Close to Shutdown Time!)";
 constexpr int ALERT_STRIP_LENGTH = 44; // over the frame, to the screen's edge
 
 static_assert(std::size(TOO_CLOSE_TEXT) - 1 <= ALERT_STRIP_LENGTH);
-static_assert(ALERT_PLACE.col + ALERT_STRIP_LENGTH <= 80);
+static_assert(ALERT_PLACE.col + ALERT_STRIP_LENGTH <= SCREEN_COLS);
 
 // A minute without an hour is dropped, an hour without a minute is the full hour.
 void CompleteTime(int32_t hour, int32_t* minute)

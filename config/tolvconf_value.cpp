@@ -19,6 +19,17 @@ constexpr DelayStep DELAY_STEPS[] = {
     {29, 1, 1}, {30, 1, 10}, {59, 10, 10}, {60, 10, 60}, {1439, 60, 60},
 };
 
+// The steps change at rising delays, up to the last one that may still grow.
+constexpr bool DoStepsRise()
+{
+    for (size_t step = 1; step < std::size(DELAY_STEPS); step++) {
+        if (DELAY_STEPS[step].upTo <= DELAY_STEPS[step - 1].upTo)
+            return false;
+    }
+    return DELAY_STEPS[std::size(DELAY_STEPS) - 1].upTo == AC_FAIL_MAX - 1;
+}
+static_assert(DoStepsRise());
+
 bool IsIncrease(int key)
 {
     return key == '+' || key == 'i';
@@ -59,7 +70,7 @@ void StepAround(Number* field, int key, int64_t max, int64_t min, int64_t step)
 } // namespace
 
 // One row for each number: its key, its line, what [+] does and between which limits.
-const NumberItem NUMBERS[] = {
+constexpr NumberItem NUMBERS[] = {
     // Minutes, down to the delay of [b].
     {'d', cw_p[ITEM_AC_FAIL],
      [](PowerConfig& config, int key, int* lastStep) {
@@ -88,11 +99,24 @@ const NumberItem NUMBERS[] = {
 };
 
 // One row for each switch.
-const SwitchItem SWITCHES[] = {
+constexpr SwitchItem SWITCHES[] = {
     {'a', TURN_OFF_LINE, [](PowerConfig& config) { TurnOver(&config.turnOffUps); }},
     {'n', cw_p[ITEM_COUNTDOWN], [](PowerConfig& config) { TurnOver(&config.countdownOn); }},
     {'l', cw_p[ITEM_SCHEDULE], [](PowerConfig& config) { TurnOver(&config.scheduleOn); }},
 };
+
+// True when no two rows of a table share their key or their line.
+template <typename Item, size_t count> static constexpr bool AreApart(const Item (&items)[count])
+{
+    for (size_t one = 0; one < count; one++) {
+        for (size_t other = one + 1; other < count; other++) {
+            if (items[one].key == items[other].key || items[one].line.row == items[other].line.row)
+                return false;
+        }
+    }
+    return true;
+}
+static_assert(AreApart(NUMBERS) && AreApart(SWITCHES));
 
 void DoChange(PowerConfig& config, ScheduleEntry /*schedule*/[7], int key, int row)
 {
