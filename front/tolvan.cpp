@@ -9,7 +9,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <initializer_list>
 #include <unistd.h>
 
 namespace {
@@ -20,22 +19,16 @@ static_assert(sizeof(DAEMON_ARGUMENT) - 1 == 12);
 struct Command {
     const char* word;
     int (*run)();
+    const char* description; // the usage's line
 };
 
-// "issuer" and "help" stand in the usage but are no commands of this version.
+// "issuer" and "help" stand in the usage but are no commands of this version. The trailing
+// tabs and the blank before the tab of "config" belong to the text.
 constexpr Command COMMANDS[] = {
-    {"start", tolvan_start},
-    {"stop", tolvan_stop},
-    {"config", tolvan_config},
-    {"status", tolvan_status},
-};
-
-// The trailing tabs and the blank before the tab of "config" belong to the text.
-constexpr const char* DESCRIPTIONS[] = {
-    "  wardenlink start   - Start the Daemon process\t",
-    "  wardenlink stop    - Terminate Resident Daemon process\t",
-    "  wardenlink config  - Modify Time Settings \t",
-    "  wardenlink status  - Monitor UPS status\t",
+    {"start", tolvan_start, "  wardenlink start   - Start the Daemon process\t"},
+    {"stop", tolvan_stop, "  wardenlink stop    - Terminate Resident Daemon process\t"},
+    {"config", tolvan_config, "  wardenlink config  - Modify Time Settings \t"},
+    {"status", tolvan_status, "  wardenlink status  - Monitor UPS status\t"},
 };
 
 // What a debug switch writes and shows. The third lines of the two status boxes
@@ -86,6 +79,7 @@ void PrintBanner(const char* message)
     printf("%s\n %s\n", "<SNMP WardenLink for Linux>", message);
 }
 
+// A file that cannot be written prints no box either.
 int ThrowSwitch(const DebugSwitch& wanted)
 {
     FILE* file = fopen(wanted.path, "w+e");
@@ -104,10 +98,13 @@ int ThrowSwitch(const DebugSwitch& wanted)
 // the caller has open, or it would hold a lock or a pipe for as long as it runs.
 void BecomeDaemon()
 {
-    for (int number : {SIGPIPE, SIGXFSZ})
-        signal(number, SIG_DFL);
+    auto* pipeAction = signal(SIGPIPE, SIG_DFL);
+    auto* sizeAction = signal(SIGXFSZ, SIG_DFL);
     close_range(STDERR_FILENO + 1, ~0U, CLOSE_RANGE_CLOEXEC); // unknown to an old kernel: no loss
     execlp(DAEMON_PATH, DAEMON_PATH, DAEMON_ARGUMENT, nullptr);
+    // The message is still the caller's: what it ignores must not end it.
+    signal(SIGPIPE, pipeAction);
+    signal(SIGXFSZ, sizeAction);
     printf("%s\n", "Error! Daemon program fails!");
 }
 
@@ -133,10 +130,8 @@ void ArgError(const char* programName, int code)
     if (error != nullptr)
         printf("%s\n", error);
     printf("Usage: %s %s\n\n", programName, "[start|stop|config|status|issuer|help]");
-    for (const char* description : DESCRIPTIONS) {
-        printf("%s", description);
-        printf("\n");
-    }
+    for (const Command& command : COMMANDS)
+        printf("%s\n", command.description);
     exit(1);
 }
 
