@@ -177,14 +177,6 @@ void OfferSerialOption(int key, char* durationText)
     StepDuration(key, durationText);
 }
 
-// No answer counts as 0.
-int ReadNumber(const char* objectId)
-{
-    ObjectText object;
-    ReadObject(objectId, object);
-    return atoi(object.text);
-}
-
 template <size_t lines, size_t width> void PutMenu(const char (&menu)[lines][width])
 {
     Place place = MENU_PLACE;

@@ -95,11 +95,9 @@ int ProbeAgent()
     return ReadObject(OID_INPUT_VOLTAGE, inputVoltage) ? AGENT_ANSWERED : AGENT_UNANSWERED;
 }
 
-char StatusMark(const char* objectId, int marked)
+char ReadMark(const char* objectId, int marked)
 {
-    ObjectText object;
-    ReadObject(objectId, object);
-    return atoi(object.text) == marked ? '1' : '0';
+    return ReadNumber(objectId) == marked ? '1' : '0';
 }
 
 // Writes one step of the shutdown sequence; only silence is reported, an agent's
@@ -165,6 +163,13 @@ bool ReadObject(const char* objectId, ObjectText& object)
     return strcmp(object.text, NO_ANSWER) != 0;
 }
 
+int ReadNumber(const char* objectId)
+{
+    ObjectText object;
+    ReadObject(objectId, object);
+    return atoi(object.text);
+}
+
 void UPS_setvalue(const char* objectId, int number, int* result)
 {
     int outcome = SET_UNANSWERED;
@@ -192,8 +197,8 @@ int S_GetStatus(char* status)
     if (ProbeAgent() != AGENT_ANSWERED)
         return AGENT_UNANSWERED;
     memset(status, ' ', UPS_STATUS_SIZE);
-    status[ON_BATTERY_MARK] = StatusMark(OID_OUTPUT_STATUS, OUTPUT_ON_BATTERY);
-    status[BATTERY_LOW_MARK] = StatusMark(OID_BATTERY_STATUS, BATTERY_LOW);
+    status[ON_BATTERY_MARK] = ReadMark(OID_OUTPUT_STATUS, OUTPUT_ON_BATTERY);
+    status[BATTERY_LOW_MARK] = ReadMark(OID_BATTERY_STATUS, BATTERY_LOW);
     sleep(1);
     return AGENT_ANSWERED;
 }

@@ -79,11 +79,14 @@ struct ObjectText {
 // Asks the agent for an object; false and NO_ANSWER when it does not answer.
 bool ReadObject(const char* objectId, ObjectText& object);
 
+// The number that an object answers with; no answer counts as 0.
+int ReadNumber(const char* objectId);
+
 // Writes an integer, also to an address that begins with "127"; *result becomes a
 // SET_ code. Without a session the exchange fails.
 void UPS_setvalue(const char* objectId, int number, int* result);
 
-// Closes the session; the library's result.
+// Closes the session: the library's result, 0 without a session.
 int UPS_close();
 
 // Fills a status line of UPS_STATUS_SIZE characters without terminator: position

@@ -88,14 +88,6 @@ void PutDelays(const StatusFields& fields)
     PutLeftValue(LEFT_OFF_DELAY, fields.upsOffDelayText);
 }
 
-// No answer counts as 0.
-int ReadNumber(const char* objectId)
-{
-    ObjectText object;
-    ReadObject(objectId, object);
-    return atoi(object.text);
-}
-
 void ShowTimeOnBattery()
 {
     ObjectText seconds;
