@@ -107,7 +107,7 @@ void OpenTerminalDevice()
         fptr_tty = fdopen(fd, "w");
 }
 
-void SetCursor(int* row, int* col, Place place)
+void MoveCursorTo(int* row, int* col, Place place)
 {
     *row = place.row;
     *col = place.col;
@@ -122,7 +122,7 @@ void ChooseLocal(int* row, int* col)
     PutBlanks(IPos, PROMPT_WIDTH);
     PutBlanks(CPos, PROMPT_WIDTH);
     choice = CHOICE_LOCAL;
-    SetCursor(row, col, LPos);
+    MoveCursorTo(row, col, LPos);
     TolvdPresent(); // the answer is not used, but a presence message is taken: kept
 }
 
@@ -135,7 +135,7 @@ void ChooseRemote(int* row, int* col)
     PutText(IPos, ADDRESS_PROMPT);
     PutText(CPos, COMMUNITY_PROMPT);
     choice = CHOICE_REMOTE;
-    SetCursor(row, col, REMOTE_CURSOR);
+    MoveCursorTo(row, col, REMOTE_CURSOR);
 }
 
 void EnterField(int entryMode, Place prompt, int* mode, int* row, int* col)
@@ -143,7 +143,7 @@ void EnterField(int entryMode, Place prompt, int* mode, int* row, int* col)
     if (choice == CHOICE_LOCAL)
         return;
     *mode = entryMode;
-    SetCursor(row, col, RightOf(prompt, VALUE_OFFSET));
+    MoveCursorTo(row, col, RightOf(prompt, VALUE_OFFSET));
 }
 
 int Proceed(const char* address, const char* community)
@@ -161,7 +161,7 @@ int Proceed(const char* address, const char* community)
 void LeaveField(int* mode, int* row, int* col, int* typed)
 {
     *mode = ENTRY_CHOOSE;
-    SetCursor(row, col, REMOTE_CURSOR);
+    MoveCursorTo(row, col, REMOTE_CURSOR);
     *typed = 0;
 }
 

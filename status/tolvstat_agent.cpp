@@ -10,6 +10,9 @@
 #include <cstring>
 #include <curses.h>
 
+static constexpr int SNMP_LEFT_ROWS = 19;
+
+// The labels of the left panel.
 constexpr char SNMP_LEFTTXT[SNMP_LEFT_ROWS][50] = {
     "Ip Address     :",
     "Community Name :",

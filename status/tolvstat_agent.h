@@ -5,10 +5,6 @@
 #include "snmp/snmplib.h"
 #include "status/tolvstat_data.h"
 
-// Left panel: the labels of rows 3 to 21, column 3.
-inline constexpr int SNMP_LEFT_ROWS = 19;
-extern const char SNMP_LEFTTXT[SNMP_LEFT_ROWS][50];
-
 // Display modes of the SNMP screens.
 inline constexpr int MODE_PANELS = 1;
 inline constexpr int MODE_INFORMATION = 2; // the page of ScreenTwo

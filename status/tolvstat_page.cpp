@@ -8,6 +8,18 @@
 
 #include <iterator>
 
+namespace {
+
+// An object of the information page and its label.
+struct InfoObject {
+    char oid[50];
+    char label[50];
+};
+
+constexpr int SNMP_INFO_OBJECTS = 26;
+
+} // namespace
+
 // clang-format off
 constexpr InfoObject SNMPINFO_OID[SNMP_INFO_OBJECTS] = {
     {".1.3.6.1.2.1.1.4.0",             "System Contact    : "},

@@ -11,7 +11,7 @@ inline constexpr char QUIT_PROMPT[] = "Type 'r' to Redraw, Type 'q' to Quit.";
 inline constexpr Place QUIT_PROMPT_PLACE = {sb_p.row, 41};
 inline constexpr Place KEY_PROMPT_PLACE = {sb_p.row, 51};
 
-// Lines of the right panel, the index into sw2_p and sw2_s.
+// Lines of the right panel, the index into sw2_p.
 enum RightLine {
     RIGHT_INPUT,
     RIGHT_INPUT_BAR,
@@ -33,7 +33,6 @@ enum RightLine {
 
 // The right panel: rows 3 to 21, columns 42 to 75.
 extern const LayoutLine sw2_p[RIGHT_LINES];
-extern const char sw2_s[RIGHT_LINES][35];
 
 // Writes every label of a panel. A label wipes what stands in its own cells.
 template <size_t lines, size_t width>
