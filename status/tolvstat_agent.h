@@ -23,7 +23,7 @@ int ConnectionStatus();
 void DrawSnmpLeft(StatusFields& fields);
 void DrawSnmpRight(StatusFields& fields);
 
-// Both panels without an agent: "N/A" everywhere.
+// The left panel without an agent: "N/A" everywhere.
 void SNMPnoDATA(StatusFields& fields);
 
 // Writes address and community into the left panel, wipes the shutdown warning

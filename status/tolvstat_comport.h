@@ -11,6 +11,6 @@ void DrawScreen(StatusFields& fields, int shutdownDue);
 // warning of a mains failure, a low battery or a shutdown that is due.
 void DrawComportLeft(StatusFields& fields, int shutdownDue);
 
-// Also overwrites batteryRating of an on-line UPS, which reports the voltage of
-// one cell, by that of one cell.
+// Also overwrites batteryRating by the voltage of one cell, unless the UPS is in standby:
+// an on-line UPS reports its battery's voltage by the cell.
 void DrawComportRight(StatusFields& fields);

@@ -13,7 +13,8 @@ inline constexpr int REPLY_SIZE = 50; // a reply line of the UPS, with room to s
 // fails is tried at the next call.
 void SOpenTextFile();
 
-// Read one reply file into dst (REPLY_SIZE bytes or more), without its line end.
+// Read one reply file into dst (REPLY_SIZE bytes or more), without its last character,
+// which ought to be the line's end, whatever it is.
 // 1 read, -1 missing or empty.
 int GetQ1fromTextFile(char* dst);
 int GetRatingfromTextFile(char* dst);

@@ -42,8 +42,9 @@ void DrawLabels(const LayoutLine (&places)[lines], const char (&labels)[lines][w
         PutTabbedText(LabelPlace(places[line]), labels[line]);
 }
 
-// The labels of the right panel. They wipe values and bars of the last pass up to
-// column 75; the end of a bar that was longer stays until the screen is cleared.
+// The labels of the right panel. They wipe the values of the last pass in their own cells,
+// and on a bar's row everything up to column 75: the end of a bar that was longer stays
+// until the screen is cleared.
 void DrawRightLabels();
 
 // Writes text at the value column of a right-panel line.
