@@ -67,7 +67,7 @@ void SaveSettings(PowerConfig& config, const ScheduleEntry schedule[7], int daem
 }
 
 // 0 = quit now. With unsaved changes the first [q] only asks; the next one quits,
-// also when other keys that change nothing came between.
+// also when other keys that change nothing came between: kept.
 int AskToQuit(Editor& editor)
 {
     editor.cursorRow = cw_p[ITEM_QUIT].row;

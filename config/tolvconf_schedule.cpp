@@ -148,7 +148,7 @@ void ScreenFunc3(PowerConfig& config, ScheduleEntry schedule[7], int key, int* c
             RefuseToLeave(alertCode);
         else
             LeaveSchedule(editor, scheduleColumn);
-        // A refusal shown once stays flagged, also after a later good Enter.
+        // A refusal shown once stays flagged on purpose, also after a later good Enter.
         if (*alertCode != ALERT_TOO_CLOSE)
             *alertCode = ALERT_NONE;
         break;

@@ -32,7 +32,7 @@ constexpr Command COMMANDS[] = {
 };
 
 // What a debug switch writes and shows. The third lines of the two status boxes
-// differ, odd spelling included: operators know them so.
+// differ, odd spelling included: kept, operators know them so.
 struct DebugSwitch {
     const char* path;
     const char* word;

@@ -126,7 +126,7 @@ void ChooseLocal(int* row, int* col)
     TolvdPresent(); // the answer is not used, but a presence message is taken: kept
 }
 
-// The remote line appears in whatever rendition is current.
+// The remote line appears in whatever rendition is current; kept.
 void ChooseRemote(int* row, int* col)
 {
     PutText(RPos, REMOTE_LINE);

@@ -276,7 +276,7 @@ void DrawComportRight(StatusFields& fields)
     PutComportVoltage(RIGHT_INPUT, RIGHT_INPUT_SCALE, fields.inputVoltage);
     PutComportVoltage(RIGHT_OUTPUT, RIGHT_OUTPUT_SCALE, fields.outputVoltage);
     PutComportValue(RIGHT_LOAD, fields.loadPercent, 1);
-    if (ReportsOneCell(fields)) // the rating in the record gives way, for good
+    if (ReportsOneCell(fields)) // the record's rating gives way for good: kept
         CopyField(fields.batteryRating, ONE_CELL_RATING);
     double level = BatteryLevel(fields);
     PutBatteryLevel(level);

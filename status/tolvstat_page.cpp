@@ -117,7 +117,7 @@ void ScreenTwo()
         if (ShowObject(info, InfoPlace(shown)))
             shown++;
     }
-    // Drawn last, across the fourth object's row: the page has always looked so.
+    // Drawn last, across the fourth object's row: kept, the page has always looked so.
     DrawBox(17, 79, 6, 0);
 }
 

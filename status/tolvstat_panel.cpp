@@ -39,7 +39,7 @@ constexpr LayoutLine sw2_p[RIGHT_LINES] = {
 };
 
 // The frequency scale ends in steps of 10 although its bar is linear at 4 hertz
-// a cell: the labels stay as they are.
+// a cell: the labels are kept as they are.
 constexpr char sw2_s[RIGHT_LINES][35] = {
     " UPS Input Voltage:       Volt",
     " |----|----|----|----|----|----|--",
