@@ -9,8 +9,8 @@
 // Title and vendor notice.
 constexpr LayoutLine ct_p[2] = {{0, 1, -1}, {1, 1, -1}};
 
-// The blank labels are intentional: this version shows neither the schedule nor
-// the device name's label; their keys still work.
+// The blank labels are intended: this version shows neither the schedule nor the labels
+// of the device name and the battery's rating; their keys still work.
 constexpr char cw_s[][64] = {
     "[d] System Shutdown Delay Time When AC Power Failed:      Min.",
     "[b] System Shutdown Delay Time When Battery Low    :      Min.",

@@ -31,7 +31,8 @@ enum ItemLine {
     ITEM_LINES
 };
 
-// Where the items stand: the one home of every row and column of theirs.
+// Where the items stand. Their keys' tables, the painter and the cursor go by it; only the
+// columns of the schedule's table stand elsewhere.
 inline constexpr LayoutLine cw_p[] = {
     {3, 9, 62},  // ITEM_AC_FAIL
     {4, 9, 62},  // ITEM_BATT_LOW

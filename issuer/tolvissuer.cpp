@@ -47,7 +47,7 @@ constexpr OptionKey SERIAL_KEYS[] = {
     {'s', 1}, {'b', 2}, {'n', 4}, {'a', 5}, {'c', 6},
 };
 
-// What an option writes. Some agents lack an object: it is then read first.
+// What an option writes. An object that some agents lack is always read first.
 struct SnmpCommand {
     const char* objectId;
     bool isReadFirst;

@@ -21,7 +21,8 @@ void DoComPort(int key);
 
 // Shows the lower panel of the pending option and applies '+' and '-'. The minutes,
 // 1 to 99 and the same in both modes, go to durationText (two digits, 3 bytes) or to
-// *sleepMinutes. In SNMP mode the agent is asked for the UPS's condition each time.
+// *sleepMinutes. While an option is pending in SNMP mode, the agent is asked for the UPS's
+// condition each time, and a pending [s] arms its turn-off delay.
 void DoOptions(const PowerConfig& config, int key, char* durationText, int* sleepMinutes);
 
 // Performs the pending option over SNMP and shows its outcome.
@@ -36,7 +37,8 @@ void Evaluate(int outcome);
 // 1 when the object answers a read, -1 when not.
 int ChkCell(const char* objectId);
 
-// 1 with utility power, with output power; -1 without or without an answer.
+// 1 with utility power, with output power; -1 without. An object without an answer counts as
+// 0: no power, but no output that is off.
 int WithUtility();
 int WithOutput();
 
