@@ -40,22 +40,22 @@ void AnswerAddress(netsnmp_variable_list* variable, const std::string& text)
 void AnswerValue(netsnmp_variable_list* variable, const UpsValue& value)
 {
     switch (value.type) {
-    case ValueType::integer:
+    case ValueType::INTEGER:
         return AnswerNumber(variable, ASN_INTEGER, value.number);
-    case ValueType::gauge:
+    case ValueType::GAUGE:
         return AnswerNumber(variable, ASN_GAUGE, value.number);
-    case ValueType::counter:
+    case ValueType::COUNTER:
         return AnswerNumber(variable, ASN_COUNTER, value.number);
-    case ValueType::timeticks:
+    case ValueType::TIMETICKS:
         return AnswerNumber(variable, ASN_TIMETICKS, value.number);
-    case ValueType::text:
+    case ValueType::TEXT:
         snmp_set_var_typed_value(variable, ASN_OCTET_STR, value.bytes.data(), value.bytes.size());
         return;
-    case ValueType::objectId:
+    case ValueType::OBJECT_ID:
         return AnswerObjectId(variable, value.bytes);
-    case ValueType::ipAddress:
+    case ValueType::IP_ADDRESS:
         return AnswerAddress(variable, value.bytes);
-    case ValueType::null:
+    case ValueType::NOTHING:
         snmp_set_var_typed_value(variable, ASN_NULL, nullptr, 0);
         return;
     }
@@ -65,7 +65,7 @@ int CheckWrite(int object, const netsnmp_variable_list* variable)
 {
     if (served->faults.object[object].missing)
         return SNMP_ERR_NOSUCHNAME;
-    if (UPS_OBJECTS[object].command == UpsCommand::count)
+    if (UPS_OBJECTS[object].command == UpsCommand::COUNT)
         return SNMP_ERR_NOTWRITABLE;
     if (variable->type != ASN_INTEGER)
         return SNMP_ERR_WRONGTYPE;

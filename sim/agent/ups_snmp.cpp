@@ -28,10 +28,10 @@ std::string OidText(const netsnmp_variable_list* variable)
 std::string WrittenText(const netsnmp_variable_list* variable)
 {
     if (variable->type == ASN_INTEGER)
-        return FormatValue({ValueType::integer, *variable->val.integer, ""});
+        return FormatValue({ValueType::INTEGER, *variable->val.integer, ""});
     if (variable->type == ASN_OCTET_STR)
         return FormatValue(
-            {ValueType::text, 0,
+            {ValueType::TEXT, 0,
              std::string(reinterpret_cast<const char*>(variable->val.string), variable->val_len)});
     return "other";
 }
@@ -50,7 +50,7 @@ const char* RequestName(int command)
     }
 }
 
-bool Admitted(const netsnmp_pdu* pdu)
+bool IsAdmitted(const netsnmp_pdu* pdu)
 {
     return pdu->version == SNMP_VERSION_1 && RequestName(pdu->command) != nullptr &&
            pdu->community_len == admitted.size() &&
@@ -102,7 +102,7 @@ bool AsksForNull(const netsnmp_pdu* pdu)
         return false;
     int object = FindObject(OidText(pdu->variables));
     return object >= 0 && !served->faults.object[object].missing &&
-           CurrentValue(*served, object).type == ValueType::null;
+           CurrentValue(*served, object).type == ValueType::NOTHING;
 }
 
 void Answer(int operation, netsnmp_session* session, int requestId, netsnmp_pdu* pdu)
@@ -126,7 +126,7 @@ int HandlePacket(int operation, netsnmp_session* session, int requestId, netsnmp
 {
     if (operation != NETSNMP_CALLBACK_OP_RECEIVED_MESSAGE)
         return 1;
-    if (!Admitted(pdu)) {
+    if (!IsAdmitted(pdu)) {
         LogRequest(*served, "refused");
         return 1;
     }

@@ -11,9 +11,9 @@ void ScheduleWritten(UpsModel& model, PendingAction action)
     auto written = [&model](UpsCommand command) {
         return static_cast<double>(model.written[static_cast<int>(command)]);
     };
-    bool sleeps = action == PendingAction::sleep;
-    Schedule(model, action, written(UpsCommand::offDelay),
-             sleeps ? 60.0 * written(UpsCommand::sleepMinutes) : 0.0);
+    bool sleeps = action == PendingAction::SLEEP;
+    Schedule(model, action, written(UpsCommand::OFF_DELAY),
+             sleeps ? 60.0 * written(UpsCommand::SLEEP_MINUTES) : 0.0);
 }
 
 void Cancel(UpsModel& model)
@@ -25,29 +25,29 @@ void Cancel(UpsModel& model)
 void Act(UpsModel& model, UpsCommand command)
 {
     switch (command) {
-    case UpsCommand::conserve:
-        return ScheduleWritten(model, PendingAction::conserve);
-    case UpsCommand::off:
-        return ScheduleWritten(model, PendingAction::off);
-    case UpsCommand::reboot:
-        return ScheduleWritten(model, PendingAction::reboot);
-    case UpsCommand::sleep:
-        return ScheduleWritten(model, PendingAction::sleep);
-    case UpsCommand::simulateFailure:
-        model.failureSimulated = OutputOn(model);
+    case UpsCommand::CONSERVE:
+        return ScheduleWritten(model, PendingAction::CONSERVE);
+    case UpsCommand::OFF:
+        return ScheduleWritten(model, PendingAction::OFF);
+    case UpsCommand::REBOOT:
+        return ScheduleWritten(model, PendingAction::REBOOT);
+    case UpsCommand::SLEEP:
+        return ScheduleWritten(model, PendingAction::SLEEP);
+    case UpsCommand::SIMULATE_FAILURE:
+        model.failureSimulated = IsOutputOn(model);
         return;
-    case UpsCommand::flash:
+    case UpsCommand::FLASH:
         model.flashLeft = model.beepLeft = SIGNAL_SECONDS;
         return;
-    case UpsCommand::cancel:
+    case UpsCommand::CANCEL:
         return Cancel(model);
-    case UpsCommand::selfTest:
-        return StartTest(model, UpsTest::selfTest, SELF_TEST_SECONDS);
-    case UpsCommand::lampTest:
+    case UpsCommand::SELF_TEST:
+        return StartTest(model, UpsTest::SELF_TEST, SELF_TEST_SECONDS);
+    case UpsCommand::LAMP_TEST:
         model.lampLeft = SIGNAL_SECONDS;
         return;
-    case UpsCommand::calibrate:
-        return StartTest(model, UpsTest::calibration, 0.0);
+    case UpsCommand::CALIBRATE:
+        return StartTest(model, UpsTest::CALIBRATION, 0.0);
     default:
         return;
     }

@@ -19,15 +19,15 @@ constexpr double NOMINAL_HERTZ = 50.0;
 
 } // namespace
 
-bool OutputOn(const UpsModel& model)
+bool IsOutputOn(const UpsModel& model)
 {
-    return model.offReason == OffReason::none;
+    return model.offReason == OffReason::NONE;
 }
 
-bool OnBattery(const UpsModel& model)
+bool IsOnBattery(const UpsModel& model)
 {
-    return OutputOn(model) &&
-           (!model.mains || model.failureSimulated || model.test != UpsTest::none);
+    return IsOutputOn(model) &&
+           (!model.mains || model.failureSimulated || model.test != UpsTest::NONE);
 }
 
 int ChargePercent(const UpsModel& model)
@@ -35,26 +35,26 @@ int ChargePercent(const UpsModel& model)
     return static_cast<int>(lround(model.charge));
 }
 
-bool BatteryLow(const UpsModel& model)
+bool IsBatteryLow(const UpsModel& model)
 {
     return ChargePercent(model) <= LOW_PERCENT;
 }
 
-bool BoostOrBuck(const UpsModel& model)
+bool IsBoostOrBuck(const UpsModel& model)
 {
-    return model.mains && OutputOn(model) &&
+    return model.mains && IsOutputOn(model) &&
            std::abs(InputVolts(model) - NOMINAL_VOLTS) > VOLTS_TOLERANCE;
 }
 
-bool ShutdownActive(const UpsModel& model)
+bool IsShutdownActive(const UpsModel& model)
 {
-    return model.pending != PendingAction::none ||
-           (!OutputOn(model) && model.offReason != OffReason::exhausted);
+    return model.pending != PendingAction::NONE ||
+           (!IsOutputOn(model) && model.offReason != OffReason::EXHAUSTED);
 }
 
 int LoadPercent(const UpsModel& model)
 {
-    return OutputOn(model) ? static_cast<int>(lround(model.load + model.loadDrift)) : 0;
+    return IsOutputOn(model) ? static_cast<int>(lround(model.load + model.loadDrift)) : 0;
 }
 
 double InputVolts(const UpsModel& model)
@@ -69,12 +69,12 @@ double InputHertz(const UpsModel& model)
 
 double OutputVolts(const UpsModel& model)
 {
-    return OutputOn(model) ? NOMINAL_VOLTS : 0.0;
+    return IsOutputOn(model) ? NOMINAL_VOLTS : 0.0;
 }
 
 double OutputHertz(const UpsModel& model)
 {
-    return OutputOn(model) ? NOMINAL_HERTZ : 0.0;
+    return IsOutputOn(model) ? NOMINAL_HERTZ : 0.0;
 }
 
 double BatteryVolts(const UpsModel& model)
@@ -84,19 +84,19 @@ double BatteryVolts(const UpsModel& model)
 
 int OutputStatus(const UpsModel& model)
 {
-    if (!OutputOn(model))
+    if (!IsOutputOn(model))
         return 5;
-    return OnBattery(model) ? 3 : 2;
+    return IsOnBattery(model) ? 3 : 2;
 }
 
 int BatteryStatus(const UpsModel& model)
 {
-    return BatteryLow(model) ? 3 : 2;
+    return IsBatteryLow(model) ? 3 : 2;
 }
 
 void StartTest(UpsModel& model, UpsTest test, double seconds)
 {
-    if (!OutputOn(model))
+    if (!IsOutputOn(model))
         return;
     model.test = test;
     model.testLeft = seconds;
@@ -104,7 +104,7 @@ void StartTest(UpsModel& model, UpsTest test, double seconds)
 
 void EndTest(UpsModel& model)
 {
-    model.test = UpsTest::none;
+    model.test = UpsTest::NONE;
     model.testLeft = 0.0;
     model.failureSimulated = false;
 }
@@ -127,7 +127,7 @@ void SwitchOff(UpsModel& model, OffReason reason, double seconds)
 
 void SwitchOn(UpsModel& model)
 {
-    model.offReason = OffReason::none;
+    model.offReason = OffReason::NONE;
     model.offLeft = 0.0;
 }
 
@@ -137,19 +137,19 @@ void Discharge(UpsModel& model, double seconds)
     double load = std::max(model.load, LEAST_LOAD);
     model.charge = std::max(0.0, model.charge - load * DRAIN_PER_LOAD * seconds);
     // With the mains there a test gives up at a low battery; only a real failure empties it.
-    if (model.mains && BatteryLow(model))
+    if (model.mains && IsBatteryLow(model))
         EndTest(model);
     else if (model.charge <= 0.0)
-        SwitchOff(model, OffReason::exhausted, 0.0);
+        SwitchOff(model, OffReason::EXHAUSTED, 0.0);
 }
 
 void StepBattery(UpsModel& model, double seconds)
 {
-    if (OnBattery(model)) {
+    if (IsOnBattery(model)) {
         Discharge(model, seconds);
         return;
     }
-    if (OutputOn(model))
+    if (IsOutputOn(model))
         model.timeOnBattery = 0.0;
     if (model.mains)
         model.charge = std::min(100.0, model.charge + CHARGE_PER_SECOND * seconds);
@@ -159,38 +159,38 @@ void TakeEffect(UpsModel& model, PendingAction action)
 {
     static constexpr double REBOOT_SECONDS = 5.0;
     switch (action) {
-    case PendingAction::off:
-        return SwitchOff(model, OffReason::command, 0.0);
-    case PendingAction::reboot:
-        return SwitchOff(model, OffReason::rebooting, REBOOT_SECONDS);
-    case PendingAction::sleep:
-        return SwitchOff(model, OffReason::sleeping, model.pendingSleep);
-    case PendingAction::conserve:
-        if (OnBattery(model)) // with the mains back there is nothing to save
-            SwitchOff(model, OffReason::conserving, 0.0);
+    case PendingAction::OFF:
+        return SwitchOff(model, OffReason::COMMAND, 0.0);
+    case PendingAction::REBOOT:
+        return SwitchOff(model, OffReason::REBOOTING, REBOOT_SECONDS);
+    case PendingAction::SLEEP:
+        return SwitchOff(model, OffReason::SLEEPING, model.pendingSleep);
+    case PendingAction::CONSERVE:
+        if (IsOnBattery(model)) // with the mains back there is nothing to save
+            SwitchOff(model, OffReason::CONSERVING, 0.0);
         return;
-    case PendingAction::none:
+    case PendingAction::NONE:
         return;
     }
 }
 
 void StepPending(UpsModel& model, double seconds)
 {
-    if (model.pending == PendingAction::none || (model.pendingLeft -= seconds) > 0.0)
+    if (model.pending == PendingAction::NONE || (model.pendingLeft -= seconds) > 0.0)
         return;
     TakeEffect(model, model.pending);
-    Schedule(model, PendingAction::none, 0.0, 0.0);
+    Schedule(model, PendingAction::NONE, 0.0, 0.0);
 }
 
 bool WakesBySelf(OffReason reason)
 {
-    return reason == OffReason::sleeping || reason == OffReason::rebooting ||
-           reason == OffReason::exhausted;
+    return reason == OffReason::SLEEPING || reason == OffReason::REBOOTING ||
+           reason == OffReason::EXHAUSTED;
 }
 
 void StepOutput(UpsModel& model, double seconds)
 {
-    if (OutputOn(model))
+    if (IsOutputOn(model))
         return;
     model.offLeft = std::max(0.0, model.offLeft - seconds);
     if (WakesBySelf(model.offReason) && model.offLeft <= 0.0 && model.mains)
@@ -199,7 +199,7 @@ void StepOutput(UpsModel& model, double seconds)
 
 void StepTest(UpsModel& model, double seconds)
 {
-    if (model.test != UpsTest::selfTest && model.test != UpsTest::timed)
+    if (model.test != UpsTest::SELF_TEST && model.test != UpsTest::TIMED)
         return;
     model.testLeft -= seconds;
     if (model.testLeft <= 0.0)
@@ -234,7 +234,7 @@ void StepModel(UpsModel& model, double seconds)
 
 void CancelShutdown(UpsModel& model)
 {
-    Schedule(model, PendingAction::none, 0.0, 0.0);
+    Schedule(model, PendingAction::NONE, 0.0, 0.0);
     if (model.mains || model.charge > 0.0)
         SwitchOn(model);
 }
@@ -261,6 +261,6 @@ void Recover(UpsModel& model)
     SetCharge(model, 100.0);
     EndTest(model);
     SwitchOn(model);
-    Schedule(model, PendingAction::none, 0.0, 0.0);
+    Schedule(model, PendingAction::NONE, 0.0, 0.0);
     model.timeOnBattery = 0.0;
 }

@@ -1,30 +1,30 @@
 // The physics of the simulated UPS: mains, battery, load, output and the commands that act on them.
 #pragma once
 
-enum class UpsTest { none, selfTest, untilLow, timed, calibration };
-enum class PendingAction { none, off, sleep, conserve, reboot };
+enum class UpsTest { NONE, SELF_TEST, UNTIL_LOW, TIMED, CALIBRATION };
+enum class PendingAction { NONE, OFF, SLEEP, CONSERVE, REBOOT };
 
 // Why the output is off; decides what brings it back.
-enum class OffReason { none, command, sleeping, conserving, rebooting, exhausted };
+enum class OffReason { NONE, COMMAND, SLEEPING, CONSERVING, REBOOTING, EXHAUSTED };
 
 enum class UpsCommand {
-    offDelay,
-    sleepMinutes,
-    conserve,
-    off,
-    reboot,
-    sleep,
-    simulateFailure,
-    flash,
-    cancel,
-    selfTest,
-    lampTest,
-    calibrate,
-    count
+    OFF_DELAY,
+    SLEEP_MINUTES,
+    CONSERVE,
+    OFF,
+    REBOOT,
+    SLEEP,
+    SIMULATE_FAILURE,
+    FLASH,
+    CANCEL,
+    SELF_TEST,
+    LAMP_TEST,
+    CALIBRATE,
+    COUNT
 };
 
 inline constexpr double SELF_TEST_SECONDS = 10.0;
-inline constexpr int UPS_COMMAND_COUNT = static_cast<int>(UpsCommand::count);
+inline constexpr int UPS_COMMAND_COUNT = static_cast<int>(UpsCommand::COUNT);
 
 // All times are model seconds; voltages are volts, frequencies hertz, temperature degrees Celsius.
 struct UpsModel {
@@ -42,14 +42,14 @@ struct UpsModel {
     double loadDrift = 0.0;
 
     bool failureSimulated = false;
-    OffReason offReason = OffReason::none;
+    OffReason offReason = OffReason::NONE;
     double offLeft = 0.0; // until a sleep or a reboot ends
 
-    PendingAction pending = PendingAction::none;
+    PendingAction pending = PendingAction::NONE;
     double pendingLeft = 0.0;
     double pendingSleep = 0.0; // how long a pending sleep will last
 
-    UpsTest test = UpsTest::none;
+    UpsTest test = UpsTest::NONE;
     double testLeft = 0.0;
 
     double flashLeft = 0.0;
@@ -75,11 +75,11 @@ void CancelShutdown(UpsModel& model);
 // Mains present, battery full, output on, nothing pending or under test.
 void Recover(UpsModel& model);
 
-bool OutputOn(const UpsModel& model);
-bool OnBattery(const UpsModel& model);
-bool BatteryLow(const UpsModel& model);
-bool BoostOrBuck(const UpsModel& model);    // the mains are there, but too low or too high
-bool ShutdownActive(const UpsModel& model); // pending, or the reason why the output is off
+bool IsOutputOn(const UpsModel& model);
+bool IsOnBattery(const UpsModel& model);
+bool IsBatteryLow(const UpsModel& model);
+bool IsBoostOrBuck(const UpsModel& model);    // the mains are there, but too low or too high
+bool IsShutdownActive(const UpsModel& model); // pending, or the reason why the output is off
 int ChargePercent(const UpsModel& model);
 int LoadPercent(const UpsModel& model); // 0 with the output off
 double InputVolts(const UpsModel& model);

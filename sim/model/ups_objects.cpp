@@ -59,7 +59,7 @@ long Charge(const UpsModel& model)
 
 long BatteryTenthsOfAmpere(const UpsModel& model)
 {
-    return OnBattery(model) ? LoadPercent(model) * 8 : 0; // about 80 A at full load
+    return IsOnBattery(model) ? LoadPercent(model) * 8 : 0; // about 80 A at full load
 }
 
 template <long number> long Always(const UpsModel&)
@@ -69,12 +69,12 @@ template <long number> long Always(const UpsModel&)
 
 constexpr UpsObject Reading(const char* name, const char* oid, long (*read)(const UpsModel&))
 {
-    return {name, oid, nullptr, read, UpsCommand::count};
+    return {name, oid, nullptr, read, UpsCommand::COUNT};
 }
 
 constexpr UpsObject Text(const char* name, const char* oid, const char* text)
 {
-    return {name, oid, text, nullptr, UpsCommand::count};
+    return {name, oid, text, nullptr, UpsCommand::COUNT};
 }
 
 constexpr UpsObject Command(const char* name, const char* oid, UpsCommand command)
@@ -122,18 +122,18 @@ const UpsObject UPS_OBJECTS[UPS_OBJECT_COUNT] = {
     Text("last_diagnostics", UPS "7.2.4.0", "2026-10-01"),
     Reading("calibration_results", UPS "7.2.7.0", Always<1>),
     Text("calibration_date", UPS "7.2.8.0", "2026-09-14"),
-    Command("off_delay", UPS "5.2.10.0", UpsCommand::offDelay),
-    Command("sleep_minutes", UPS "5.2.11.0", UpsCommand::sleepMinutes),
-    Command("conserve_battery", UPS "6.1.1.0", UpsCommand::conserve),
-    Command("turn_off", UPS "6.2.1.0", UpsCommand::off),
-    Command("reboot", UPS "6.2.2.0", UpsCommand::reboot),
-    Command("sleep", UPS "6.2.3.0", UpsCommand::sleep),
-    Command("simulate_failure", UPS "6.2.4.0", UpsCommand::simulateFailure),
-    Command("flash_beep", UPS "6.2.5.0", UpsCommand::flash),
-    Command("cancel", UPS "6.2.6.0", UpsCommand::cancel),
-    Command("self_test", UPS "7.2.2.0", UpsCommand::selfTest),
-    Command("indicator_test", UPS "7.2.5.0", UpsCommand::lampTest),
-    Command("calibrate", UPS "7.2.6.0", UpsCommand::calibrate),
+    Command("off_delay", UPS "5.2.10.0", UpsCommand::OFF_DELAY),
+    Command("sleep_minutes", UPS "5.2.11.0", UpsCommand::SLEEP_MINUTES),
+    Command("conserve_battery", UPS "6.1.1.0", UpsCommand::CONSERVE),
+    Command("turn_off", UPS "6.2.1.0", UpsCommand::OFF),
+    Command("reboot", UPS "6.2.2.0", UpsCommand::REBOOT),
+    Command("sleep", UPS "6.2.3.0", UpsCommand::SLEEP),
+    Command("simulate_failure", UPS "6.2.4.0", UpsCommand::SIMULATE_FAILURE),
+    Command("flash_beep", UPS "6.2.5.0", UpsCommand::FLASH),
+    Command("cancel", UPS "6.2.6.0", UpsCommand::CANCEL),
+    Command("self_test", UPS "7.2.2.0", UpsCommand::SELF_TEST),
+    Command("indicator_test", UPS "7.2.5.0", UpsCommand::LAMP_TEST),
+    Command("calibrate", UPS "7.2.6.0", UpsCommand::CALIBRATE),
 };
 
 int FindObject(const std::string& nameOrOid)
@@ -152,8 +152,8 @@ UpsValue ModelValue(const UpsModel& model, int object)
 {
     const UpsObject& entry = UPS_OBJECTS[object];
     if (entry.text != nullptr)
-        return {ValueType::text, 0, entry.text};
+        return {ValueType::TEXT, 0, entry.text};
     if (entry.read != nullptr)
-        return {ValueType::integer, entry.read(model), ""};
-    return {ValueType::integer, model.written[static_cast<int>(entry.command)], ""};
+        return {ValueType::INTEGER, entry.read(model), ""};
+    return {ValueType::INTEGER, model.written[static_cast<int>(entry.command)], ""};
 }

@@ -11,7 +11,7 @@ struct UpsObject {
     const char* oid;               // with leading dot and instance
     const char* text;              // a fixed text, or null
     long (*read)(const UpsModel&); // a number, or null
-    UpsCommand command;            // UpsCommand::count for objects that are only read
+    UpsCommand command;            // UpsCommand::COUNT for objects that are only read
 };
 
 inline constexpr int UPS_OBJECT_COUNT = 49;

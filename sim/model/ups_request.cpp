@@ -8,9 +8,13 @@ struct PlainRequest {
 };
 
 constexpr PlainRequest PLAIN_REQUESTS[] = {
-    {"Q1", LineVerb::status},        {"F", LineVerb::rating},        {"I", LineVerb::name},
-    {"T", LineVerb::selfTest},       {"TL", LineVerb::testUntilLow}, {"CT", LineVerb::cancelTest},
-    {"C", LineVerb::cancelShutdown},
+    {"Q1", LineVerb::STATUS},
+    {"F", LineVerb::RATING},
+    {"I", LineVerb::NAME},
+    {"T", LineVerb::SELF_TEST},
+    {"TL", LineVerb::TEST_UNTIL_LOW},
+    {"CT", LineVerb::CANCEL_TEST},
+    {"C", LineVerb::CANCEL_SHUTDOWN},
 };
 
 // Reads all of the text as a number; false when there is anything but digits.
@@ -41,7 +45,7 @@ LineRequest ParseTimedTest(const std::string& digits)
     int minutes = 0;
     if (!ReadDigits(digits, &minutes))
         return {};
-    return {LineVerb::timedTest, 60.0 * minutes, 0};
+    return {LineVerb::TIMED_TEST, 60.0 * minutes, 0};
 }
 
 LineRequest ParseShutdown(const std::string& delay, const std::string& restart)
@@ -52,7 +56,7 @@ LineRequest ParseShutdown(const std::string& delay, const std::string& restart)
     if (!restart.empty() &&
         (restart[0] != 'R' || !ReadDigits(restart.substr(1), &request.sleepMinutes)))
         return {};
-    request.verb = LineVerb::shutdown;
+    request.verb = LineVerb::SHUTDOWN;
     return request;
 }
 
@@ -77,18 +81,18 @@ void CarryOut(UpsModel& model, const LineRequest& request)
 {
     double sleep = 60.0 * request.sleepMinutes;
     switch (request.verb) {
-    case LineVerb::selfTest:
-        return StartTest(model, UpsTest::selfTest, SELF_TEST_SECONDS);
-    case LineVerb::testUntilLow:
-        return StartTest(model, UpsTest::untilLow, 0.0);
-    case LineVerb::timedTest:
-        return StartTest(model, UpsTest::timed, request.seconds);
-    case LineVerb::shutdown:
-        return Schedule(model, sleep > 0.0 ? PendingAction::sleep : PendingAction::off,
+    case LineVerb::SELF_TEST:
+        return StartTest(model, UpsTest::SELF_TEST, SELF_TEST_SECONDS);
+    case LineVerb::TEST_UNTIL_LOW:
+        return StartTest(model, UpsTest::UNTIL_LOW, 0.0);
+    case LineVerb::TIMED_TEST:
+        return StartTest(model, UpsTest::TIMED, request.seconds);
+    case LineVerb::SHUTDOWN:
+        return Schedule(model, sleep > 0.0 ? PendingAction::SLEEP : PendingAction::OFF,
                         request.seconds, sleep);
-    case LineVerb::cancelShutdown:
+    case LineVerb::CANCEL_SHUTDOWN:
         return CancelShutdown(model);
-    case LineVerb::cancelTest:
+    case LineVerb::CANCEL_TEST:
         return EndTest(model);
     default:
         return;

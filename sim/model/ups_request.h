@@ -6,20 +6,20 @@
 #include <string>
 
 enum class LineVerb {
-    none, // not a request
-    status,
-    rating,
-    name,
-    selfTest,
-    testUntilLow,
-    timedTest,
-    shutdown,
-    cancelShutdown,
-    cancelTest
+    NONE, // not a request
+    STATUS,
+    RATING,
+    NAME,
+    SELF_TEST,
+    TEST_UNTIL_LOW,
+    TIMED_TEST,
+    SHUTDOWN,
+    CANCEL_SHUTDOWN,
+    CANCEL_TEST
 };
 
 struct LineRequest {
-    LineVerb verb = LineVerb::none;
+    LineVerb verb = LineVerb::NONE;
     double seconds = 0.0; // that a timed test takes, or until the output goes off
     int sleepMinutes = 0; // before the output comes back; 0: it stays off
 };

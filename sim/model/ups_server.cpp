@@ -24,7 +24,7 @@ bool SetAddress(sockaddr_un* address, const std::string& path)
     return true;
 }
 
-bool InUse(const sockaddr_un& address)
+bool IsInUse(const sockaddr_un& address)
 {
     int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     if (fd < 0)
@@ -49,7 +49,7 @@ void RemoveStale(const std::string& path)
 bool OpenControl(ControlServer& server, const std::string& path)
 {
     sockaddr_un address;
-    if (!SetAddress(&address, path) || InUse(address))
+    if (!SetAddress(&address, path) || IsInUse(address))
         return false;
     RemoveStale(path);
     int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);

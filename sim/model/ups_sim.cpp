@@ -34,7 +34,7 @@ const char* ScenarioName(Scenario scenario)
 
 bool FindScenario(const char* name, Scenario* scenario)
 {
-    for (Scenario each : {Scenario::none, Scenario::demo, Scenario::outage}) {
+    for (Scenario each : {Scenario::NONE, Scenario::DEMO, Scenario::OUTAGE}) {
         if (strcmp(name, ScenarioName(each)) == 0) {
             *scenario = each;
             return true;
@@ -81,7 +81,7 @@ void AdvanceSim(UpsSim& sim, double seconds)
         return;
     seconds *= sim.speed;
     sim.passed += seconds;
-    bool moving = sim.scenario != Scenario::none;
+    bool moving = sim.scenario != Scenario::NONE;
     while (moving && seconds > STEP) {
         StepScenario(sim, STEP);
         StepModel(sim.model, STEP);

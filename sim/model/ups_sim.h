@@ -8,7 +8,7 @@
 #include <string>
 
 // What happens to the mains by itself: demo is a round that repeats, outage has no end.
-enum class Scenario { none, demo, outage };
+enum class Scenario { NONE, DEMO, OUTAGE };
 
 struct LogLine {
     long when = 0; // milliseconds of the monotonic clock
@@ -22,7 +22,7 @@ struct UpsSim {
     double speed = 1.0;      // model seconds per second
     bool frozen = false;
     double passed = 0.0;                // model seconds since the start or the last reset
-    Scenario scenario = Scenario::none; // survives a reset, which starts it anew
+    Scenario scenario = Scenario::NONE; // survives a reset, which starts it anew
     double scenarioTime = 0.0;          // model seconds into its round
 };
 

@@ -45,12 +45,12 @@ void DescribeReadings(const UpsModel& model, std::string& text)
 void DescribeFlags(const UpsModel& model, std::string& text)
 {
     bool sleeping =
-        model.offReason == OffReason::sleeping || model.offReason == OffReason::conserving;
+        model.offReason == OffReason::SLEEPING || model.offReason == OffReason::CONSERVING;
     Flag(text, "mains", model.mains);
-    Flag(text, "output_on", OutputOn(model));
+    Flag(text, "output_on", IsOutputOn(model));
     Flag(text, "sleeping", sleeping);
-    Flag(text, "shutdown_active", ShutdownActive(model));
-    Flag(text, "boost_buck", BoostOrBuck(model));
+    Flag(text, "shutdown_active", IsShutdownActive(model));
+    Flag(text, "boost_buck", IsBoostOrBuck(model));
     Flag(text, "failed", model.failed);
     Flag(text, "standby", model.standby);
     Word(text, "test", TEST_NAMES[static_cast<int>(model.test)]);

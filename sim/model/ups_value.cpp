@@ -17,18 +17,18 @@ constexpr long MAX32 = 2147483647L;
 constexpr long MAX_UNSIGNED32 = 4294967295L;
 
 constexpr TypeName TYPES[] = {
-    {"integer", ValueType::integer, -MAX32 - 1, MAX32},
-    {"gauge", ValueType::gauge, 0, MAX_UNSIGNED32},
-    {"counter", ValueType::counter, 0, MAX_UNSIGNED32},
-    {"timeticks", ValueType::timeticks, 0, MAX_UNSIGNED32},
-    {"string", ValueType::text, 0, 0},
-    {"hex", ValueType::text, 0, 0},
-    {"oid", ValueType::objectId, 0, 0},
-    {"ipaddress", ValueType::ipAddress, 0, 0},
-    {"null", ValueType::null, 0, 0},
+    {"integer", ValueType::INTEGER, -MAX32 - 1, MAX32},
+    {"gauge", ValueType::GAUGE, 0, MAX_UNSIGNED32},
+    {"counter", ValueType::COUNTER, 0, MAX_UNSIGNED32},
+    {"timeticks", ValueType::TIMETICKS, 0, MAX_UNSIGNED32},
+    {"string", ValueType::TEXT, 0, 0},
+    {"hex", ValueType::TEXT, 0, 0},
+    {"oid", ValueType::OBJECT_ID, 0, 0},
+    {"ipaddress", ValueType::IP_ADDRESS, 0, 0},
+    {"null", ValueType::NOTHING, 0, 0},
 };
 
-bool Printable(const std::string& bytes)
+bool IsPrintable(const std::string& bytes)
 {
     for (unsigned char byte : bytes) {
         if (byte < 0x20 || byte == 0x7f)
@@ -98,9 +98,9 @@ bool ParseNumber(const std::string& text, const TypeName& type, long* number)
 
 std::string FormatValue(const UpsValue& value)
 {
-    if (value.type == ValueType::null)
+    if (value.type == ValueType::NOTHING)
         return "null";
-    if (value.type == ValueType::text && !Printable(value.bytes))
+    if (value.type == ValueType::TEXT && !IsPrintable(value.bytes))
         return "hex " + ToHex(value.bytes);
     for (const TypeName& type : TYPES) {
         if (type.type != value.type)
@@ -120,13 +120,13 @@ bool ParseAs(const TypeName& type, const std::string& rest, UpsValue* value)
     value->number = 0;
     value->bytes = rest;
     switch (type.type) {
-    case ValueType::text:
+    case ValueType::TEXT:
         return type.word[0] == 's' || FromHex(rest, &value->bytes);
-    case ValueType::objectId:
+    case ValueType::OBJECT_ID:
         return IsObjectId(rest);
-    case ValueType::ipAddress:
+    case ValueType::IP_ADDRESS:
         return IsAddress(rest);
-    case ValueType::null:
+    case ValueType::NOTHING:
         return true;
     default:
         return ParseNumber(rest, type, &value->number);

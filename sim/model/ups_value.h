@@ -3,11 +3,11 @@
 
 #include <string>
 
-enum class ValueType { integer, gauge, counter, timeticks, text, objectId, ipAddress, null };
+enum class ValueType { INTEGER, GAUGE, COUNTER, TIMETICKS, TEXT, OBJECT_ID, IP_ADDRESS, NOTHING };
 
 // One value as it goes on the wire; `bytes` holds texts raw, identifiers and addresses dotted.
 struct UpsValue {
-    ValueType type = ValueType::integer;
+    ValueType type = ValueType::INTEGER;
     long number = 0;
     std::string bytes;
 };

@@ -23,7 +23,7 @@ struct SerialFaults {
     int slow = 0;           // milliseconds
     bool slowBytes = false; // before every byte, not only before the reply
     ReplyFault replies[3] = {
-        {"Q1", LineVerb::status}, {"F", LineVerb::rating}, {"I", LineVerb::name}};
+        {"Q1", LineVerb::STATUS}, {"F", LineVerb::RATING}, {"I", LineVerb::NAME}};
     std::minstd_rand random = {}; // so that every start garbles alike
 };
 

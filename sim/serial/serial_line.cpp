@@ -51,7 +51,7 @@ void Reply(SerialLine& line, const UpsModel& model, LineVerb verb)
 void Hear(SerialLine& line, UpsSim& sim)
 {
     LineRequest request = ParseRequest(line.heard);
-    bool known = request.verb != LineVerb::none;
+    bool known = request.verb != LineVerb::NONE;
     LogRequest(sim, (known ? "serial " : "serial? ") + EscapeBytes(line.heard));
     if (line.faults.silent)
         return;

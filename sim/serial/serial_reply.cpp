@@ -20,12 +20,12 @@ double Fit(double value, double most)
 std::string StatusBits(const UpsModel& model)
 {
     const bool bits[] = {!model.mains || model.failureSimulated,
-                         BatteryLow(model),
-                         BoostOrBuck(model),
+                         IsBatteryLow(model),
+                         IsBoostOrBuck(model),
                          model.failed,
                          model.standby,
-                         model.test != UpsTest::none,
-                         ShutdownActive(model),
+                         model.test != UpsTest::NONE,
+                         IsShutdownActive(model),
                          model.beepLeft > 0.0};
     std::string text;
     for (bool bit : bits)
@@ -49,11 +49,11 @@ std::string StatusReply(const UpsModel& model)
 std::string ModelReply(const UpsModel& model, LineVerb verb)
 {
     switch (verb) {
-    case LineVerb::status:
+    case LineVerb::STATUS:
         return StatusReply(model);
-    case LineVerb::rating:
+    case LineVerb::RATING:
         return RATING_REPLY;
-    case LineVerb::name:
+    case LineVerb::NAME:
         return MODEL_REPLY;
     default:
         return "";
