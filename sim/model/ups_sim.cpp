@@ -24,6 +24,7 @@ constexpr ScenarioTimes SCENARIOS[] = {
     {"demo", 15.0, 82.0, 125.0},
     {"outage", 8.0, NEVER, NEVER},
 };
+static_assert(std::size(SCENARIOS) == static_cast<size_t>(Scenario::OUTAGE) + 1);
 
 } // namespace
 

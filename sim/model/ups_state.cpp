@@ -9,6 +9,16 @@ constexpr const char* PENDING_NAMES[] = {"none", "off", "sleep", "conserve", "re
 constexpr const char* OFF_NAMES[] = {"none",       "command",   "sleeping",
                                      "conserving", "rebooting", "exhausted"};
 
+// True when a table has a name for each enumerator up to the last one.
+template <size_t count, typename Enum>
+constexpr bool IsNamedUpTo(const char* const (&)[count], Enum last)
+{
+    return count == static_cast<size_t>(last) + 1;
+}
+static_assert(IsNamedUpTo(TEST_NAMES, UpsTest::CALIBRATION) &&
+              IsNamedUpTo(PENDING_NAMES, PendingAction::REBOOT) &&
+              IsNamedUpTo(OFF_NAMES, OffReason::EXHAUSTED));
+
 void Number(std::string& text, const char* key, double value, int decimals)
 {
     char line[80];
