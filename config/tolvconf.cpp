@@ -35,12 +35,12 @@ void TurnSwitch(Editor& editor, int key)
     }
 }
 
-void ChooseText(Editor& editor, int key, char* const savedCopies[TEXT_LINES])
+void ChooseText(Editor& editor, int key)
 {
     for (int text = 0; text < TEXT_LINES; text++) {
         const TextItem& item = TEXTS[text];
         if (item.key == key && item.unusedIn != editor.config.commMode)
-            StartEntry(editor, item, savedCopies[text]);
+            StartEntry(editor, item, editor.savedTexts[text]);
     }
 }
 
@@ -57,13 +57,16 @@ void LimitTexts(PowerConfig& config)
 
 // The screen says "(Save Completed!)" whatever became of the files, and whether or not
 // the daemon and a status screen can be told: both on purpose.
-void SaveSettings(PowerConfig& config, const ScheduleEntry schedule[7], int daemonQueue,
-                  int screenQueue)
+void SaveSettings(Editor& editor, int daemonQueue, int screenQueue)
 {
-    LimitTexts(config);
-    WriteConfig(config, schedule);
+    editor.cursorRow = cw_p[ITEM_SAVE].row;
+    LimitTexts(editor.config);
+    WriteConfig(editor.config, editor.schedule);
     SendConfigChngMsg(daemonQueue);
     SendConfigChngMsg(screenQueue);
+    editor.modified = 0;
+    *editor.justSaved = 1;
+    *editor.savePasses = 0;
 }
 
 // 0 = quit now. With unsaved changes the first [q] only asks; the next one quits,
@@ -79,38 +82,29 @@ int AskToQuit(Editor& editor)
     return 1;
 }
 
-} // namespace
-
-int ScreenFunc1(PowerConfig& config, ScheduleEntry schedule[7], int key, int* cursorRow,
-                int* cursorCol, int16_t* mode, char* savedDevice, char* savedCommunity,
-                char* savedIp, int* modified, int* justSaved, int* savePasses)
+// One key of the item selection; 0 = quit.
+int TakeItemKey(Editor& editor, int key)
 {
     // At every key, whatever it is: the queues are there before a save needs them, and
     // those that somebody removed meanwhile are made anew.
     int daemonQueue = CreateMsgQ(DAEMON_CONTROL_QUEUE);
     int screenQueue = CreateMsgQ(SCREEN_CONTROL_QUEUE);
-    Editor editor = {config, *cursorRow, *cursorCol, *mode, *modified};
-    char* const savedCopies[TEXT_LINES] = {savedDevice, savedCommunity, savedIp};
     ChooseNumber(editor, key); // [d], [b], [u] and [v] do no more than that
     TurnSwitch(editor, key);
-    ChooseText(editor, key, savedCopies);
+    ChooseText(editor, key);
     switch (key) {
     case '+':
     case '-':
     case 'i':
     case 'm':
-        DoChange(config, schedule, key, editor.cursorRow);
+        DoChange(editor.config, editor.schedule, key, editor.cursorRow);
         editor.modified = 1; // also on a row without a number
         break;
     case 't':
         StartSchedule(editor);
         break;
     case 's':
-        editor.cursorRow = cw_p[ITEM_SAVE].row;
-        SaveSettings(config, schedule, daemonQueue, screenQueue);
-        editor.modified = 0;
-        *justSaved = 1;
-        *savePasses = 0;
+        SaveSettings(editor, daemonQueue, screenQueue);
         break;
     case 'q':
         return AskToQuit(editor);
@@ -121,6 +115,24 @@ int ScreenFunc1(PowerConfig& config, ScheduleEntry schedule[7], int key, int* cu
         break;
     }
     return 1;
+}
+
+} // namespace
+
+int ScreenFunc1(PowerConfig& config, ScheduleEntry schedule[7], int key, int* cursorRow,
+                int* cursorCol, int16_t* mode, char* savedDevice, char* savedCommunity,
+                char* savedIp, int* modified, int* justSaved, int* savePasses)
+{
+    Editor editor = {.config = config,
+                     .cursorRow = *cursorRow,
+                     .cursorCol = *cursorCol,
+                     .mode = *mode,
+                     .modified = *modified,
+                     .schedule = schedule,
+                     .savedTexts = {savedDevice, savedCommunity, savedIp},
+                     .justSaved = justSaved,
+                     .savePasses = savePasses};
+    return TakeItemKey(editor, key);
 }
 
 int SendConfigChngMsg(int queue)

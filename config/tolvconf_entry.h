@@ -15,7 +15,6 @@ struct TextItem {
     size_t lengthOnSave; // what is longer is cut
 };
 
-enum TextLine { TEXT_DEVICE, TEXT_COMMUNITY, TEXT_ADDRESS, TEXT_LINES };
 extern const TextItem TEXTS[TEXT_LINES];
 
 // Begins an entry; savedCopy receives the text as it is.

@@ -78,14 +78,23 @@ inline constexpr int ALERT_NONE = 0;
 inline constexpr int ALERT_TOGGLE_REBOOT = 1; // "(Toggle [a] to set Automatic Reboot)"
 inline constexpr int ALERT_TOO_CLOSE = 2;     // "(Start Time Too Close to Shutdown Time!)"
 
+// The texts that are typed in place, the index into TEXTS.
+enum TextLine { TEXT_DEVICE, TEXT_COMMUNITY, TEXT_ADDRESS, TEXT_LINES };
+
 // What every key handler works on. It refers to values that belong to the handler's
-// caller, who gives their addresses one by one.
+// caller, who gives their addresses one by one; null = not this handler's.
 struct Editor {
     PowerConfig& config;
     int& cursorRow;
     int& cursorCol;
     int16_t& mode;
     int& modified; // 1 = there are unsaved changes
+    ScheduleEntry* schedule = nullptr;
+    char* savedTexts[TEXT_LINES] = {}; // copies that text entry can restore
+    int* justSaved = nullptr;          // 1 = the files are to be read again
+    int* savePasses = nullptr;         // how often they were since the save
+    int* scheduleColumn = nullptr;
+    int* alertCode = nullptr;
 };
 
 // Where the painter is to put the cursor. Its row also selects what [+] changes.

@@ -49,34 +49,34 @@ bool StartsTooClose(const ScheduleEntry& entry, int offDelay)
     return after >= 0 && after <= offDelay;
 }
 
-void MoveColumn(Editor& editor, int step, int* scheduleColumn, int* alertCode)
+void MoveColumn(Editor& editor, int step)
 {
-    *scheduleColumn = (*scheduleColumn + step) % SCHEDULE_COLUMNS;
-    editor.cursorCol = x_position[*scheduleColumn];
-    *alertCode = ALERT_NONE;
+    *editor.scheduleColumn = (*editor.scheduleColumn + step) % SCHEDULE_COLUMNS;
+    editor.cursorCol = x_position[*editor.scheduleColumn];
+    *editor.alertCode = ALERT_NONE;
 }
 
 // A start time makes sense only for a UPS that was turned off.
-void SwitchRow(Editor& editor, int* alertCode)
+void SwitchRow(Editor& editor)
 {
     if (editor.config.turnOffUps == 0)
-        *alertCode = ALERT_TOGGLE_REBOOT;
+        *editor.alertCode = ALERT_TOGGLE_REBOOT;
     else
         editor.cursorRow = editor.cursorRow == START_ROW ? SHUTDOWN_ROW : START_ROW;
 }
 
-void RefuseToLeave(int* alertCode)
+void RefuseToLeave(Editor& editor)
 {
     attrset(A_STANDOUT);
     PutText(ALERT_PLACE, TOO_CLOSE_TEXT);
     attrset(A_NORMAL);
-    *alertCode = ALERT_TOO_CLOSE;
+    *editor.alertCode = ALERT_TOO_CLOSE;
 }
 
-void LeaveSchedule(Editor& editor, int* scheduleColumn)
+void LeaveSchedule(Editor& editor)
 {
     editor.mode = MODE_ITEMS;
-    *scheduleColumn = 0;
+    *editor.scheduleColumn = 0;
     SetCursor(editor, HOME_PLACE);
     PutBlanks(ALERT_PLACE, ALERT_STRIP_LENGTH);
 }
@@ -116,43 +116,56 @@ int ChkSchedule(const PowerConfig& config, ScheduleEntry schedule[7])
     return 1;
 }
 
-void ScreenFunc3(PowerConfig& config, ScheduleEntry schedule[7], int key, int* cursorRow,
-                 int* cursorCol, int16_t* mode, int* scheduleColumn, int* modified, int* alertCode)
+// One key of the schedule mode.
+static void TakeScheduleKey(Editor& editor, int key)
 {
-    Editor editor = {config, *cursorRow, *cursorCol, *mode, *modified};
     switch (key) {
     case '+':
     case '-':
     case 'i':
     case 'm':
-        SchdlChange(schedule, key, *scheduleColumn, editor.cursorRow);
+        SchdlChange(editor.schedule, key, *editor.scheduleColumn, editor.cursorRow);
         editor.modified = 1;
         break;
     case 'u':
     case 'd':
     case 'A': // the last byte of an arrow key
     case 'B':
-        SwitchRow(editor, alertCode);
+        SwitchRow(editor);
         break;
     case 'r':
     case 'C':
-        MoveColumn(editor, 1, scheduleColumn, alertCode);
+        MoveColumn(editor, 1);
         break;
     case 'l':
     case 'D':
-        MoveColumn(editor, SCHEDULE_COLUMNS - 1, scheduleColumn, alertCode);
+        MoveColumn(editor, SCHEDULE_COLUMNS - 1);
         break;
     case KEY_ENTER_LINEFEED:
     case KEY_ENTER_RETURN:
-        if (ChkSchedule(config, schedule) == 0)
-            RefuseToLeave(alertCode);
+        if (ChkSchedule(editor.config, editor.schedule) == 0)
+            RefuseToLeave(editor);
         else
-            LeaveSchedule(editor, scheduleColumn);
+            LeaveSchedule(editor);
         // A refusal shown once stays flagged on purpose, also after a later good Enter.
-        if (*alertCode != ALERT_TOO_CLOSE)
-            *alertCode = ALERT_NONE;
+        if (*editor.alertCode != ALERT_TOO_CLOSE)
+            *editor.alertCode = ALERT_NONE;
         break;
     default:
         break;
     }
+}
+
+void ScreenFunc3(PowerConfig& config, ScheduleEntry schedule[7], int key, int* cursorRow,
+                 int* cursorCol, int16_t* mode, int* scheduleColumn, int* modified, int* alertCode)
+{
+    Editor editor = {.config = config,
+                     .cursorRow = *cursorRow,
+                     .cursorCol = *cursorCol,
+                     .mode = *mode,
+                     .modified = *modified,
+                     .schedule = schedule,
+                     .scheduleColumn = scheduleColumn,
+                     .alertCode = alertCode};
+    TakeScheduleKey(editor, key);
 }
