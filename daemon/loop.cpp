@@ -28,6 +28,7 @@
 namespace {
 
 constexpr int64_t TICK = 1000;
+constexpr int64_t LOOK_LAG = 60000; // of the last look in the outage's file
 constexpr int MOST_FAILED_DEEDS = 3;
 constexpr char TURN_OFF = 'S';  // begins every text that turns a UPS off
 constexpr int MOST_ORDERS = 16; // of one tick
@@ -73,13 +74,15 @@ void GoDown(Daemon& daemon, int64_t now)
 
 // --- what the policy says ----------------------------------------------------------------
 
-void StoreOutage(Daemon& daemon)
+// Where the last look alone is newer, the file may stay behind it by so many milliseconds.
+void StoreOutage(Daemon& daemon, int64_t mayLag)
 {
     if (daemon.isDryRun) // a trial's outage is not to be taken over by a daemon that means it
         return;
     const PolicyKept& kept = daemon.policy.kept;
-    bool isStored =
-        kept.outageSince == daemon.stored.outageSince && kept.lowSince == daemon.stored.lowSince;
+    bool isStored = kept.outageSince == daemon.stored.outageSince &&
+                    kept.lowSince == daemon.stored.lowSince &&
+                    kept.lookedAt - daemon.stored.lookedAt <= mayLag;
     if (isStored)
         return;
     if (KeepOutage(kept))
@@ -88,7 +91,7 @@ void StoreOutage(Daemon& daemon)
 
 void CarryOut(Daemon& daemon, const PolicyActions& actions, int64_t now)
 {
-    StoreOutage(daemon);
+    StoreOutage(daemon, LOOK_LAG);
     for (int i = 0; i < actions.count; i++) {
         const PolicyAction& action = actions.list[i];
         char words[160];
@@ -196,7 +199,7 @@ void ReadDebugSwitch(Daemon& daemon)
 void WriteStatus(Daemon& daemon, int64_t now)
 {
     bool isKept = KeepStatus(ViewOf(daemon, now));
-    StoreOutage(daemon); // where it could not be stored before
+    StoreOutage(daemon, LOOK_LAG); // where it could not be stored before
     if (!isKept && !daemon.isStateLost)
         WriteLog(LOG_ERR, "%s cannot be written: a daemon that follows will not know of an outage",
                  STATE_FOLDER);
@@ -347,6 +350,7 @@ void EndWork(Daemon& daemon)
     if (!daemon.isToGoDown)
         StopSource(daemon.source);
     RemoveReplyFiles();
+    StoreOutage(daemon, 0);
     unlink(STATUS_PATH);
     WriteLog(LOG_NOTICE, "ended");
 }

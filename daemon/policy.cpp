@@ -13,6 +13,7 @@ constexpr int64_t LOW_FORGOTTEN = 10 * SECOND;  // until a low battery is worth 
 constexpr int64_t WATCH_GAP = 5 * SECOND;       // between two calls: nobody watched
 constexpr int64_t ROUND = 1 * SECOND;           // what one call counts at most as silence
 constexpr int64_t LOST_CONFIRMS = 5 * SECOND;   // silence that confirms a doubted outage
+constexpr int64_t TOO_LONG_AGO = 5 * MINUTE;    // the last look: silence confirms nothing more
 constexpr int64_t SILENT_IS_LOST = 20 * SECOND; // whatever the source says
 constexpr time_t SCHEDULE_GRACE = 300;          // seconds: a time further past was never meant
 
@@ -35,6 +36,12 @@ void AddAction(PolicyActions& actions, PolicyWhat what, PolicyCause cause = CAUS
 bool HasOutage(const PolicyState& state)
 {
     return state.kept.outageSince != NEVER;
+}
+
+// Whether the outage is doubted and only a reading can confirm it.
+bool IsLongPast(const PolicyState& state, int64_t now)
+{
+    return state.isDoubted && now - state.kept.lookedAt > TOO_LONG_AGO;
 }
 
 void TakeSettings(PolicyState& state, const PowerConfig& cfg, const ScheduleEntry sched[7],
@@ -196,12 +203,14 @@ void TakeSilence(PolicyState& state, const PolicyInput& input, PolicyActions& ac
     state.silence += std::min(input.now - state.calledAt, ROUND);
     if (input.link != LINK_LOST && state.silence < SILENT_IS_LOST && !state.isLost)
         return;
+    bool isLongPast = IsLongPast(state, input.now);
     if (!state.isLost)
-        AddAction(actions, POLICY_UPS_LOST, HasOutage(state) ? CAUSE_OUTAGE : CAUSE_NONE);
+        AddAction(actions, POLICY_UPS_LOST,
+                  HasOutage(state) && !isLongPast ? CAUSE_OUTAGE : CAUSE_NONE);
     state.isLost = true;
     state.isKnown = false;
     state.goodSince = NEVER;
-    if (state.silence >= LOST_CONFIRMS)
+    if (state.silence >= LOST_CONFIRMS && !isLongPast)
         ConfirmOutage(state, actions);
 }
 
@@ -214,6 +223,8 @@ void FollowUps(PolicyState& state, const PolicyInput& input, PolicyActions& acti
         TakeNoUps(state, actions);
     else
         TakeSilence(state, input, actions);
+    if (HasOutage(state) && input.link != LINK_NONE && !IsLongPast(state, input.now))
+        state.kept.lookedAt = input.now;
 }
 
 // --- the schedule ------------------------------------------------------------------------
@@ -282,6 +293,8 @@ void StartPolicy(PolicyState& state, const PowerConfig& cfg, const ScheduleEntry
         state.kept = kept;
         if (kept.lowSince < kept.outageSince || kept.lowSince > now)
             state.kept.lowSince = NEVER;
+        if (kept.lookedAt < kept.outageSince || kept.lookedAt > now)
+            state.kept.lookedAt = kept.outageSince;
     }
     state.isDoubted = HasOutage(state);
     state.outageCountdown = {HasOutage(state), NEVER, NEVER}; // users were told of it

@@ -38,14 +38,15 @@ struct PolicyInput {
     const PolicyReading* reading; // a new one, each given once; null in between
 };
 
-// What outlives the daemon: to be stored whenever it changes and given back at the next
-// start, within the same boot of the machine only.
+// What outlives the daemon: to be stored whenever it changes, the last look alone once in a
+// while, and given back at the next start, within the same boot of the machine only.
 struct PolicyKept {
     int64_t outageSince; // first reading of the outage, NEVER without one
     int64_t lowSince;    // first low battery in it, NEVER before that
+    int64_t lookedAt;    // the UPS was looked at last in it, NEVER without one
 };
 
-inline constexpr PolicyKept NOTHING_KEPT = {NEVER, NEVER};
+inline constexpr PolicyKept NOTHING_KEPT = {NEVER, NEVER, NEVER};
 
 enum PolicyCause { CAUSE_NONE, CAUSE_OUTAGE, CAUSE_SCHEDULE };
 
@@ -119,7 +120,9 @@ struct PolicyState {
 
 // Sets everything up. kept is what the last daemon of this boot left, or NOTHING_KEPT; what
 // cannot be true is dropped. A kept outage is doubted: its shutdown waits until a reading
-// confirms the outage, or five seconds of a lost UPS do.
+// confirms the outage, or five seconds of a lost UPS do. When nobody has looked at the UPS for
+// more than five minutes, by then or in a sleep, a reading alone does: the mains may be good
+// since long ago, and a cable be loose now.
 void StartPolicy(PolicyState& state, const PowerConfig& cfg, const ScheduleEntry sched[7],
                  const PolicyKept& kept, int64_t now, PolicyActions& actions);
 

@@ -68,8 +68,8 @@ bool KeepOutage(const PolicyKept& kept)
     char bootId[BOOT_ID_SIZE];
     char text[128];
     ReadBootId(bootId);
-    FormatText(text, sizeof(text), "%s %" PRId64 " %" PRId64 "\n", bootId, kept.outageSince,
-               kept.lowSince);
+    FormatText(text, sizeof(text), "%s %" PRId64 " %" PRId64 " %" PRId64 "\n", bootId,
+               kept.outageSince, kept.lowSince, kept.lookedAt);
     return ReplaceWholeFile(OUTAGE_PATH, text, strlen(text), 0644);
 }
 
@@ -81,7 +81,7 @@ PolicyKept ReadKeptOutage()
     char keptId[BOOT_ID_SIZE];
     ReadBootId(bootId);
     ReadSmallFile(OUTAGE_PATH, text, sizeof(text));
-    int found =
-        sscanf(text, "%36s %" SCNd64 " %" SCNd64, keptId, &kept.outageSince, &kept.lowSince);
-    return found == 3 && strcmp(bootId, keptId) == 0 ? kept : NOTHING_KEPT;
+    int found = sscanf(text, "%36s %" SCNd64 " %" SCNd64 " %" SCNd64, keptId, &kept.outageSince,
+                       &kept.lowSince, &kept.lookedAt);
+    return found == 4 && strcmp(bootId, keptId) == 0 ? kept : NOTHING_KEPT;
 }

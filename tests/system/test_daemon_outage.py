@@ -179,6 +179,41 @@ def test_a_kept_outage_that_is_over_shuts_nothing_down(serial_ups, tolvd):
     assert recorded("shutdown") == [] and not os.path.exists(daemon.OUTAGE)
 
 
+@pytest.mark.parametrize("unwatched", [60, 600])
+def test_silence_confirms_only_an_outage_that_was_watched_not_long_ago(serial_ups, tolvd,
+                                                                       unwatched):
+    serial_settings()
+    serial_ups.serial("silent on")
+    leave_outage(DELAY + 660, unwatched)
+    running = tolvd(ready=False)
+    running.wait_status(ups="lost", timeout=120)
+    if unwatched < 300:
+        wait_recorded("shutdown", "-h now")
+        return
+    assert running.lines("the UPS does not answer$")
+    assert running.wait_status(ups="lost", pending="outage")["status"] == 2
+    serial_ups.serial("silent off")
+    running.wait_log("the mains are back", timeout=120)
+    assert recorded("shutdown") == []
+
+
+def test_the_moment_of_the_last_look_is_kept_at_the_end(serial_ups, tolvd):
+    serial_settings(ac_fail_delay=30)
+    serial_ups.freeze()
+    serial_ups.mains("fail")
+    running = tolvd()
+    running.wait_log("the mains failed")
+
+    def Looked():
+        with open(daemon.OUTAGE, encoding="ascii") as source:
+            return int(source.read().split()[3]) / 1000
+    kept = Looked()
+    running.wait_status(outage_seconds=3)
+    assert Looked() == kept, "it is written once a minute"
+    running.stop()
+    assert Looked() >= kept + 2
+
+
 def test_an_outage_of_another_boot_is_none(serial_ups, tolvd):
     serial_settings()
     leave_outage(DELAY + 30)

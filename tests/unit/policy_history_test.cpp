@@ -108,7 +108,7 @@ Ups MakeWord(Dice& dice, Ups before)
 int MakePause(Dice& dice)
 {
     if (dice.OneIn(60))
-        return dice.Of({5001, 5250, 8000, 61000, 130000, 4000000});
+        return dice.Of({5001, 5250, 8000, 61000, 130000, 299000, 300000, 300001, 4000000});
     return dice.Of({0, 250, 500, 1000, 1000, 1000, 2000, 2500, 3000, 4000, 5000, 5000});
 }
 
@@ -130,6 +130,8 @@ History MakeHistory(Dice& dice)
         history.kept.outageSince = now - dice.Of({0, 1000, 55000, 70000, 5000000});
         if (dice.OneIn(3))
             history.kept.lowSince = (history.kept.outageSince + now) / 2;
+        int64_t unwatched = dice.Of({0, 1000, 290000, 299999, 300000, 301000, 4000000});
+        history.kept.lookedAt = std::max(history.kept.outageSince, now - unwatched);
     }
     Settings settings = {MakeConfig(dice), MakeWeek(dice, wall)};
     Ups ups = Ups::good;
@@ -310,7 +312,8 @@ std::string Transcript(const History& history, size_t end)
     static const char* const words[] = {"good",   "failed", "low", "goodLow",
                                         "silent", "lost",   "none"};
     std::ostringstream text;
-    text << "kept " << history.kept.outageSince << " " << history.kept.lowSince << "\n";
+    text << "kept " << history.kept.outageSince << " " << history.kept.lowSince << " "
+         << history.kept.lookedAt << " at " << history.start << "\n";
     for (size_t i = 0; i <= end; i++) {
         const Round& round = history.rounds[i];
         text << i << ": +" << static_cast<double>(round.now - history.start) / 1000.0 << " wall "

@@ -312,7 +312,7 @@ TEST(PolicySchedule, IsObeyedWhileAnOutageIsDoubted)
     PolicyBench bench;
     UseWeek(bench, ShutdownOn(WEDNESDAY, 22, 0));
     bench.wall = LocalMoment(2024, 5, 1, 21, 59, 59);
-    bench.Start({bench.now - 4000000, NEVER});
+    bench.Start({bench.now - 4000000, NEVER, NEVER});
     bench.Run(2, Ups::silent, 0.5);
     EXPECT_EQ(bench.ShutdownAt(), 1);
     EXPECT_EQ(bench.state.order.cause, CAUSE_SCHEDULE);

@@ -17,6 +17,13 @@ void Restart(PolicyBench& bench, double after)
     bench.Start(kept);
 }
 
+// An outage of so many seconds, watched until so many seconds before the start.
+PolicyKept KeptSince(const PolicyBench& bench, double seconds, double unwatched = 0)
+{
+    auto Before = [&](double past) { return bench.now - static_cast<int64_t>(past * 1000.0); };
+    return {Before(seconds), NEVER, Before(unwatched)};
+}
+
 TEST(PolicyRestart, GoesOnCountingInAnOutage)
 {
     for (double gone : {0.0, 1.0, 100.0, 198.0}) {
@@ -60,27 +67,30 @@ TEST(PolicyRestart, DoesNotShutDownForAnOutageThatNobodyKept)
 TEST(PolicyRestart, DropsWhatCannotBeTrue)
 {
     struct {
-        int64_t outageSince, lowSince;
-        int64_t outage, low;
+        PolicyKept kept, taken;
     } const cases[] = {
-        {40000, 45000, 40000, 45000},
-        {40000, NEVER, 40000, NEVER},
-        {NEVER, 45000, NEVER, NEVER},
-        {50001, NEVER, NEVER, NEVER},
-        {40000, 50001, 40000, NEVER},
-        {40000, 39999, 40000, NEVER},
-        {-2, NEVER, NEVER, NEVER},
-        {INT64_MIN, 0, NEVER, NEVER},
-        {INT64_MAX, 0, NEVER, NEVER},
-        {50000, 50000, 50000, 50000},
-        {0, 0, 0, 0},
+        {{40000, 45000, 46000}, {40000, 45000, 46000}},
+        {{40000, NEVER, 40000}, {40000, NEVER, 40000}},
+        {{NEVER, 45000, 46000}, NOTHING_KEPT},
+        {{50001, NEVER, 50001}, NOTHING_KEPT},
+        {{40000, 50001, 46000}, {40000, NEVER, 46000}},
+        {{40000, 39999, 46000}, {40000, NEVER, 46000}},
+        {{40000, NEVER, 50001}, {40000, NEVER, 40000}},
+        {{40000, NEVER, 39999}, {40000, NEVER, 40000}},
+        {{40000, 45000, NEVER}, {40000, 45000, 40000}},
+        {{-2, NEVER, 46000}, NOTHING_KEPT},
+        {{INT64_MIN, 0, 0}, NOTHING_KEPT},
+        {{INT64_MAX, 0, 0}, NOTHING_KEPT},
+        {{50000, 50000, 50000}, {50000, 50000, 50000}},
+        {{0, 0, 0}, {0, 0, 0}},
     };
     for (const auto& test : cases) {
         PolicyBench bench;
         bench.now = 50000;
-        bench.Start({test.outageSince, test.lowSince});
-        EXPECT_EQ(bench.state.kept.outageSince, test.outage);
-        EXPECT_EQ(bench.state.kept.lowSince, test.low);
+        bench.Start(test.kept);
+        EXPECT_EQ(bench.state.kept.outageSince, test.taken.outageSince);
+        EXPECT_EQ(bench.state.kept.lowSince, test.taken.lowSince);
+        EXPECT_EQ(bench.state.kept.lookedAt, test.taken.lookedAt);
     }
 }
 
@@ -99,7 +109,7 @@ TEST(PolicyRestart, WaitsForTheWordOfTheUpsWhenTheShutdownIsOverdue)
     };
     for (const auto& test : cases) {
         PolicyBench bench;
-        bench.Start({bench.now - 4000000, NEVER});
+        bench.Start(KeptSince(bench, 4000));
         bench.Round(1, test.first);
         bench.Run(100, test.then);
         EXPECT_EQ(bench.ShutdownAt(), test.downAfter)
@@ -107,10 +117,63 @@ TEST(PolicyRestart, WaitsForTheWordOfTheUpsWhenTheShutdownIsOverdue)
     }
 }
 
+// A cable that is loose after hours in which nobody looked says nothing of the mains.
+TEST(PolicyRestart, TakesSilenceForAnOutageOnlyWhenItWasWatchedNotLongAgo)
+{
+    struct {
+        double unwatched; // seconds
+        Ups then;
+        double downAfter; // -1 = never
+    } const cases[] = {
+        {299, Ups::lost, 5}, {300, Ups::lost, -1},   {3000, Ups::lost, -1}, {3000, Ups::silent, -1},
+        {3000, Ups::low, 1}, {3000, Ups::failed, 1}, {3000, Ups::good, -1},
+    };
+    for (const auto& test : cases) {
+        PolicyBench bench;
+        bench.Start(KeptSince(bench, 4000, test.unwatched));
+        bench.Run(400, test.then);
+        EXPECT_EQ(bench.ShutdownAt(), test.downAfter) << test.unwatched;
+        EXPECT_EQ(bench.Count("mains-back"), test.then == Ups::good);
+    }
+}
+
+TEST(PolicyRestart, GoesOnCountingAnOldOutageWhenTheUpsConfirmsIt)
+{
+    PolicyBench bench;
+    bench.cfg.acFailDelay = 20;
+    bench.Start(KeptSince(bench, 1000, 900));
+    bench.Run(60, Ups::lost);
+    EXPECT_THAT(bench.Said("ups-lost"), ElementsAre("1 ups-lost")) << "no delay goes on";
+    bench.Run(1000, Ups::failed);
+    EXPECT_EQ(bench.ShutdownAt(), 200) << "twenty minutes after its begin";
+}
+
+// One that was not confirmed is no younger for the next daemon.
+TEST(PolicyRestart, KeepsTheMomentOfTheLastLook)
+{
+    PolicyBench bench;
+    bench.cfg.acFailDelay = 60;
+    bench.Start();
+    bench.Ask(Ups::failed);
+    bench.Run(30, Ups::failed);
+    EXPECT_EQ(bench.state.kept.lookedAt, bench.now);
+    bench.Run(30, Ups::lost);
+    EXPECT_EQ(bench.state.kept.lookedAt, bench.now) << "it was asked";
+    int64_t looked = bench.now;
+    Restart(bench, 400);
+    bench.Run(60, Ups::lost);
+    EXPECT_EQ(bench.state.kept.lookedAt, looked);
+    Restart(bench, 1);
+    bench.Run(60, Ups::lost);
+    EXPECT_EQ(bench.Count("goes-on"), 0);
+    bench.Round(1, Ups::failed);
+    EXPECT_EQ(bench.state.kept.lookedAt, bench.now);
+}
+
 TEST(PolicyRestart, HoldsAShutdownThatComesDueBeforeTheFirstWord)
 {
     PolicyBench bench;
-    bench.Start({bench.now - 297000, NEVER});
+    bench.Start(KeptSince(bench, 297));
     bench.Run(4, Ups::silent);
     EXPECT_FALSE(bench.HasBegun());
     bench.Run(9, Ups::good);
@@ -122,7 +185,7 @@ TEST(PolicyRestart, HoldsAShutdownThatComesDueBeforeTheFirstWord)
 TEST(PolicyRestart, TellsUsersAgainOnceTheOutageIsConfirmed)
 {
     PolicyBench bench;
-    bench.Start({bench.now - 100500, NEVER});
+    bench.Start(KeptSince(bench, 100.5));
     bench.Run(3, Ups::silent);
     bench.Run(2, Ups::failed);
     EXPECT_THAT(bench.said,
@@ -132,7 +195,7 @@ TEST(PolicyRestart, TellsUsersAgainOnceTheOutageIsConfirmed)
 TEST(PolicyRestart, TellsUsersWhenTheOutageIsOver)
 {
     PolicyBench bench;
-    bench.Start({bench.now - 4000000, NEVER});
+    bench.Start(KeptSince(bench, 4000));
     bench.Run(11, Ups::good);
     EXPECT_THAT(bench.said, ElementsAre("11 mains-back", "11 called-off by outage to users"));
     bench.Run(2000, Ups::lost);
@@ -142,7 +205,7 @@ TEST(PolicyRestart, TellsUsersWhenTheOutageIsOver)
 TEST(PolicyRestart, ForgetsAnOutageWhenThereIsNoUpsToConfirmIt)
 {
     PolicyBench bench;
-    bench.Start({bench.now - 4000000, NEVER});
+    bench.Start(KeptSince(bench, 4000));
     bench.Run(100, Ups::none);
     EXPECT_THAT(bench.said, ElementsAre("1 forgotten", "1 called-off by outage to users"));
     EXPECT_EQ(bench.state.kept.outageSince, NEVER);
@@ -151,7 +214,7 @@ TEST(PolicyRestart, ForgetsAnOutageWhenThereIsNoUpsToConfirmIt)
 TEST(PolicyRestart, IsAnOutageToScriptsUntilTheUpsSaysOtherwise)
 {
     PolicyBench bench;
-    bench.Start({bench.now - 4000000, NEVER});
+    bench.Start(KeptSince(bench, 4000));
     EXPECT_EQ(PolicyStatus(bench.state), 2);
     bench.Run(9, Ups::good);
     EXPECT_EQ(PolicyStatus(bench.state), 2);
@@ -178,17 +241,20 @@ TEST(PolicySleep, LeavesAnOverdueShutdownToTheNextWordOfTheUps)
     struct {
         Ups word;
         double downAfter; // the wake, whose round counts as one second of silence; -1 = never
-    } const cases[] = {{Ups::failed, 1}, {Ups::good, -1}, {Ups::lost, 4}, {Ups::silent, 19}};
+        double slept;
+    } const cases[] = {{Ups::failed, 1, 3600}, {Ups::good, -1, 3600},   {Ups::lost, -1, 3600},
+                       {Ups::lost, -1, 300.5}, {Ups::silent, -1, 3600}, {Ups::failed, 1, 250},
+                       {Ups::lost, 4, 250},    {Ups::silent, 19, 250}};
     for (const auto& test : cases) {
         PolicyBench bench;
         bench.Start();
         bench.Ask(Ups::failed);
         bench.Run(100, Ups::failed);
-        bench.Round(3600, Ups::silent);
+        bench.Round(test.slept, Ups::silent);
         EXPECT_FALSE(bench.HasBegun());
         bench.Run(100, test.word);
-        EXPECT_EQ(bench.ShutdownAt(), test.downAfter == -1 ? -1 : 3700 + test.downAfter)
-            << static_cast<int>(test.word);
+        EXPECT_EQ(bench.ShutdownAt(), test.downAfter == -1 ? -1 : 100 + test.slept + test.downAfter)
+            << static_cast<int>(test.word) << " " << test.slept;
     }
 }
 

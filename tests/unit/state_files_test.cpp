@@ -12,7 +12,7 @@ namespace {
 
 bool IsNothing(const PolicyKept& kept)
 {
-    return kept.outageSince == NEVER && kept.lowSince == NEVER;
+    return kept.outageSince == NEVER && kept.lowSince == NEVER && kept.lookedAt == NEVER;
 }
 
 class StateFiles : public testing::Test {
@@ -26,12 +26,14 @@ class StateFiles : public testing::Test {
 TEST_F(StateFiles, KeepAnOutageForTheDaemonThatFollows)
 {
     EXPECT_TRUE(IsNothing(ReadKeptOutage()));
-    for (PolicyKept kept : {PolicyKept{1234567, NEVER}, PolicyKept{0, 0}, PolicyKept{1, INT64_MAX},
-                            PolicyKept{5000000000, 5000000001}}) {
+    for (PolicyKept kept :
+         {PolicyKept{1234567, NEVER, 1234567}, PolicyKept{0, 0, 0}, PolicyKept{1, INT64_MAX, 2},
+          PolicyKept{5000000000, 5000000001, 5000000002}}) {
         ASSERT_TRUE(KeepOutage(kept));
         PolicyKept found = ReadKeptOutage();
         EXPECT_EQ(found.outageSince, kept.outageSince);
         EXPECT_EQ(found.lowSince, kept.lowSince);
+        EXPECT_EQ(found.lookedAt, kept.lookedAt);
     }
     EXPECT_TRUE(KeepOutage(NOTHING_KEPT));
     EXPECT_EQ(ReadFile(OUTAGE_PATH), NO_FILE);
@@ -40,15 +42,15 @@ TEST_F(StateFiles, KeepAnOutageForTheDaemonThatFollows)
 
 TEST_F(StateFiles, KeepNothingOfAnotherBootOrAnotherShape)
 {
-    ASSERT_TRUE(KeepOutage({77, 88}));
+    ASSERT_TRUE(KeepOutage({77, 88, 99}));
     const std::string whole = ReadFile(OUTAGE_PATH);
     const std::string id = whole.substr(0, 36);
-    ASSERT_EQ(whole, id + " 77 88\n");
+    ASSERT_EQ(whole, id + " 77 88 99\n");
     std::string other = whole;
     other[0] = other[0] == '0' ? '1' : '0';
-    for (const std::string& text :
-         {other, std::string(), id, id + " 77", id + " x 88\n", id.substr(1) + " 77 88\n",
-          "x" + whole, std::string(5000, '7'), std::string("\0\0\0 1 2\n", 8)}) {
+    for (const std::string& text : {other, std::string(), id, id + " 77", id + " 77 88\n",
+                                    id + " x 88 99\n", id.substr(1) + " 77 88 99\n", "x" + whole,
+                                    std::string(5000, '7'), std::string("\0\0\0 1 2 3\n", 10)}) {
         WriteFile(OUTAGE_PATH, text);
         EXPECT_TRUE(IsNothing(ReadKeptOutage())) << text.substr(0, 60);
     }

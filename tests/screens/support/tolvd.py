@@ -133,14 +133,15 @@ def agent_settings(**changes):
                        "batt_low_delay": 1, **changes}).write()
 
 
-def leave_outage(seconds):
-    """What a daemon leaves that was killed so many seconds after the begin of an outage."""
+def leave_outage(seconds, unwatched=0):
+    """What a daemon leaves that was ended in an outage, each so many seconds ago."""
     with open("/proc/sys/kernel/random/boot_id", encoding="ascii") as source:
         boot = source.read().strip()
     os.makedirs(STATE, mode=0o755, exist_ok=True)
     since = boot_now() - seconds
     with open(OUTAGE, "w", encoding="ascii") as target:
-        target.write(f"{boot} {int(since * 1000)} -1\n")
+        looked = max(since, boot_now() - unwatched)
+        target.write(f"{boot} {int(since * 1000)} -1 {int(looked * 1000)}\n")
     return since
 
 

@@ -34,6 +34,7 @@ class Rules {
         bool isDoubted;
         std::optional<int64_t> outageSince;
         std::optional<int64_t> lowSince;
+        std::optional<int64_t> lookedAt; // at the UPS, the last time in the outage
         std::optional<int64_t> told;     // the time left that the outage's countdown stood at
         std::optional<int64_t> toldDue;  // and its end
         std::optional<int64_t> toldNear; // the same of the schedule's
@@ -48,6 +49,7 @@ class Rules {
         Facts first = {};
         if (history.kept.outageSince != NEVER) {
             first.outageSince = history.kept.outageSince;
+            first.lookedAt = history.kept.lookedAt;
             first.isDoubted = true;
         }
         if (history.kept.lowSince != NEVER)
@@ -143,8 +145,9 @@ class Rules {
         Facts fact = {};
         fact.isLost = IsLost(i);
         bool isDoubted = last.outageSince && (last.isDoubted || NobodyWatchedBefore(i));
-        SayLink(last, fact);
-        FindOutage(i, last, fact, isDoubted);
+        bool isLongPast = isDoubted && round->now - *last.lookedAt > 300000;
+        SayLink(last, fact, isLongPast);
+        FindOutage(i, last, fact, isDoubted, isLongPast);
         SayLowBattery(i, last, fact);
         bool isScheduleDue = SayMissed(i);
         if (fact.outageSince && !fact.isDoubted && round->now >= Due(fact))
@@ -156,15 +159,15 @@ class Rules {
         facts.push_back(fact);
     }
 
-    void SayLink(const Facts& last, const Facts& fact)
+    void SayLink(const Facts& last, const Facts& fact, bool isLongPast)
     {
         if (fact.isLost && !last.isLost)
-            Add(POLICY_UPS_LOST, last.outageSince ? CAUSE_OUTAGE : CAUSE_NONE);
+            Add(POLICY_UPS_LOST, last.outageSince && !isLongPast ? CAUSE_OUTAGE : CAUSE_NONE);
         if (last.isLost && HasReading(round->ups))
             Add(POLICY_UPS_BACK);
     }
 
-    void FindOutage(size_t i, const Facts& last, Facts& fact, bool isDoubted)
+    void FindOutage(size_t i, const Facts& last, Facts& fact, bool isDoubted, bool isLongPast)
     {
         if (isDoubted && round->ups == Ups::none) {
             Add(POLICY_OUTAGE_FORGOTTEN);
@@ -181,8 +184,12 @@ class Rules {
             fact.outageSince = round->now;
             Add(POLICY_OUTAGE, CAUSE_OUTAGE);
         }
-        bool isConfirmed = IsFailed(round->ups) || (fact.isLost && Silence(i) >= 5000);
+        bool isConfirmed =
+            IsFailed(round->ups) || (fact.isLost && Silence(i) >= 5000 && !isLongPast);
         fact.isDoubted = isDoubted && !isConfirmed;
+        bool isLook = round->ups != Ups::none && !(isLongPast && fact.isDoubted);
+        if (fact.outageSince)
+            fact.lookedAt = isLook ? round->now : last.lookedAt;
         if (isDoubted && isConfirmed)
             Add(POLICY_OUTAGE_GOES_ON, CAUSE_OUTAGE);
     }
