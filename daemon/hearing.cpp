@@ -2,6 +2,7 @@
 
 #include "base/system.h"
 #include "daemon/log.h"
+#include "daemon/process.h"
 #include "daemon/reply_files.h"
 #include "daemon/serial_line.h"
 #include "daemon/tell.h"
@@ -63,9 +64,11 @@ void TellOfLine(Daemon& daemon, int64_t now)
     if (daemon.source.path != PATH_SERIAL)
         return;
     const SerialSource& serial = daemon.source.serial;
-    if (serial.openError != daemon.lineError)
+    bool isTried = serial.fd >= 0 || serial.openError != 0;
+    if (isTried && serial.openError != daemon.lineError)
         TellOfOpening(serial);
-    daemon.lineError = serial.openError;
+    if (isTried)
+        daemon.lineError = serial.openError;
     if (serial.garbled == daemon.garbled || now < daemon.garbledAt + GARBLED_TOLD)
         return;
     WriteLog(LOG_NOTICE, "%u replies of the UPS were garbled", serial.garbled - daemon.garbled);
@@ -75,9 +78,9 @@ void TellOfLine(Daemon& daemon, int64_t now)
 
 } // namespace
 
-void StartReading(Daemon& daemon, int64_t now)
+void StartReading(Daemon& daemon)
 {
-    StartSource(daemon.source, daemon.cfg, now);
+    StartSource(daemon.source, daemon.cfg, AwakeMilliseconds());
     ForgetReading(daemon);
     daemon.lineError = -1;
     daemon.garbled = 0;

@@ -6,7 +6,7 @@
 #include <cstdint>
 
 // Begins to watch the UPS that the settings name.
-void StartReading(Daemon& daemon, int64_t now);
+void StartReading(Daemon& daemon);
 
 // Takes over what is new; the reading to decide by, or null.
 const Reading* TakeNews(Daemon& daemon, int64_t now, const SourceNews& news);

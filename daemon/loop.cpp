@@ -112,13 +112,21 @@ UpsLink LinkOf(const Source& source)
     return source.state == SOURCE_LOST ? LINK_LOST : LINK_HEARD;
 }
 
+// How long the machine has been suspended since its start.
+int64_t AsleepMilliseconds()
+{
+    return BootMilliseconds() - AwakeMilliseconds();
+}
+
 void Decide(Daemon& daemon, int64_t now, const Reading* reading)
 {
     PolicyReading told = {};
     if (reading != nullptr)
         told = {reading->mainsFailed, reading->batteryLow};
-    PolicyInput input = {now, time(nullptr), LinkOf(daemon.source),
+    int64_t asleep = AsleepMilliseconds();
+    PolicyInput input = {now, asleep - daemon.asleep, time(nullptr), LinkOf(daemon.source),
                          reading != nullptr ? &told : nullptr};
+    daemon.asleep = asleep;
     PolicyActions actions;
     StepPolicy(daemon.policy, input, actions);
     CarryOut(daemon, actions, now);
@@ -144,7 +152,7 @@ void ReloadSettings(Daemon& daemon, int64_t now)
     if (isOtherSource) {
         StopSource(daemon.source);
         RemoveReplyFiles();
-        StartReading(daemon, now);
+        StartReading(daemon);
     }
     PolicyActions actions;
     ChangePolicySettings(daemon.policy, cfg, sched, actions);
@@ -236,7 +244,7 @@ void WatchDeed(Daemon& daemon, int64_t now)
     if (daemon.isToGoDown)
         return;
     WriteLog(LOG_ALERT, "the shutdown that an earlier daemon began is over, and the system up");
-    StartReading(daemon, now);
+    StartReading(daemon);
 }
 
 // The work of every second; true when the daemon is to end.
@@ -256,10 +264,10 @@ bool Tick(Daemon& daemon, int64_t now)
 
 int TimeLeft(const Daemon& daemon)
 {
-    int64_t next = daemon.tickAt;
+    int64_t left = daemon.tickAt - BootMilliseconds();
     if (!daemon.isToGoDown)
-        next = std::min(next, NextSourceMoment(daemon.source));
-    return static_cast<int>(std::clamp<int64_t>(next - BootMilliseconds(), 0, TICK));
+        left = std::min(left, NextSourceMoment(daemon.source) - AwakeMilliseconds());
+    return static_cast<int>(std::clamp<int64_t>(left, 0, TICK));
 }
 
 // True when the signal that came ends the daemon.
@@ -288,7 +296,7 @@ bool WaitForWork(Daemon& daemon, int signals)
 bool Watch(Daemon& daemon, int64_t now, bool isTick)
 {
     SourceNews news = {};
-    RunSource(daemon.source, now, news);
+    RunSource(daemon.source, AwakeMilliseconds(), news);
     const Reading* reading = TakeNews(daemon, now, news);
     if (reading != nullptr || isTick)
         Decide(daemon, now, reading);
@@ -336,11 +344,12 @@ void StartWork(Daemon& daemon)
     daemon.stored = ReadKeptOutage();
     PolicyActions actions;
     StartPolicy(daemon.policy, daemon.cfg, daemon.sched, daemon.stored, now, actions);
-    StartReading(daemon, now);
+    StartReading(daemon);
     FindEarlierDeed(daemon);
     CarryOut(daemon, actions, now);
     Raise(daemon, "start", now);
     daemon.tickAt = now;
+    daemon.asleep = AsleepMilliseconds();
 }
 
 void EndWork(Daemon& daemon)

@@ -8,14 +8,14 @@ namespace {
 constexpr int64_t SECOND = 1000;
 constexpr int64_t MINUTE = 60 * SECOND;
 
-constexpr int64_t GOOD_MAINS = 10 * SECOND;     // end an outage
-constexpr int64_t LOW_FORGOTTEN = 10 * SECOND;  // until a low battery is worth a warning again
-constexpr int64_t WATCH_GAP = 5 * SECOND;       // between two calls: nobody watched
-constexpr int64_t ROUND = 1 * SECOND;           // what one call counts at most as silence
-constexpr int64_t LOST_CONFIRMS = 5 * SECOND;   // silence that confirms a doubted outage
-constexpr int64_t TOO_LONG_AGO = 5 * MINUTE;    // the last look: silence confirms nothing more
-constexpr int64_t SILENT_IS_LOST = 20 * SECOND; // whatever the source says
-constexpr time_t SCHEDULE_GRACE = 300;          // seconds: a time further past was never meant
+constexpr int64_t GOOD_MAINS = 10 * SECOND;      // end an outage
+constexpr int64_t LOW_FORGOTTEN = 10 * SECOND;   // until a low battery is worth a warning again
+constexpr int64_t WATCH_GAP = 5 * SECOND;        // between two calls: nobody watched
+constexpr int64_t MOST_OF_ONE_CALL = 5 * SECOND; // that counts as silence
+constexpr int64_t LOST_CONFIRMS = 5 * SECOND;    // silence that confirms a doubted outage
+constexpr int64_t TOO_LONG_AGO = 5 * MINUTE;     // the last look: silence confirms nothing more
+constexpr int64_t SILENT_IS_LOST = 20 * SECOND;  // whatever the source says
+constexpr time_t SCHEDULE_GRACE = 300;           // seconds: a time further past was never meant
 
 constexpr int RESTART_AFTER_OUTAGE = 3; // minutes: a UPS whose mains are back must not stay off
 constexpr int RESTART_MOST = 9999;      // minutes, all that the order to the UPS holds
@@ -174,13 +174,17 @@ void TakeReading(PolicyState& state, const PolicyReading& reading, int64_t now,
         TakeLowBattery(state, now, actions);
 }
 
-// Nobody watched for a while, the machine having slept or stood still: mains that were
-// seen good do not count, and an outage may be over long since.
-void NoticeGap(PolicyState& state, int64_t now)
+// Nobody watched for a while: mains that were seen good do not count. When the machine slept
+// or stood still, an outage may be over long since; a daemon that was only held up, by a disk
+// or a device, must not put it off for that.
+void NoticeGap(PolicyState& state, const PolicyInput& input)
 {
-    if (now - state.calledAt <= WATCH_GAP)
+    int64_t gap = input.now - state.calledAt;
+    if (gap <= WATCH_GAP)
         return;
     state.goodSince = NEVER;
+    if (input.slept <= WATCH_GAP && gap <= TOO_LONG_AGO)
+        return;
     if (!state.isDoubted)
         state.silence = 0;
     state.isDoubted = HasOutage(state);
@@ -199,8 +203,9 @@ void TakeNoUps(PolicyState& state, PolicyActions& actions)
 // An outage goes on while its UPS is silent, and what was seen of good mains is void.
 void TakeSilence(PolicyState& state, const PolicyInput& input, PolicyActions& actions)
 {
-    // A machine that sleeps or stands still asks nothing and hears nothing.
-    state.silence += std::min(input.now - state.calledAt, ROUND);
+    // A machine that sleeps asks nothing and hears nothing.
+    int64_t awake = input.now - state.calledAt - input.slept;
+    state.silence += std::clamp<int64_t>(awake, 0, MOST_OF_ONE_CALL);
     if (input.link != LINK_LOST && state.silence < SILENT_IS_LOST && !state.isLost)
         return;
     bool isLongPast = IsLongPast(state, input.now);
@@ -216,7 +221,7 @@ void TakeSilence(PolicyState& state, const PolicyInput& input, PolicyActions& ac
 
 void FollowUps(PolicyState& state, const PolicyInput& input, PolicyActions& actions)
 {
-    NoticeGap(state, input.now);
+    NoticeGap(state, input);
     if (input.reading != nullptr)
         TakeReading(state, *input.reading, input.now, actions);
     else if (input.link == LINK_NONE)

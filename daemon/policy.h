@@ -33,6 +33,7 @@ struct PolicyReading {
 
 struct PolicyInput {
     int64_t now;                  // the moment
+    int64_t slept;                // milliseconds since the last call in which the machine slept
     time_t wall;                  // the time of day, seconds since the epoch
     UpsLink link;                 // after the reading below
     const PolicyReading* reading; // a new one, each given once; null in between
@@ -131,8 +132,9 @@ void StartPolicy(PolicyState& state, const PowerConfig& cfg, const ScheduleEntry
 void ChangePolicySettings(PolicyState& state, const PowerConfig& cfg, const ScheduleEntry sched[7],
                           PolicyActions& actions);
 
-// One round: to be called with every reading, and every second without one. After more than
-// five seconds without a call nobody has watched: an outage is doubted then, as at a start.
+// One round: to be called with every reading, and every second without one. After a sleep of
+// more than five seconds, or five minutes without a call for any reason, an outage is doubted as
+// at a start. Time in which the daemon alone was held up counts like any other.
 // Once the order is given nothing more comes out.
 void StepPolicy(PolicyState& state, const PolicyInput& input, PolicyActions& actions);
 

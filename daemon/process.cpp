@@ -30,6 +30,13 @@ const char* const SHORT_ENVIRONMENT[] = {
     _exit(127);
 }
 
+int64_t MillisecondsOf(clockid_t clock)
+{
+    timespec now = {};
+    clock_gettime(clock, &now);
+    return static_cast<int64_t>(now.tv_sec) * 1000 + now.tv_nsec / 1000000;
+}
+
 // Killed, but perhaps stuck in a read of a dead disk; or at work for themselves.
 constexpr int UNWAITED = 256;
 pid_t unwaited[UNWAITED];
@@ -60,9 +67,12 @@ void SendStreamsToNull()
 
 int64_t BootMilliseconds()
 {
-    timespec now = {};
-    clock_gettime(CLOCK_BOOTTIME, &now);
-    return static_cast<int64_t>(now.tv_sec) * 1000 + now.tv_nsec / 1000000;
+    return MillisecondsOf(CLOCK_BOOTTIME);
+}
+
+int64_t AwakeMilliseconds()
+{
+    return MillisecondsOf(CLOCK_MONOTONIC);
 }
 
 int KeepOpenOnly(int kept)

@@ -8,6 +8,9 @@
 // Milliseconds of the clock that counts suspension and that nobody sets.
 int64_t BootMilliseconds();
 
+// Milliseconds of the clock that stands still while the machine is suspended.
+int64_t AwakeMilliseconds();
+
 // In a child: closes everything above the standard streams but kept (-1 = nothing), which is
 // given back under its new number. Neither the daemon's lock nor its line is to outlive it.
 int KeepOpenOnly(int kept);

@@ -4,6 +4,7 @@
 #include "daemon/serial_line.h"
 
 #include <cctype>
+#include <cerrno>
 #include <cmath>
 #include <cstring>
 #include <initializer_list>
@@ -16,7 +17,7 @@ constexpr int64_t NAMES_PERIOD = 600000;
 constexpr int64_t REPLY_LIMIT = 1000;
 constexpr int64_t OPEN_PERIOD = 1000;
 constexpr int64_t LOST_AFTER = 5000;
-constexpr int64_t LONGEST_RUN = 2000; // more between two runs was a suspension, not a silence
+constexpr int64_t LONGEST_OPENING = 5000; // that is not told of
 constexpr int TRIES = 3;
 
 const char* const REQUEST_TEXTS[SERIAL_REQUESTS] = {"", "Q1", "F", "I"};
@@ -55,15 +56,33 @@ void CloseLine(SerialSource& source, int64_t now)
     ForgetReply(source);
 }
 
+void NoteOpening(SerialSource& source, int64_t now, int result)
+{
+    source.openError = result < 0 ? -result : 0;
+    source.openAt = now + OPEN_PERIOD;
+    if (result < 0)
+        return;
+    source.fd = result;
+    AskEverythingAt(source, now);
+}
+
+// Has the line opened by another process, one at a time, which may need as long as it likes.
 void TryToOpen(SerialSource& source, int64_t now)
 {
-    int fd = OpenSerialLine(source.device, source.mustBeFree);
-    source.openAt = now + OPEN_PERIOD;
-    source.openError = fd < 0 ? -fd : 0;
-    if (fd < 0)
+    if (source.opener.child < 0) {
+        if (now < source.openAt)
+            return;
+        int begun = BeginToOpen(source.opener, source.device, source.mustBeFree);
+        source.openAt = now;
+        if (begun < 0)
+            NoteOpening(source, now, begun);
         return;
-    source.fd = fd;
-    AskEverythingAt(source, now);
+    }
+    int opened = TakeOpened(source.opener);
+    if (opened != STILL_OPENING)
+        NoteOpening(source, now, opened);
+    else if (now - source.openAt >= LONGEST_OPENING)
+        source.openError = ETIMEDOUT;
 }
 
 // The UPS's status comes first: what it is can wait.
@@ -101,6 +120,8 @@ void CountFailure(SerialSource& source, int64_t now)
     SerialRequest request = source.asked;
     ForgetReply(source);
     source.tries[request]++;
+    if (request == REQUEST_STATUS)
+        source.unanswered++;
     if (source.tries[request] < TRIES) {
         source.askAt[request] = now;
         return;
@@ -109,17 +130,10 @@ void CountFailure(SerialSource& source, int64_t now)
     source.askAt[request] = now + (request == REQUEST_STATUS ? STATUS_PERIOD : NAMES_PERIOD);
 }
 
-void CountSilence(SerialSource& source, int64_t now)
-{
-    int64_t slept = now - source.ranAt - LONGEST_RUN;
-    if (slept > 0)
-        source.heardAt += slept;
-    source.ranAt = now;
-}
-
 void NoteStatus(SerialSource& source, int64_t now)
 {
     source.heardAt = now;
+    source.unanswered = 0;
     if (source.isLost) { // another UPS may stand there now
         source.askAt[REQUEST_RATING] = now;
         source.askAt[REQUEST_MODEL] = now;
@@ -219,6 +233,12 @@ void SendPending(SerialSource& source, int64_t now)
     source.pending[0] = '\0';
 }
 
+// A UPS that nobody asked, the daemon having been held up, is given the time to answer.
+bool HasOnlyBeenAsked(const SerialSource& source)
+{
+    return source.asked == REQUEST_STATUS && source.unanswered == 0;
+}
+
 void RunOpenLine(SerialSource& source, int64_t now, UpsNames& names, SerialNews& news)
 {
     ReadReplies(source, now, names, news);
@@ -239,25 +259,34 @@ void StartSerialSource(SerialSource& source, const char* device, int64_t now)
     source = {};
     CopyField(source.device, device);
     source.fd = -1;
+    source.opener = NO_OPENER;
     source.openAt = now;
     source.heardAt = now;
-    source.ranAt = now;
 }
 
 void StopSerialSource(SerialSource& source)
 {
+    GiveUpOpening(source.opener);
     CloseLine(source, 0);
 }
 
 void LeaveSerialLine(SerialSource& source)
 {
+    GiveUpOpening(source.opener);
     if (source.fd >= 0)
         close(source.fd);
     source.fd = -1;
 }
 
+int SerialDescriptor(const SerialSource& source)
+{
+    return source.fd >= 0 ? source.fd : source.opener.fd;
+}
+
 int64_t NextSerialMoment(const SerialSource& source)
 {
+    if (source.opener.child > 0)
+        return INT64_MAX;
     if (source.fd < 0)
         return source.openAt;
     if (source.asked != REQUEST_NONE)
@@ -272,12 +301,11 @@ void RunSerialSource(SerialSource& source, int64_t now, UpsNames& names, SerialN
 {
     news.hasReading = false;
     news.status[0] = news.rating[0] = news.model[0] = '\0';
-    CountSilence(source, now);
-    if (source.fd < 0 && now >= source.openAt)
+    if (source.fd < 0)
         TryToOpen(source, now);
     if (source.fd >= 0)
         RunOpenLine(source, now, names, news);
-    if (now - source.heardAt >= LOST_AFTER)
+    if (now - source.heardAt >= LOST_AFTER && !HasOnlyBeenAsked(source))
         source.isLost = true;
 }
 

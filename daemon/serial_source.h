@@ -4,6 +4,7 @@
 #pragma once
 
 #include "daemon/reading.h"
+#include "daemon/serial_opener.h"
 #include "daemon/trace.h"
 #include "settings/tolv_lib.h"
 
@@ -17,8 +18,9 @@ struct SerialSource {
     char device[SETTINGS_TEXT_SIZE];
     bool mustBeFree;                // not to be opened while another program holds it
     int fd;                         // -1 while the device cannot be opened
-    int openError;                  // errno of the last try to open it, 0 while it is open
-    int64_t openAt;                 // when the next try is due
+    SerialOpener opener;            // at work on it
+    int openError;                  // errno of the last try, 0 while it is open or was not tried
+    int64_t openAt;                 // when the next try is due, or the one under way began
     SerialRequest asked;            // the request whose reply is awaited
     int64_t replyBy;                // when that reply is given up
     int64_t askAt[SERIAL_REQUESTS]; // when each request is due
@@ -27,7 +29,7 @@ struct SerialSource {
     char line[REPLY_ROOM]; // what has come of the reply
     size_t length;
     int64_t heardAt; // the last good status reply, or the start
-    int64_t ranAt;   // the last run: the time of a suspension is nobody's silence
+    int unanswered;  // requests for the status since then
     bool isLost;
     unsigned garbled; // replies of another shape since the start
     Trace trace;
@@ -48,11 +50,14 @@ void StopSerialSource(SerialSource& source);
 // Closes the line for this process alone: what was written goes out.
 void LeaveSerialLine(SerialSource& source);
 
+// To be polled for input: the line, or what opens it; -1 while there is neither.
+int SerialDescriptor(const SerialSource& source);
+
 // When RunSerialSource wants to run although nothing came in.
 int64_t NextSerialMoment(const SerialSource& source);
 
-// Takes what came in, asks what is due, opens a device that is back, and waits for nothing
-// but that. What the UPS says of itself goes to names.
+// Takes what came in, asks what is due, has a device opened that is back, and waits for
+// nothing. What the UPS says of itself goes to names.
 void RunSerialSource(SerialSource& source, int64_t now, UpsNames& names, SerialNews& news);
 
 // SendSerialText would take a text.

@@ -23,7 +23,6 @@ constexpr int64_t ROUND_PERIOD = 2000;
 constexpr int64_t NAMES_PERIOD = 600000;
 constexpr int64_t RESTART_AFTER = 2000;
 constexpr int64_t WORKER_SILENCE = 60000; // more than all the requests of a round can take
-constexpr int64_t LONGEST_RUN = 2000;     // more between two runs was a suspension
 constexpr int FAILURES_TO_BE_LOST = 2;
 
 // What the worker says of a round: at once what the safety hangs on, then the rest, for which
@@ -276,14 +275,6 @@ bool ReadReports(SnmpSource& source, int64_t now, UpsNames& names, SnmpNews& new
     return count < 0 && (errno == EAGAIN || errno == EINTR);
 }
 
-void PassOverSuspension(SnmpSource& source, int64_t now)
-{
-    int64_t slept = now - source.ranAt - LONGEST_RUN;
-    if (slept > 0)
-        source.heardAt += slept;
-    source.ranAt = now;
-}
-
 } // namespace
 
 void StartSnmpSource(SnmpSource& source, const char* address, const char* community, int64_t now)
@@ -295,7 +286,6 @@ void StartSnmpSource(SnmpSource& source, const char* address, const char* commun
     source.fd = -1;
     source.startAt = now;
     source.heardAt = now;
-    source.ranAt = now;
 }
 
 void StopSnmpSource(SnmpSource& source)
@@ -319,7 +309,6 @@ void RunSnmpSource(SnmpSource& source, int64_t now, UpsNames& names, SnmpNews& n
 {
     news.hasReading = false;
     news.isWhole = false;
-    PassOverSuspension(source, now);
     if (source.worker < 0 && now >= source.startAt && !StartWorker(source, now))
         source.failures++;
     if (source.worker < 0)

@@ -16,8 +16,7 @@ struct SnmpSource {
     int fd;          // of the socket to it, -1 likewise
     int64_t startAt; // when a worker that died is started anew
     int64_t heardAt; // the last report of any kind
-    int64_t ranAt;
-    int failures; // rounds in a row without the input voltage
+    int failures;    // rounds in a row without the input voltage
     Trace trace;
 };
 

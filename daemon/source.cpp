@@ -91,7 +91,7 @@ bool IsOtherSource(const Source& source, const PowerConfig& cfg)
 int SourceDescriptor(const Source& source)
 {
     if (source.path == PATH_SERIAL)
-        return source.serial.fd;
+        return SerialDescriptor(source.serial);
     return source.path == PATH_AGENT ? source.snmp.fd : -1;
 }
 

@@ -38,7 +38,8 @@ struct Source {
 UpsPath PathOfSettings(const PowerConfig& cfg);
 
 // By the settings: a serial line, an agent, or none where the mode is another one or the
-// address stands for no agent. Moments are milliseconds of the clock that counts suspension.
+// address stands for no agent. Moments are milliseconds of a clock that stands still while the
+// machine is suspended: nothing is asked then, and nothing that is not heard is a silence.
 void StartSource(Source& source, const PowerConfig& cfg, int64_t now);
 
 // Closes the line, or ends the worker that asks the agent, at once. How the UPS is reached

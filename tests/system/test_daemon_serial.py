@@ -8,8 +8,9 @@ import pytest
 import queues
 import tolvd as daemon
 import world
-from tolvd import REPLIES, Tolvd, record_events, recorded, serial_settings
-from world import wait_until
+from tolvd import (REPLIES, Tolvd, leave_outage, record_events, recorded, serial_settings,
+                   wait_recorded)
+from world import bin as built, wait_until
 
 STATUS_FILE, RATING_FILE, MODEL_FILE = REPLIES
 
@@ -283,3 +284,39 @@ def test_a_daemon_whose_log_nobody_reads_goes_on(serial_ups, tolvd):
         running.wait_status(load=80)
     finally:
         running.close()
+
+
+# --- an adapter that is broken ------------------------------------------------------------
+
+
+@pytest.fixture
+def slow_line():
+    """The environment of a daemon whose line takes two minutes to open."""
+    return {"LD_PRELOAD": built("tests/libslow_line.so"), "SLOW_LINE": world.DEVICE,
+            "SLOW_LINE_SECONDS": "120", "ASAN_OPTIONS":
+            os.environ.get("ASAN_OPTIONS", "") + ":verify_asan_link_order=0"}
+
+
+def children_of(pid):
+    with open(f"/proc/{pid}/task/{pid}/children", encoding="ascii") as source:
+        return [int(child) for child in source.read().split()]
+
+
+def test_a_line_that_takes_long_to_open_holds_nothing_up(serial_ups, tolvd, slow_line):
+    serial_settings()
+    leave_outage(40)
+    running = tolvd(ready=False, env=slow_line)
+    running.wait_log(f"the line {world.DEVICE} cannot be opened: Connection timed out")
+
+    def Opening():
+        children = children_of(running.pid)
+        return children if len(children) == 1 else None  # what announces ends soon
+    opening = wait_until(Opening, what="a single child")
+    running.wait_log("the UPS does not answer: the delays of the power failure go on")
+    running.reload()
+    assert wait_until(Opening, what="a single child") == opening, "one at a time"
+    # The UPS that cannot be told holds it up by 15 s at the most.
+    decided = running.wait_log("the system goes down now")
+    assert wait_recorded("shutdown", "-h now").at - decided.at < 30
+    running.stop()
+    wait_until(lambda: not os.path.exists(f"/proc/{opening[0]}"), what="its end")

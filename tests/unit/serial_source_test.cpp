@@ -63,6 +63,17 @@ class SerialProtocol : public testing::Test {
     {
         now += milliseconds;
         RunSerialSource(source, now, names, news);
+        WaitForLine(source, now);
+    }
+
+    // The line is opened by another process.
+    void WaitForLine(SerialSource& opening, int64_t moment)
+    {
+        while (opening.opener.child > 0) {
+            pollfd input = {SerialDescriptor(opening), POLLIN, 0};
+            ASSERT_EQ(poll(&input, 1, LONG), 1);
+            RunSerialSource(opening, moment, names, news);
+        }
     }
 
     // What the daemon wrote since the last call. A terminal hands a request over when it
@@ -255,11 +266,16 @@ TEST_F(SerialProtocol, LosesASilentUpsAfterFiveSecondsAndAsksItAnewWhatItIs)
     EXPECT_EQ(Heard(), "I\r");
 }
 
-TEST_F(SerialProtocol, CountsNoTimeInWhichNothingRan)
+TEST_F(SerialProtocol, AsksTheUpsOnceMoreAfterTimeInWhichNothingRan)
 {
     BeginWell();
-    Run(3600 * 1000);
+    Run(30 * 1000);
     EXPECT_FALSE(source.isLost);
+    EXPECT_EQ(Heard(), "Q1\r");
+    Run(999);
+    EXPECT_FALSE(source.isLost);
+    Run(1);
+    EXPECT_TRUE(source.isLost);
 }
 
 TEST_F(SerialProtocol, GivesUpARequestThatTheUpsDoesNotKnow)
@@ -315,15 +331,16 @@ TEST_F(SerialProtocol, OpensALineThatIsBack)
 TEST_F(SerialProtocol, GivesWayToAnotherProgramOnlyWhenItShall)
 {
     SerialSource other = {};
-    SerialNews itsNews;
     Run();
     StartSerialSource(other, "/run/line", now);
     other.mustBeFree = true;
-    RunSerialSource(other, now, names, itsNews);
+    RunSerialSource(other, now, names, news);
+    WaitForLine(other, now);
     EXPECT_EQ(other.fd, -1);
     EXPECT_EQ(other.openError, EBUSY);
     other.mustBeFree = false;
-    RunSerialSource(other, now + 1000, names, itsNews);
+    RunSerialSource(other, now + 1000, names, news);
+    WaitForLine(other, now + 1000);
     EXPECT_EQ(other.openError, 0);
     ASSERT_GE(other.fd, 0);
     EXPECT_FALSE(LockSerialLine(other.fd)) << "the first one holds it";

@@ -65,6 +65,7 @@ struct PolicyBench {
     int64_t now = start;
     time_t wall = 1714557600; // Wednesday, 1 May 2024, 10:00 in Greenwich
     int64_t wallRest = 0;     // milliseconds beyond it
+    int64_t slept = 0;        // milliseconds since the last round
     std::vector<std::string> said;
 
     PolicyBench()
@@ -104,12 +105,13 @@ struct PolicyBench {
     {
         PolicyReading reading = {ups == Ups::failed || ups == Ups::low,
                                  ups == Ups::low || ups == Ups::goodLow};
-        PolicyInput input = {now, wall, LINK_HEARD, &reading};
+        PolicyInput input = {now, slept, wall, LINK_HEARD, &reading};
         if (ups == Ups::silent || ups == Ups::lost || ups == Ups::none)
             input.reading = nullptr;
         if (ups == Ups::lost || ups == Ups::none)
             input.link = ups == Ups::lost ? LINK_LOST : LINK_NONE;
         StepPolicy(state, input, actions);
+        slept = 0;
         Listen();
     }
 
@@ -126,6 +128,14 @@ struct PolicyBench {
     void Round(double seconds, Ups ups)
     {
         Pass(seconds);
+        Ask(ups);
+    }
+
+    // The machine sleeps for so many seconds, and a round follows.
+    void Sleep(double seconds, Ups ups)
+    {
+        Pass(seconds);
+        slept += static_cast<int64_t>(seconds * 1000.0 + 0.5);
         Ask(ups);
     }
 

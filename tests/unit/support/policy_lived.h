@@ -14,6 +14,7 @@ struct Settings {
 
 struct Round {
     int64_t now;
+    int64_t slept; // of the time since the round before
     time_t wall;
     Ups ups;
     Settings settings;

@@ -67,8 +67,15 @@ class Rules {
         return PauseBefore(i) > 5000;
     }
 
-    // Time without a reading, a round counting a second at most; what was before a time in
-    // which nobody watched does not count, unless the outage was in doubt already.
+    // The machine slept or stood still.
+    bool IsDoubtfulFrom(size_t i) const
+    {
+        return NobodyWatchedBefore(i) &&
+               (history.rounds[i].slept > 5000 || PauseBefore(i) > 300000);
+    }
+
+    // Time without a reading, sleep left out and a round counting five seconds at most; what was
+    // before a sleep does not count, unless the outage was in doubt already.
     int64_t Silence(size_t i) const
     {
         int64_t silence = 0;
@@ -76,8 +83,8 @@ class Rules {
             Ups ups = history.rounds[k].ups;
             if (HasReading(ups) || ups == Ups::none)
                 break;
-            silence += std::min<int64_t>(PauseBefore(k), 1000);
-            if (NobodyWatchedBefore(k) && !FactsOf(k).isDoubted)
+            silence += std::min<int64_t>(PauseBefore(k) - history.rounds[k].slept, 5000);
+            if (IsDoubtfulFrom(k) && !FactsOf(k).isDoubted)
                 break;
         }
         return silence;
@@ -144,7 +151,7 @@ class Rules {
         Facts last = FactsOf(i);
         Facts fact = {};
         fact.isLost = IsLost(i);
-        bool isDoubted = last.outageSince && (last.isDoubted || NobodyWatchedBefore(i));
+        bool isDoubted = last.outageSince && (last.isDoubted || IsDoubtfulFrom(i));
         bool isLongPast = isDoubted && round->now - *last.lookedAt > 300000;
         SayLink(last, fact, isLongPast);
         FindOutage(i, last, fact, isDoubted, isLongPast);
