@@ -134,6 +134,36 @@ void Decide(Daemon& daemon, int64_t now, const Reading* reading)
 
 // --- orders ------------------------------------------------------------------------------
 
+void TellOfDamage(const Daemon& daemon)
+{
+    if (daemon.policy.settings.isDamaged)
+        WriteLog(LOG_ALERT,
+                 "the settings are damaged, their communication mode being %d: NOTHING is "
+                 "protected, and no schedule obeyed",
+                 daemon.cfg.commMode);
+}
+
+// Nobody may learn of that only when the mains fail.
+void TellOfNoUps(Daemon& daemon, bool tellUsers, int64_t now)
+{
+    WriteLog(LOG_ALERT, "the new settings took the UPS away: NOTHING is protected any more");
+    Raise(daemon, PolicyEvent(POLICY_UPS_LOST), now);
+    if (tellUsers)
+        Announce(daemon.announcers,
+                 "UPS: the settings name no UPS any more: this system is NOT protected.", now);
+}
+
+// Watches the UPS that the new settings name.
+void ChangeSource(Daemon& daemon, int64_t now)
+{
+    bool wasWatched = daemon.source.path != PATH_NONE;
+    StopSource(daemon.source);
+    RemoveReplyFiles();
+    StartReading(daemon);
+    if (wasWatched && daemon.source.path == PATH_NONE)
+        TellOfNoUps(daemon, daemon.policy.settings.tellsUsers, now);
+}
+
 // A file that cannot be read leaves everything as it was.
 void ReloadSettings(Daemon& daemon, int64_t now)
 {
@@ -149,13 +179,11 @@ void ReloadSettings(Daemon& daemon, int64_t now)
     bool isOtherSource = IsOtherSource(daemon.source, cfg);
     daemon.cfg = cfg;
     memcpy(daemon.sched, sched, sizeof(sched));
-    if (isOtherSource) {
-        StopSource(daemon.source);
-        RemoveReplyFiles();
-        StartReading(daemon);
-    }
+    if (isOtherSource) // while the policy still has the old settings
+        ChangeSource(daemon, now);
     PolicyActions actions;
     ChangePolicySettings(daemon.policy, cfg, sched, actions);
+    TellOfDamage(daemon);
     CarryOut(daemon, actions, now);
 }
 
@@ -344,6 +372,7 @@ void StartWork(Daemon& daemon)
     daemon.stored = ReadKeptOutage();
     PolicyActions actions;
     StartPolicy(daemon.policy, daemon.cfg, daemon.sched, daemon.stored, now, actions);
+    TellOfDamage(daemon);
     StartReading(daemon);
     FindEarlierDeed(daemon);
     CarryOut(daemon, actions, now);

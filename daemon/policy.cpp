@@ -196,7 +196,7 @@ void TakeNoUps(PolicyState& state, PolicyActions& actions)
     state.isKnown = false;
     state.goodSince = NEVER;
     state.silence = 0;
-    if (state.isDoubted)
+    if (state.isDoubted && !state.settings.isDamaged)
         EndOutage(state, POLICY_OUTAGE_FORGOTTEN, actions);
 }
 
@@ -315,7 +315,13 @@ void ChangePolicySettings(PolicyState& state, const PowerConfig& cfg, const Sche
 {
     actions.count = 0;
     AddAction(actions, POLICY_SETTINGS);
+    PolicySettings before = state.settings;
     TakeSettings(state, cfg, sched, actions);
+    if (!state.settings.isDamaged)
+        return;
+    state.settings = before;
+    state.settings.isDamaged = true;
+    state.settings.isScheduleOn = false;
 }
 
 void StepPolicy(PolicyState& state, const PolicyInput& input, PolicyActions& actions)

@@ -128,7 +128,8 @@ void StartPolicy(PolicyState& state, const PowerConfig& cfg, const ScheduleEntry
                  const PolicyKept& kept, int64_t now, PolicyActions& actions);
 
 // Takes over new settings without resetting what runs. They count from the next StepPolicy,
-// which is to follow at once.
+// which is to follow at once. Of damaged ones only that is taken over: the old ones stay, but
+// for the schedule, and so does an outage that is doubted.
 void ChangePolicySettings(PolicyState& state, const PowerConfig& cfg, const ScheduleEntry sched[7],
                           PolicyActions& actions);
 

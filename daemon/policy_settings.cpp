@@ -56,7 +56,8 @@ int MakePolicySettings(const PowerConfig& cfg, const ScheduleEntry sched[7],
     settings.acFailDelay = TakeDelay(cfg.acFailDelay, AC_FAIL_DELAY_MOST);
     settings.battLowDelay = TakeDelay(cfg.battLowDelay, BATT_LOW_DELAY_MOST);
     settings.offDelay = TakeOffDelay(cfg.upsOffDelay);
-    settings.isScheduleOn = cfg.scheduleOn == 1;
+    settings.isDamaged = cfg.commMode != COMM_SERIAL && cfg.commMode != COMM_SNMP;
+    settings.isScheduleOn = cfg.scheduleOn == 1 && !settings.isDamaged;
     settings.tellsUsers = cfg.countdownOn == 1;
     settings.turnsUpsOff = cfg.turnOffUps == 1;
     std::copy_n(sched, 7, settings.schedule);

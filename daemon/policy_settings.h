@@ -19,12 +19,14 @@ struct PolicySettings {
     bool isScheduleOn;         // the weekly schedule shuts down
     bool tellsUsers;           // the countdown goes to every user, not only to the log
     bool turnsUpsOff;          // the UPS is told before the system goes down
+    bool isDamaged;            // the communication mode is none: whatever else they say is chance
     ScheduleEntry schedule[7]; // without the times that no clock shows
 };
 
 // A delay outside its range becomes the nearest one in it; an off delay that is zero,
 // negative or no number becomes three minutes, since a UPS must not go off under a system
 // that is still stopping. A time of the schedule that no clock shows is no event. Gives the
-// sum of the BAD_ values that apply.
+// sum of the BAD_ values that apply. Settings whose communication mode is neither serial nor
+// SNMP hold no schedule: where that one is wrong others have slipped into strange places.
 int MakePolicySettings(const PowerConfig& cfg, const ScheduleEntry sched[7],
                        PolicySettings& settings);

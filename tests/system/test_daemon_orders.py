@@ -279,3 +279,25 @@ def test_presence_is_shown_every_second(serial_ups, tolvd):
     check_time(GatherFive, 3.5, 7)
     assert {kind for kind, _ in queues.drain("heartbeatQueue")} == {4}
     assert rights("heartbeatQueue") == (0, 0, 0o666), "everybody's screen reads it"
+
+
+# --- settings that take the UPS away --------------------------------------------------------
+
+
+@pytest.mark.parametrize("changes, damaged", [({"comm_mode": 192, "schedule_on": 1}, True),
+                                              ({"comm_mode": 1, "snmp_ip": "127.0.0.1"}, False)])
+def test_settings_without_a_ups_are_told_to_everybody(serial_ups, tolvd, changes, damaged):
+    record_events()
+    serial_settings()
+    running = tolvd()
+    serial_settings(**changes, countdown_on=0)
+    running.reload()
+    running.wait_status(ups="none", source="none", status=1, scheduled_at=None)
+    assert running.wait_log("took the UPS away: NOTHING is protected").priority == 1
+    alerts = running.lines("settings are damaged, their communication mode being 192")
+    assert [line.priority for line in alerts] == ([1] if damaged else [])
+    wait_recorded("event", "ups-lost")
+    wait_recorded("wall", "UPS: the settings name no UPS any more: this system is NOT protected.")
+    serial_settings()
+    running.reload()
+    running.wait_ready()

@@ -136,4 +136,54 @@ TEST(PolicySettings, KnowsOneAndNothingElseAsOn)
     }
 }
 
+// --- settings that are damaged -------------------------------------------------------------
+
+TEST(PolicyDamage, LeavesTheScheduleOut)
+{
+    UseZone(BERLIN);
+    time_t ten = LocalMoment(2024, 5, 1, 22, 0);
+    for (int mode : {0, 1, 192, 2, -1}) {
+        for (bool atStart : {true, false}) {
+            PolicyBench bench;
+            UseWeek(bench, ShutdownOn(WEDNESDAY, 22, 0));
+            bench.wall = ten - 60;
+            bench.cfg.commMode = atStart ? mode : 0;
+            bench.Start();
+            bench.Round(1, Ups::good);
+            bench.cfg.commMode = mode;
+            bench.Change();
+            bench.Run(100, Ups::none);
+            EXPECT_EQ(bench.HasBegun(), mode == 0 || mode == 1) << mode;
+        }
+    }
+}
+
+TEST(PolicyDamage, ForgetsNoOutage)
+{
+    for (int mode : {0, 192}) {
+        PolicyBench bench;
+        bench.cfg.commMode = mode;
+        bench.Start({bench.now - 100000, NEVER, bench.now});
+        bench.Run(60, Ups::none);
+        EXPECT_EQ(bench.Count("forgotten"), mode == 0);
+        bench.cfg.commMode = 0;
+        bench.Change();
+        bench.Run(1000, Ups::failed);
+        EXPECT_EQ(bench.ShutdownAt(), mode == 0 ? 361 : 200);
+    }
+}
+
+TEST(PolicyDamage, LeavesTheOldDelaysInForce)
+{
+    PolicyBench bench;
+    bench.Start();
+    bench.Ask(Ups::failed);
+    bench.Run(100, Ups::failed);
+    bench.cfg.commMode = 192;
+    bench.cfg.acFailDelay = 1;
+    bench.Change();
+    bench.Run(1000, Ups::none);
+    EXPECT_EQ(bench.ShutdownAt(), 300);
+}
+
 } // namespace
