@@ -160,6 +160,7 @@ void ChangeSource(Daemon& daemon, int64_t now)
     StopSource(daemon.source);
     RemoveReplyFiles();
     StartReading(daemon);
+    ForgetUps(daemon.policy);
     if (wasWatched && daemon.source.path == PATH_NONE)
         TellOfNoUps(daemon, daemon.policy.settings.tellsUsers, now);
 }

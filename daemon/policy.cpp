@@ -192,10 +192,7 @@ void NoticeGap(PolicyState& state, const PolicyInput& input)
 
 void TakeNoUps(PolicyState& state, PolicyActions& actions)
 {
-    state.isLost = false;
-    state.isKnown = false;
-    state.goodSince = NEVER;
-    state.silence = 0;
+    ForgetUps(state);
     if (state.isDoubted && !state.settings.isDamaged)
         EndOutage(state, POLICY_OUTAGE_FORGOTTEN, actions);
 }
@@ -322,6 +319,14 @@ void ChangePolicySettings(PolicyState& state, const PowerConfig& cfg, const Sche
     state.settings = before;
     state.settings.isDamaged = true;
     state.settings.isScheduleOn = false;
+}
+
+void ForgetUps(PolicyState& state)
+{
+    state.isLost = false;
+    state.isKnown = false;
+    state.goodSince = NEVER;
+    state.silence = 0;
 }
 
 void StepPolicy(PolicyState& state, const PolicyInput& input, PolicyActions& actions)

@@ -133,6 +133,10 @@ void StartPolicy(PolicyState& state, const PowerConfig& cfg, const ScheduleEntry
 void ChangePolicySettings(PolicyState& state, const PowerConfig& cfg, const ScheduleEntry sched[7],
                           PolicyActions& actions);
 
+// From here on another UPS is watched: what the last one said, or did not say, is no word of it.
+// An outage goes on.
+void ForgetUps(PolicyState& state);
+
 // One round: to be called with every reading, and every second without one. After a sleep of
 // more than five seconds, or five minutes without a call for any reason, an outage is doubted as
 // at a start. Time in which the daemon alone was held up counts like any other.

@@ -301,3 +301,18 @@ def test_settings_without_a_ups_are_told_to_everybody(serial_ups, tolvd, changes
     serial_settings()
     running.reload()
     running.wait_ready()
+
+
+def test_another_ups_is_unknown_until_it_is_heard(serial_ups, tolvd):
+    serial_settings()
+    running = tolvd()
+    serial_settings(com_port="/run/no-such-line")
+    running.reload()
+    running.wait_status(ups="starting", mains="unknown", battery="unknown", status=1)
+    running.wait_status(ups="lost")
+    serial_ups.serial("silent on")
+    serial_settings()
+    running.reload()
+    running.wait_status(ups="starting", mains="unknown", status=1)
+    serial_ups.serial("silent off")
+    running.wait_ready(mains="good", status=0)

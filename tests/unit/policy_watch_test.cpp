@@ -359,4 +359,34 @@ TEST(PolicyStall, OfMoreThanFiveMinutesIsLikeASleep)
     }
 }
 
+// --- another UPS ---------------------------------------------------------------------------
+
+TEST(PolicyOtherUps, IsNeitherGoodNorLostBeforeItSaidAnything)
+{
+    for (Ups before : {Ups::good, Ups::goodLow, Ups::lost, Ups::silent}) {
+        PolicyBench bench;
+        bench.Start();
+        bench.Run(19, before);
+        ForgetUps(bench.state);
+        bench.Run(19, Ups::silent);
+        EXPECT_EQ(PolicyStatus(bench.state), 1);
+        EXPECT_EQ(bench.Count("ups-lost"), before == Ups::lost);
+        bench.Run(1, Ups::silent);
+        EXPECT_EQ(bench.Count("ups-lost"), before == Ups::lost ? 2 : 1);
+    }
+}
+
+TEST(PolicyOtherUps, HasGoodMainsForTenSecondsOfItsOwnToEndAnOutage)
+{
+    PolicyBench bench;
+    bench.Start();
+    bench.Ask(Ups::failed);
+    bench.Run(9, Ups::good);
+    ForgetUps(bench.state);
+    bench.Run(10, Ups::good);
+    EXPECT_EQ(bench.Count("mains-back"), 0);
+    bench.Run(1, Ups::good);
+    EXPECT_EQ(bench.Count("mains-back"), 1);
+}
+
 } // namespace
