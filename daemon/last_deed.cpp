@@ -26,6 +26,7 @@ namespace {
 constexpr int64_t EVENT_LIMIT = 5000;
 constexpr int64_t SYNC_LIMIT = 10000;
 constexpr int64_t UPS_LIMIT = 15000;
+constexpr int64_t DELAY_LIMIT = 2000;             // leaves time for what comes after it
 constexpr int64_t WRITE_LIMIT = UPS_LIMIT - 1000; // what was written has still to leave
 constexpr int64_t PROGRAM_LIMIT = 60000;
 constexpr int64_t QUIET_LINE = 300; // milliseconds without a byte: no reply is under way
@@ -142,6 +143,36 @@ void LogOutput(int output)
     }
 }
 
+// A UPS whose own delay is shorter than the one that its agent did not take would cut the
+// power under a system that is still stopping. One that is silent gets its order all the same.
+bool IsDelayTooShort(const PolicyOrder& order)
+{
+    int wanted = static_cast<int>(order.offDelay * 60.0F);
+    int outcome = SET_UNANSWERED;
+    ObjectText kept;
+    UPS_setvalue(OID_SHUTDOWN_DELAY, wanted, &outcome);
+    if (outcome != SET_REFUSED)
+        return false;
+    bool isRead = ReadObject(OID_SHUTDOWN_DELAY, kept);
+    return !isRead || atoi(kept.text) < wanted;
+}
+
+// For what is printed, see LogOutput.
+bool OrderAgent(const PolicyOrder& order)
+{
+    bool isUnsafe = DoWithin(DELAY_LIMIT, [&] { return OpenAgent() && IsDelayTooShort(order); });
+    if (isUnsafe) {
+        printf("failed to set the turn-off delay, which is too short: the UPS stays on\n");
+        return true;
+    }
+    if (!OpenAgent())
+        return false;
+    UPS_shutdown(static_cast<double>(order.offDelay), order.restartMinutes, 1);
+    if (WasWriteRefused())
+        printf("failed to turn the UPS off: its agent refuses it\n");
+    return true;
+}
+
 // The agent is not asked first whether it is there: when only its answers are lost, the
 // order still reaches it.
 void TellAgent(const Deed& deed)
@@ -159,10 +190,7 @@ void TellAgent(const Deed& deed)
         dup2(ends[1], STDOUT_FILENO);
         setvbuf(stdout, nullptr, _IONBF, 0);
         upsconf_load(deed.cfg.snmpIp, deed.cfg.snmpCommunity);
-        if (!OpenAgent())
-            return false;
-        UPS_shutdown(static_cast<double>(order.offDelay), order.restartMinutes, 1);
-        return true;
+        return OrderAgent(order);
     });
     LogOutput(ends[0]);
     if (!isDone)

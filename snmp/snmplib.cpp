@@ -21,6 +21,7 @@ static char valueText[RESULT_TEXT_SIZE];
 static char* value[name_length] = {valueText};
 static ObjectIdText getOIDs;
 static ObjectIdText setDelayOID;                // of every set, whatever it writes
+static int lastOutcome;                         // of a set, a SET_ code
 [[maybe_unused]] static ObjectIdText setOffOID; // no set needs a second one
 
 namespace {
@@ -180,7 +181,12 @@ void UPS_setvalue(const char* objectId, int number, int* result)
     const char* const values[] = {text};
     // Unlike a get, a set does go to a loopback address; kept.
     snmpset(ss, oids, "i", values, 1, &outcome);
-    *result = outcome;
+    *result = lastOutcome = outcome;
+}
+
+bool WasWriteRefused()
+{
+    return lastOutcome == SET_REFUSED;
 }
 
 int UPS_close()

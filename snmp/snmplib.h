@@ -86,6 +86,9 @@ int ReadNumber(const char* objectId);
 // SET_ code. Without a session the exchange fails.
 void UPS_setvalue(const char* objectId, int number, int* result);
 
+// Whether the agent refused the last write; silence is no refusal.
+bool WasWriteRefused();
+
 // Closes the session: the library's result, 0 without a session.
 int UPS_close();
 

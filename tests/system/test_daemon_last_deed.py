@@ -122,6 +122,31 @@ def test_an_agent_whose_answers_are_lost_is_told(agent, tolvd):
     assert alert.priority == 1
 
 
+def refused(agent, tolvd, name):
+    """A shutdown whose agent refuses to write an object; the daemon."""
+    agent_settings()
+    agent.freeze()
+    agent.mains("fail")
+    agent.error(name, "genErr")
+    leave_outage(DELAY - 6)
+    running = tolvd()
+    decided = running.wait_log("the system goes down now", timeout=120)
+    assert wait_recorded("shutdown", "-h now", timeout=120).at - decided.at < 20
+    return running
+
+
+def test_an_agent_that_refuses_the_delay_is_not_told_to_turn_off(agent, tolvd):
+    running = refused(agent, tolvd, "off_delay")
+    assert running.wait_log("turn-off delay, which is too short: the UPS stays on").priority == 1
+    writes = [line for line in agent.log() if line.startswith("set ")]
+    assert writes and not [line for line in writes if ".6.2." in line], writes
+
+
+def test_an_agent_that_refuses_the_order_is_an_alert(agent, tolvd):
+    running = refused(agent, tolvd, "sleep")
+    assert running.wait_log("failed to turn the UPS off: its agent refuses it").priority == 1
+
+
 def test_a_hangup_reads_the_settings_again(serial_ups, tolvd):
     serial_settings()
     running = tolvd()

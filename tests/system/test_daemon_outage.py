@@ -16,7 +16,8 @@ from world import wait_until
 
 DELAY = 60
 UPS = ".1.3.6.1.4.1.935.1.1.1."
-SLEEP_ORDER = [f"set {UPS}5.2.10.0 integer 180", f"set {UPS}5.2.11.0 integer 3",
+DELAY_ORDER = f"set {UPS}5.2.10.0 integer 180"  # whether it is taken is seen first
+SLEEP_ORDER = [DELAY_ORDER, DELAY_ORDER, f"set {UPS}5.2.11.0 integer 3",
                f"set {UPS}6.2.3.0 integer 2"]
 ROUND = {"serial": 1, "snmp": 2}
 
