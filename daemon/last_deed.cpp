@@ -44,6 +44,7 @@ struct Deed {
     int line; // the serial line, -1 without one
     const EventEnvironment& environment;
     bool isDryRun;
+    bool isMarked; // a daemon that follows can find it
 };
 
 // Waits for a child of this process; false when its time was over.
@@ -57,15 +58,33 @@ bool WaitUntil(pid_t pid, int64_t endBy, int* status)
     return true;
 }
 
+void DoNothing(int /*signal*/)
+{
+}
+
+// In this process; the alarm ends a call that hangs.
+template <typename Work> bool DoHereWithin(int64_t limit, Work work)
+{
+    struct sigaction interrupt = {};
+    interrupt.sa_handler = DoNothing;
+    sigaction(SIGALRM, &interrupt, nullptr);
+    alarm(static_cast<unsigned>(limit / 1000));
+    bool isDone = work();
+    alarm(0);
+    return isDone;
+}
+
 // Does something slow in a process of its own, or, where none can be made, in this one; true
-// when it was done in time.
-template <typename Work> bool DoWithin(int64_t limit, Work work)
+// when it was done in time. A descriptor that is the other process's from then on is closed.
+template <typename Work> bool DoWithin(int64_t limit, Work work, int handedOver = -1)
 {
     pid_t pid = fork();
     if (pid < 0)
-        return work();
+        return DoHereWithin(limit, work);
     if (pid == 0)
         _exit(work() ? 0 : 1);
+    if (handedOver >= 0)
+        close(handedOver);
     int status = -1;
     if (WaitUntil(pid, BootMilliseconds() + limit, &status))
         return WIFEXITED(status) && WEXITSTATUS(status) == 0;
@@ -109,7 +128,8 @@ bool WriteOrder(Deed& deed, const char* text, int64_t endBy)
     return false;
 }
 
-// A broken adapter can hold up every single step for as long as it likes.
+// A broken adapter can hold up every single step for as long as it likes. Were the line kept
+// open here, an adapter that is plugged in again would come back under another name.
 void TellSerialUps(Deed& deed)
 {
     char text[16];
@@ -118,12 +138,14 @@ void TellSerialUps(Deed& deed)
         WriteLog(LOG_NOTICE, "dry run: would tell the UPS %s", text);
         return;
     }
-    bool isTold = DoWithin(UPS_LIMIT, [&] {
+    auto tell = [&] {
         if (!WriteOrder(deed, text, BootMilliseconds() + WRITE_LIMIT))
             return false;
         DrainSerialLine(deed.line);
         return true;
-    });
+    };
+    bool isTold = DoWithin(UPS_LIMIT, tell, deed.line);
+    deed.line = -1;
     if (isTold)
         WriteLog(LOG_NOTICE, "the UPS was told %s", text);
     else
@@ -200,39 +222,6 @@ void TellAgent(const Deed& deed)
     close(ends[1]);
 }
 
-// True when the program exited with 0. Where no process can be made any more it takes this
-// one's place.
-bool RunToTheEnd(const char* const arguments[])
-{
-    Child child = {-1, 0};
-    int status = -1;
-    if (!StartChild(child, arguments, nullptr, BootMilliseconds() + PROGRAM_LIMIT)) {
-        execv(arguments[0], const_cast<char* const*>(arguments));
-        return false;
-    }
-    while (WatchChild(child, BootMilliseconds(), &status))
-        PauseSeconds(LOOK_PERIOD);
-    return status != -1 && WIFEXITED(status) && WEXITSTATUS(status) == 0;
-}
-
-// Nothing may keep the machine up now: what fails is tried by the other way, for ever.
-void ShutDown(const Deed& deed)
-{
-    if (deed.isDryRun) {
-        WriteLog(LOG_NOTICE, "dry run: would run /sbin/shutdown -h now");
-        return;
-    }
-    const char* const* programs[] = {SHUTDOWN, POWEROFF};
-    for (int attempt = 0;; attempt++) {
-        const char* const* program = programs[attempt % 2];
-        WriteLog(LOG_ALERT, "running %s", program[0]);
-        if (RunToTheEnd(program))
-            return;
-        WriteLog(LOG_EMERG, "%s failed: the system does not go down", program[0]);
-        PauseSeconds(PAUSE_BETWEEN_TRIES);
-    }
-}
-
 // When a living process began, in the kernel's own ticks: a number that comes again belongs
 // to another one. 0 when there is none.
 long long StartOfProcess(pid_t pid)
@@ -253,29 +242,77 @@ long long StartOfProcess(pid_t pid)
 }
 
 // For a daemon that follows; the process does it itself, so that its own cannot be killed
-// in between.
-void LeaveMark()
+// in between. To be called again and again: there may be room later.
+void LeaveMark(Deed& deed)
 {
+    if (deed.isDryRun || deed.isMarked)
+        return;
     char text[64];
     pid_t pid = getpid();
     FormatText(text, sizeof(text), "%d %lld\n", static_cast<int>(pid), StartOfProcess(pid));
-    ReplaceWholeFile(LAST_DEED_PATH, text, strlen(text), 0644);
+    deed.isMarked = ReplaceWholeFile(LAST_DEED_PATH, text, strlen(text), 0644);
+    if (!deed.isMarked)
+        WriteLog(LOG_ERR, "%s cannot be written: %s", LAST_DEED_PATH, strerror(errno));
+}
+
+// Where no process can be made for it nothing is flushed, since a disk that hangs cannot be
+// interrupted: the programs that follow flush as well.
+void FlushDisks()
+{
+    pid_t deed = getpid();
+    DoWithin(SYNC_LIMIT, [&] {
+        if (getpid() != deed)
+            sync();
+        return true;
+    });
+}
+
+// True when the program exited with 0. Where no process can be made any more it takes this
+// one's place.
+bool RunToTheEnd(const char* const arguments[])
+{
+    Child child = {-1, 0};
+    int status = -1;
+    if (!StartChild(child, arguments, nullptr, BootMilliseconds() + PROGRAM_LIMIT)) {
+        execv(arguments[0], const_cast<char* const*>(arguments));
+        return false;
+    }
+    while (WatchChild(child, BootMilliseconds(), &status))
+        PauseSeconds(LOOK_PERIOD);
+    return status != -1 && WIFEXITED(status) && WEXITSTATUS(status) == 0;
+}
+
+// Nothing may keep the machine up now: what fails is tried by the other way, for ever.
+void ShutDown(Deed& deed)
+{
+    if (deed.isDryRun) {
+        WriteLog(LOG_NOTICE, "dry run: would run /sbin/shutdown -h now");
+        return;
+    }
+    const char* const* programs[] = {SHUTDOWN, POWEROFF};
+    for (int attempt = 0;; attempt++) {
+        const char* const* program = programs[attempt % 2];
+        LeaveMark(deed);
+        WriteLog(LOG_ALERT, "running %s", program[0]);
+        if (RunToTheEnd(program))
+            return;
+        WriteLog(LOG_EMERG, "%s failed: the system does not go down", program[0]);
+        PauseSeconds(PAUSE_BETWEEN_TRIES);
+    }
 }
 
 [[noreturn]] void DoLastDeed(Deed& deed)
 {
     setsid();
-    ResetSignals();
+    ResetActions();
     for (int ignored : {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGPIPE})
         signal(ignored, SIG_IGN);
-    if (!deed.isDryRun)
-        LeaveMark();
+    UnblockSignals();
+    LeaveMark(deed);
     deed.line = KeepOpenOnlyLog(deed.line);
     RaiseShutdownEvent(deed);
-    DoWithin(SYNC_LIMIT, [] {
-        sync();
-        return true;
-    });
+    LeaveMark(deed);
+    FlushDisks();
     if (deed.order.tellUps && deed.path == PATH_SERIAL)
         TellSerialUps(deed);
     if (deed.order.tellUps && deed.path == PATH_AGENT)
@@ -291,9 +328,9 @@ void LeaveMark()
 pid_t BeginLastDeed(const PolicyOrder& order, const Source& source, const PowerConfig& cfg,
                     const EventEnvironment& environment, bool isDryRun, bool inThisProcess)
 {
-    Deed deed = {order,       cfg,
-                 source.path, source.path == PATH_SERIAL ? source.serial.fd : -1,
-                 environment, isDryRun};
+    Deed deed = {
+        order,       cfg,      source.path, source.path == PATH_SERIAL ? source.serial.fd : -1,
+        environment, isDryRun, false};
     pid_t pid = inThisProcess ? 0 : fork();
     if (pid == 0)
         DoLastDeed(deed);

@@ -43,13 +43,23 @@ pid_t unwaited[UNWAITED];
 
 } // namespace
 
-void ResetSignals()
+void ResetActions()
 {
     for (int number = 1; number < NSIG; number++)
         signal(number, SIG_DFL);
+}
+
+void UnblockSignals()
+{
     sigset_t none;
     sigemptyset(&none);
     sigprocmask(SIG_SETMASK, &none, nullptr);
+}
+
+void ResetSignals()
+{
+    ResetActions();
+    UnblockSignals();
 }
 
 void SendStreamsToNull()

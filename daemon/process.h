@@ -18,7 +18,13 @@ int KeepOpenOnly(int kept);
 // Standard streams on /dev/null.
 void SendStreamsToNull();
 
-// Default actions for all signals, none of them blocked.
+// Default actions for all signals.
+void ResetActions();
+
+// No signal is blocked.
+void UnblockSignals();
+
+// Both.
 void ResetSignals();
 
 // In a child, right after fork: default signals, none blocked, standard streams on

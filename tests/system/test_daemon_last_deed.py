@@ -1,5 +1,6 @@
 """The process that shuts the system down: watched, begun again, and left to do its work."""
 
+import contextlib
 import os
 import signal
 
@@ -7,6 +8,7 @@ import pytest
 
 import queues
 import tolvd as daemon
+import world
 from tolvd import (agent_settings, boot_now, leave_outage, put_program, recorded,  # noqa
                    serial_settings, serial_ups, tolvd, wait_recorded)
 from world import wait_until
@@ -86,6 +88,39 @@ def test_a_mark_that_names_no_such_process_is_none(serial_ups, tolvd, mark):
         target.write(mark)
     tolvd().wait_status(status=0, mains="good")
     os.remove(daemon.LAST_DEED)
+
+
+def test_a_mark_that_cannot_be_written_is_tried_again(serial_ups, tolvd):
+    os.makedirs(daemon.LAST_DEED + ".new")
+    running = go_down(serial_ups, tolvd)
+    failed = running.wait_log(daemon.LAST_DEED + " cannot be written")
+    assert failed.priority == 3
+    os.rmdir(daemon.LAST_DEED + ".new")
+    wait_until(lambda: os.path.exists(daemon.LAST_DEED), what="its mark")
+    wait_recorded("shutdown", "-h now")
+
+
+def holders(device):
+    """The processes that have this device open, or had before it vanished."""
+    found = []
+    for pid in filter(str.isdigit, os.listdir("/proc")):
+        with contextlib.suppress(OSError):
+            found += [pid for fd in os.listdir(f"/proc/{pid}/fd")
+                      if os.readlink(f"/proc/{pid}/fd/{fd}").startswith(device)]
+    return found
+
+
+def test_nobody_holds_a_line_that_vanished(serial_ups, tolvd):
+    """Else an adapter that is plugged in again comes back under another name."""
+    device = os.path.realpath(world.DEVICE)
+    running = go_down(serial_ups, tolvd)
+    assert holders(device)
+    serial_ups.serial("vanish")
+    wait_until(lambda: not holders(device), what="the line's end")
+    assert not running.lines("could not be told")
+    serial_ups.serial("return")
+    wait_recorded("shutdown", "-h now")
+    assert orders(serial_ups) == ["serial S03R0003"]
 
 
 def test_a_dry_run_leaves_no_mark(serial_ups, tolvd):
