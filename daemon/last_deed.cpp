@@ -10,6 +10,7 @@
 #include "snmp/snmplib.h"
 #include "snmp/upsconf.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -28,8 +29,9 @@ constexpr int64_t SYNC_LIMIT = 10000;
 constexpr int64_t UPS_LIMIT = 15000;
 constexpr int64_t DELAY_LIMIT = 2000;             // leaves time for what comes after it
 constexpr int64_t WRITE_LIMIT = UPS_LIMIT - 1000; // what was written has still to leave
-constexpr int64_t PROGRAM_LIMIT = 60000;
-constexpr int64_t QUIET_LINE = 300; // milliseconds without a byte: no reply is under way
+constexpr int64_t LONGEST_PROGRAM = 60000;
+constexpr int64_t SHORTEST_PROGRAM = 10000; // that is given up
+constexpr int64_t QUIET_LINE = 300;         // milliseconds without a byte: no reply is under way
 constexpr double LOOK_PERIOD = 0.02;
 constexpr double PAUSE_BETWEEN_TRIES = 10.0;
 
@@ -267,19 +269,31 @@ void FlushDisks()
     });
 }
 
-// True when the program exited with 0. Where no process can be made any more it takes this
-// one's place.
-bool RunToTheEnd(const char* const arguments[])
+// How long a program that hangs is waited for: the UPS may go off meanwhile.
+int64_t ProgramLimit(const PolicyOrder& order)
+{
+    if (!order.tellUps)
+        return LONGEST_PROGRAM;
+    auto third = static_cast<int64_t>(order.offDelay * 60000.0F / 3.0F);
+    return std::clamp(third, SHORTEST_PROGRAM, LONGEST_PROGRAM);
+}
+
+enum ProgramEnd { PROGRAM_DONE, PROGRAM_FAILED, PROGRAM_HUNG };
+
+// Where no process can be made any more the program takes this one's place.
+ProgramEnd RunToTheEnd(const char* const arguments[], int64_t limit)
 {
     Child child = {-1, 0};
     int status = -1;
-    if (!StartChild(child, arguments, nullptr, BootMilliseconds() + PROGRAM_LIMIT)) {
+    if (!StartChild(child, arguments, nullptr, BootMilliseconds() + limit)) {
         execv(arguments[0], const_cast<char* const*>(arguments));
-        return false;
+        return PROGRAM_FAILED;
     }
     while (WatchChild(child, BootMilliseconds(), &status))
         PauseSeconds(LOOK_PERIOD);
-    return status != -1 && WIFEXITED(status) && WEXITSTATUS(status) == 0;
+    if (status == -1)
+        return PROGRAM_HUNG;
+    return WIFEXITED(status) && WEXITSTATUS(status) == 0 ? PROGRAM_DONE : PROGRAM_FAILED;
 }
 
 // Nothing may keep the machine up now: what fails is tried by the other way, for ever.
@@ -294,10 +308,13 @@ void ShutDown(Deed& deed)
         const char* const* program = programs[attempt % 2];
         LeaveMark(deed);
         WriteLog(LOG_ALERT, "running %s", program[0]);
-        if (RunToTheEnd(program))
+        ProgramEnd end = RunToTheEnd(program, ProgramLimit(deed.order));
+        if (end == PROGRAM_DONE)
             return;
-        WriteLog(LOG_EMERG, "%s failed: the system does not go down", program[0]);
-        PauseSeconds(PAUSE_BETWEEN_TRIES);
+        WriteLog(LOG_EMERG, "%s %s: the system does not go down", program[0],
+                 end == PROGRAM_HUNG ? "hangs" : "failed");
+        if (end == PROGRAM_FAILED)
+            PauseSeconds(PAUSE_BETWEEN_TRIES);
     }
 }
 

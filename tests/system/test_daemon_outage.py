@@ -365,6 +365,18 @@ def test_a_shutdown_that_fails_is_followed_by_poweroff(serial_ups, tolvd, whole_
     assert orders(serial_ups) == ["serial S03R0003"]
 
 
+def test_a_shutdown_that_hangs_is_given_up_before_the_ups_goes_off(serial_ups, tolvd,
+                                                                   whole_programs):
+    with open("/sbin/shutdown", "a", encoding="ascii") as target:
+        target.write("exec sleep 1000\n")
+    running = go_down(serial_ups, tolvd, ups_off_delay=0.7)
+    hangs = running.wait_log("/sbin/shutdown hangs: the system does not go down", timeout=120)
+    assert hangs.priority == 0
+    call = wait_recorded("shutdown", "-h now")
+    assert 13.5 < hangs.at - call.at < 20, "a third of 42 seconds"
+    assert wait_recorded("poweroff", "").at - hangs.at < 5
+
+
 def test_what_fails_is_tried_in_turn_until_one_works(serial_ups, tolvd, whole_programs):
     break_program("/sbin/shutdown", "fails")
     break_program("/sbin/poweroff", "fails")
