@@ -26,7 +26,9 @@ struct Daemon {
     Announcers announcers;
     pid_t lastDeed;     // that shuts the system down, -1 without one
     bool isToGoDown;    // the policy said so, or an earlier daemon's did
-    bool isDeedDone;    // the own one did all it had to
+    bool isDeedDone;    // it did all it had to
+    int64_t downAt;     // when it had
+    int64_t stillUpAt;  // when to say next that the system is up all the same
     int failedDeeds;    // tries to begin it
     unsigned garbled;   // replies of another shape that were told of
     int64_t garbledAt;  // when they were

@@ -1,12 +1,11 @@
 #include "daemon/last_deed.h"
 
 #include "base/system.h"
-#include "base/text.h"
+#include "daemon/deed_mark.h"
 #include "daemon/log.h"
 #include "daemon/process.h"
 #include "daemon/serial_line.h"
 #include "daemon/state_files.h"
-#include "daemon/whole_file.h"
 #include "snmp/snmplib.h"
 #include "snmp/upsconf.h"
 
@@ -224,35 +223,12 @@ void TellAgent(const Deed& deed)
     close(ends[1]);
 }
 
-// When a living process began, in the kernel's own ticks: a number that comes again belongs
-// to another one. 0 when there is none.
-long long StartOfProcess(pid_t pid)
-{
-    char path[64];
-    char text[512];
-    FormatText(path, sizeof(path), "/proc/%d/stat", static_cast<int>(pid));
-    ReadSmallFile(path, text, sizeof(text));
-    const char* afterName = strrchr(text, ')');
-    char state = 'Z';
-    long long start = 0;
-    if (afterName != nullptr)
-        sscanf(afterName + 1,
-               " %c %*d %*d %*d %*d %*d %*u %*u %*u %*u %*u %*u %*u %*d %*d %*d %*d"
-               " %*d %*d %lld",
-               &state, &start);
-    return state != 'Z' ? start : 0;
-}
-
-// For a daemon that follows; the process does it itself, so that its own cannot be killed
-// in between. To be called again and again: there may be room later.
+// For a daemon that follows. To be called again and again: there may be room later.
 void LeaveMark(Deed& deed)
 {
     if (deed.isDryRun || deed.isMarked)
         return;
-    char text[64];
-    pid_t pid = getpid();
-    FormatText(text, sizeof(text), "%d %lld\n", static_cast<int>(pid), StartOfProcess(pid));
-    deed.isMarked = ReplaceWholeFile(LAST_DEED_PATH, text, strlen(text), 0644);
+    deed.isMarked = MarkDeedBegun();
     if (!deed.isMarked)
         WriteLog(LOG_ERR, "%s cannot be written: %s", LAST_DEED_PATH, strerror(errno));
 }
@@ -335,8 +311,8 @@ void ShutDown(Deed& deed)
     if (deed.order.tellUps && deed.path == PATH_AGENT)
         TellAgent(deed);
     ShutDown(deed);
-    if (!deed.isDryRun)
-        unlink(LAST_DEED_PATH);
+    if (!deed.isDryRun && !MarkDeedDone())
+        WriteLog(LOG_ERR, "%s cannot be written: %s", LAST_DEED_PATH, strerror(errno));
     _exit(0);
 }
 
@@ -352,15 +328,4 @@ pid_t BeginLastDeed(const PolicyOrder& order, const Source& source, const PowerC
     if (pid == 0)
         DoLastDeed(deed);
     return pid;
-}
-
-pid_t FindLastDeed()
-{
-    char text[64];
-    int pid = 0;
-    long long start = 0;
-    ReadSmallFile(LAST_DEED_PATH, text, sizeof(text));
-    if (sscanf(text, "%d %lld", &pid, &start) != 2 || pid < 2 || start <= 0)
-        return -1;
-    return StartOfProcess(pid) == start ? pid : -1;
 }

@@ -15,6 +15,3 @@
 // which ends with it. The process takes over a serial line that is open.
 pid_t BeginLastDeed(const PolicyOrder& order, const Source& source, const PowerConfig& cfg,
                     const EventEnvironment& environment, bool isDryRun, bool inThisProcess);
-
-// The last deed that an earlier daemon began and that still runs, or -1.
-pid_t FindLastDeed();

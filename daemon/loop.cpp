@@ -2,12 +2,12 @@
 
 #include "base/system.h"
 #include "base/text.h"
-#include "daemon/events.h"
+#include "daemon/ending.h"
 #include "daemon/hearing.h"
-#include "daemon/last_deed.h"
 #include "daemon/log.h"
 #include "daemon/notify.h"
 #include "daemon/process.h"
+#include "daemon/raise.h"
 #include "daemon/reply_files.h"
 #include "daemon/state_files.h"
 #include "daemon/status_file.h"
@@ -15,62 +15,20 @@
 #include "daemon/whole_file.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <csignal>
 #include <cstring>
 #include <ctime>
 #include <initializer_list>
 #include <poll.h>
 #include <sys/signalfd.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
 
 constexpr int64_t TICK = 1000;
 constexpr int64_t LOOK_LAG = 60000; // of the last look in the outage's file
-constexpr int MOST_FAILED_DEEDS = 3;
-constexpr char TURN_OFF = 'S';  // begins every text that turns a UPS off
-constexpr int MOST_ORDERS = 16; // of one tick
-
-StatusView ViewOf(const Daemon& daemon, int64_t now)
-{
-    return {daemon.cfg,       daemon.source, daemon.policy,   daemon.reading,
-            daemon.readingAt, now,           daemon.isDryRun, daemon.isToGoDown};
-}
-
-void Raise(const Daemon& daemon, const char* event, int64_t now)
-{
-    EventEnvironment environment;
-    FillEnvironment(environment, ViewOf(daemon, now));
-    pid_t runner = RaiseEvent(event, environment);
-    if (runner > 0)
-        LeaveToCollect(runner);
-}
-
-// --- the end -----------------------------------------------------------------------------
-
-void TryLastDeed(Daemon& daemon, int64_t now)
-{
-    EventEnvironment environment;
-    FillEnvironment(environment, ViewOf(daemon, now));
-    bool inThisProcess = daemon.failedDeeds >= MOST_FAILED_DEEDS;
-    daemon.lastDeed = BeginLastDeed(daemon.policy.order, daemon.source, daemon.cfg, environment,
-                                    daemon.isDryRun, inThisProcess);
-    if (daemon.lastDeed > 0) {
-        LeaveSource(daemon.source);
-        return;
-    }
-    daemon.failedDeeds++;
-    WriteLog(LOG_EMERG, "the shutdown cannot be begun: %s", strerror(errno));
-}
-
-// From here on the line is the last deed's: nothing is asked any more.
-void GoDown(Daemon& daemon, int64_t now)
-{
-    daemon.isToGoDown = true;
-    TryLastDeed(daemon, now);
-}
+constexpr char TURN_OFF = 'S';      // begins every text that turns a UPS off
+constexpr int MOST_ORDERS = 16;     // of one tick
 
 // --- what the policy says ----------------------------------------------------------------
 
@@ -243,39 +201,6 @@ void WriteStatus(Daemon& daemon, int64_t now)
     daemon.isStateLost = !isKept;
 }
 
-// One that was killed or crashed is begun again: the order stands.
-void WatchOwnDeed(Daemon& daemon, int64_t now)
-{
-    int status = -1;
-    if (daemon.isDeedDone)
-        return;
-    if (daemon.lastDeed > 0) {
-        if (waitpid(daemon.lastDeed, &status, WNOHANG) == 0)
-            return;
-        daemon.isDeedDone = WIFEXITED(status) && WEXITSTATUS(status) == 0;
-        if (daemon.isDeedDone)
-            return;
-        WriteLog(LOG_EMERG, "the shutdown was cut off: it is begun again");
-    }
-    TryLastDeed(daemon, now);
-}
-
-// Of an earlier daemon's nobody knows the order: when it is gone and the system still here,
-// the UPS is watched again.
-void WatchDeed(Daemon& daemon, int64_t now)
-{
-    if (daemon.policy.order.cause != CAUSE_NONE) {
-        WatchOwnDeed(daemon, now);
-        return;
-    }
-    daemon.lastDeed = FindLastDeed();
-    daemon.isToGoDown = daemon.lastDeed > 0;
-    if (daemon.isToGoDown)
-        return;
-    WriteLog(LOG_ALERT, "the shutdown that an earlier daemon began is over, and the system up");
-    StartReading(daemon);
-}
-
 // The work of every second; true when the daemon is to end.
 bool Tick(Daemon& daemon, int64_t now)
 {
@@ -294,7 +219,7 @@ bool Tick(Daemon& daemon, int64_t now)
 int TimeLeft(const Daemon& daemon)
 {
     int64_t left = daemon.tickAt - BootMilliseconds();
-    if (!daemon.isToGoDown)
+    if (IsWatching(daemon))
         left = std::min(left, NextSourceMoment(daemon.source) - AwakeMilliseconds());
     return static_cast<int>(std::clamp<int64_t>(left, 0, TICK));
 }
@@ -314,7 +239,7 @@ bool ObeySignal(Daemon& daemon, int signals)
 // Waits for input, a signal or the next moment; true when a signal ends the daemon.
 bool WaitForWork(Daemon& daemon, int signals)
 {
-    int line = daemon.isToGoDown ? -1 : SourceDescriptor(daemon.source);
+    int line = IsWatching(daemon) ? SourceDescriptor(daemon.source) : -1;
     pollfd inputs[] = {{signals, POLLIN, 0}, {line, POLLIN, 0}};
     poll(inputs, 2, TimeLeft(daemon));
     return inputs[0].revents != 0 && ObeySignal(daemon, signals);
@@ -327,7 +252,7 @@ bool Watch(Daemon& daemon, int64_t now, bool isTick)
     SourceNews news = {};
     RunSource(daemon.source, AwakeMilliseconds(), news);
     const Reading* reading = TakeNews(daemon, now, news);
-    if (reading != nullptr || isTick)
+    if (!daemon.isToGoDown && (reading != nullptr || isTick))
         Decide(daemon, now, reading);
     KeepNews(daemon, news);
     return news.isWhole;
@@ -338,7 +263,7 @@ bool RunPass(Daemon& daemon)
 {
     int64_t now = BootMilliseconds();
     bool isTick = now >= daemon.tickAt;
-    bool isRound = !daemon.isToGoDown && Watch(daemon, now, isTick);
+    bool isRound = IsWatching(daemon) && Watch(daemon, now, isTick);
     bool isToEnd = isTick && Tick(daemon, now);
     if (isRound || (isTick && now - daemon.readingAt > TICK))
         WriteStatus(daemon, now);
@@ -352,16 +277,6 @@ void LoadSettings(Daemon& daemon)
         WriteLog(LOG_WARNING, "the settings cannot be read whole: what is missing has its default");
 }
 
-// While what an earlier daemon began is at work, nothing is asked or decided.
-void FindEarlierDeed(Daemon& daemon)
-{
-    daemon.lastDeed = FindLastDeed();
-    daemon.isToGoDown = daemon.lastDeed > 0;
-    if (daemon.isToGoDown)
-        WriteLog(LOG_ALERT, "the system is already being shut down by process %d",
-                 static_cast<int>(daemon.lastDeed));
-}
-
 void StartWork(Daemon& daemon)
 {
     int64_t now = BootMilliseconds();
@@ -370,6 +285,7 @@ void StartWork(Daemon& daemon)
     TakeOverQueues(daemon.queues);
     DropWaitingOrders(daemon.queues);
     RemoveReplyFiles();
+    ForgetOldDeed();
     daemon.stored = ReadKeptOutage();
     PolicyActions actions;
     StartPolicy(daemon.policy, daemon.cfg, daemon.sched, daemon.stored, now, actions);
@@ -386,8 +302,7 @@ void EndWork(Daemon& daemon)
 {
     TellStopping();
     Raise(daemon, "stop", BootMilliseconds());
-    if (!daemon.isToGoDown)
-        StopSource(daemon.source);
+    StopSource(daemon.source);
     RemoveReplyFiles();
     StoreOutage(daemon, 0);
     unlink(STATUS_PATH);

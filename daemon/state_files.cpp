@@ -15,14 +15,6 @@
 namespace {
 
 constexpr char BOOT_ID_PATH[] = "/proc/sys/kernel/random/boot_id";
-constexpr size_t BOOT_ID_SIZE = 37;
-
-// Moments count from the start of the machine: those of another start mean nothing.
-void ReadBootId(char (&id)[BOOT_ID_SIZE])
-{
-    ReadSmallFile(BOOT_ID_PATH, id, sizeof(id));
-    id[strcspn(id, "\n")] = '\0';
-}
 
 // A folder that anybody else could change would let him keep the daemon from starting, or
 // tell it of an outage.
@@ -61,11 +53,17 @@ int TakeDaemonLock()
     return error == EWOULDBLOCK ? LOCK_TAKEN : LOCK_FAILED;
 }
 
+void ReadBootId(BootId& id)
+{
+    ReadSmallFile(BOOT_ID_PATH, id, sizeof(id));
+    id[strcspn(id, "\n")] = '\0';
+}
+
 bool KeepOutage(const PolicyKept& kept)
 {
     if (kept.outageSince == NEVER)
         return unlink(OUTAGE_PATH) == 0 || errno == ENOENT;
-    char bootId[BOOT_ID_SIZE];
+    BootId bootId;
     char text[128];
     ReadBootId(bootId);
     FormatText(text, sizeof(text), "%s %" PRId64 " %" PRId64 " %" PRId64 "\n", bootId,
@@ -76,9 +74,9 @@ bool KeepOutage(const PolicyKept& kept)
 PolicyKept ReadKeptOutage()
 {
     PolicyKept kept = NOTHING_KEPT;
-    char bootId[BOOT_ID_SIZE];
+    BootId bootId;
     char text[128];
-    char keptId[BOOT_ID_SIZE];
+    BootId keptId;
     ReadBootId(bootId);
     ReadSmallFile(OUTAGE_PATH, text, sizeof(text));
     int found = sscanf(text, "%36s %" SCNd64 " %" SCNd64 " %" SCNd64, keptId, &kept.outageSince,

@@ -20,6 +20,11 @@ inline constexpr int LOCK_TAKEN = -2;  // another daemon holds it
 // it open. Its descriptor, or a LOCK_ code.
 int TakeDaemonLock();
 
+// The number of this boot of the machine. Moments count from its start: those of another one mean
+// nothing.
+using BootId = char[37];
+void ReadBootId(BootId& id);
+
 // Keeps what outlives the daemon, for this boot of the machine; false when it could not.
 bool KeepOutage(const PolicyKept& kept);
 

@@ -9,8 +9,8 @@ import pytest
 import queues
 import tolvd as daemon
 import world
-from tolvd import (agent_settings, boot_now, leave_outage, put_program, recorded,  # noqa
-                   serial_settings, serial_ups, tolvd, wait_recorded)
+from tolvd import (agent_settings, boot_now, leave_done, leave_outage, put_program,  # noqa
+                   recorded, request_times, serial_settings, serial_ups, tolvd, wait_recorded)
 from world import wait_until
 
 DELAY = 60
@@ -47,7 +47,7 @@ def test_it_is_begun_again_when_it_was_killed(serial_ups, tolvd):
     assert again.priority == 0
     call = wait_recorded("shutdown", "-h now")
     assert again.at < call.at < again.at + 15
-    wait_until(lambda: not os.path.exists(daemon.LAST_DEED), what="its end")
+    wait_until(daemon.last_deed_done, what="its end")
     assert orders(serial_ups) == ["serial S03R0003"]
     running.wait_status(status=3, pending="shutdown")
     running.stop()
@@ -78,6 +78,42 @@ def test_a_daemon_that_follows_watches_again_when_it_was_killed(serial_ups, tolv
     second.wait_log("the system goes down now, by the power failure")
     wait_recorded("shutdown", "-h now")
     assert len(recorded("shutdown")) == 1
+
+
+def test_a_daemon_that_follows_a_shutdown_begins_no_other(serial_ups, tolvd):
+    first = go_down(serial_ups, tolvd)
+    wait_recorded("shutdown", "-h now")
+    wait_until(daemon.last_deed_done, what="its end")
+    first.stop()
+    second = tolvd(ready=False)
+    told = second.wait_log("the system was told to go down [0-9]+ seconds ago: nothing is begun")
+    assert told.priority == 1
+    second.wait_status(ups="heard", status=3, pending="shutdown", shutdown_in=0)
+    asked = len(request_times(serial_ups, "serial Q1"))
+    wait_until(lambda: len(request_times(serial_ups, "serial Q1")) > asked + 8, what="rounds")
+    assert len(recorded("shutdown")) == 1 and os.path.exists(daemon.OUTAGE)
+    second.stop()
+
+
+def test_a_system_that_stays_up_is_an_emergency(serial_ups, tolvd):
+    serial_settings()
+    leave_done(570)
+    running = tolvd()
+    told = running.wait_log("the system should be down: it was told to 10 minutes ago")
+    assert told.priority == 0
+    assert running.status()["status"] == 3 and recorded("shutdown") == []
+
+
+def test_a_daemon_starts_afresh_long_after_a_shutdown_that_did_not_work(serial_ups, tolvd):
+    serial_settings()
+    leave_outage(700)
+    leave_done(601)
+    serial_ups.serial("silent on")
+    running = tolvd(ready=False)
+    running.wait_log("told to go down long ago, and is up: all begins afresh")
+    running.wait_status(ups="lost", status=1, pending="none")
+    assert not os.path.exists(daemon.LAST_DEED) and not os.path.exists(daemon.OUTAGE)
+    assert recorded("shutdown") == []
 
 
 @pytest.mark.parametrize("mark", ["", "1 1\n", "999999 -1\n", "-1 -1\n", "999999 0\n", "x"])

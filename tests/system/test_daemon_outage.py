@@ -390,7 +390,7 @@ def test_what_fails_is_tried_in_turn_until_one_works(serial_ups, tolvd, whole_pr
     with open("/sbin/poweroff", "w", encoding="ascii") as target:
         target.write(whole)
     running.wait_log("running /sbin/poweroff", timeout=120, count=2)
-    wait_until(lambda: not os.path.exists(daemon.LAST_DEED), what="the end of the last deed")
+    wait_until(daemon.last_deed_done, what="the end of the last deed")
     assert len(recorded("poweroff")) == 2 and len(recorded("shutdown")) == 2
 
 

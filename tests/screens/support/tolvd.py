@@ -133,15 +133,25 @@ def agent_settings(**changes):
                        "batt_low_delay": 1, **changes}).write()
 
 
+def boot_id():
+    with open("/proc/sys/kernel/random/boot_id", encoding="ascii") as source:
+        return source.read().strip()
+
+
+def leave_done(seconds):
+    """What is left when the system was told to go down so many seconds ago."""
+    os.makedirs(STATE, mode=0o755, exist_ok=True)
+    with open(LAST_DEED, "w", encoding="ascii") as target:
+        target.write(f"done {boot_id()} {int((boot_now() - seconds) * 1000)}\n")
+
+
 def leave_outage(seconds, unwatched=0):
     """What a daemon leaves that was ended in an outage, each so many seconds ago."""
-    with open("/proc/sys/kernel/random/boot_id", encoding="ascii") as source:
-        boot = source.read().strip()
     os.makedirs(STATE, mode=0o755, exist_ok=True)
     since = boot_now() - seconds
     with open(OUTAGE, "w", encoding="ascii") as target:
         looked = max(since, boot_now() - unwatched)
-        target.write(f"{boot} {int(since * 1000)} -1 {int(looked * 1000)}\n")
+        target.write(f"{boot_id()} {int(since * 1000)} -1 {int(looked * 1000)}\n")
     return since
 
 
@@ -258,8 +268,14 @@ def end_last_deed():
     try:
         with open(LAST_DEED, encoding="ascii") as source:
             os.kill(int(source.read().split()[0]), signal.SIGKILL)
-    except (FileNotFoundError, ProcessLookupError):
+    except (FileNotFoundError, ProcessLookupError, ValueError):  # the last: it has done its work
         pass
+
+
+def last_deed_done():
+    """Whether that process has done all it had to."""
+    with open(LAST_DEED, encoding="ascii") as source:
+        return source.read().startswith("done ")
 
 
 @pytest.fixture
