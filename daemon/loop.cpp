@@ -280,10 +280,10 @@ void LoadSettings(Daemon& daemon)
 void StartWork(Daemon& daemon)
 {
     int64_t now = BootMilliseconds();
-    LoadSettings(daemon);
     StartAnnouncers(daemon.announcers);
     TakeOverQueues(daemon.queues);
     DropWaitingOrders(daemon.queues);
+    LoadSettings(daemon); // a save after this is told by an order that is not dropped
     RemoveReplyFiles();
     ForgetOldDeed();
     daemon.stored = ReadKeptOutage();
