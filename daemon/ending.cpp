@@ -7,6 +7,7 @@
 #include "daemon/log.h"
 #include "daemon/process.h"
 #include "daemon/raise.h"
+#include "daemon/reply_files.h"
 #include "daemon/state_files.h"
 
 #include <cerrno>
@@ -76,6 +77,7 @@ void GoDown(Daemon& daemon, int64_t now)
 {
     daemon.isToGoDown = true;
     TryLastDeed(daemon, now);
+    RemoveReplyFiles(); // they grow no newer
 }
 
 void ForgetOldDeed()

@@ -1,6 +1,7 @@
 #include "daemon/hearing.h"
 
 #include "base/system.h"
+#include "base/text.h"
 #include "daemon/log.h"
 #include "daemon/process.h"
 #include "daemon/reply_files.h"
@@ -28,12 +29,19 @@ void NoteReplyFile(Daemon& daemon, bool isKept)
     daemon.isReplyLost = !isKept;
 }
 
+// Writes a reply that is new, or could not be written before.
+void KeepOrRemember(char (&reply)[REPLY_ROOM], const char* news, bool (*keep)(const char* reply))
+{
+    if (news != nullptr)
+        CopyField(reply, news);
+    if (reply[0] != '\0' && keep(reply))
+        reply[0] = '\0';
+}
+
 void KeepReplies(Daemon& daemon, const SourceNews& news)
 {
-    if (news.ratingReply != nullptr)
-        KeepRatingReply(news.ratingReply);
-    if (news.modelReply != nullptr)
-        KeepModelReply(news.modelReply);
+    KeepOrRemember(daemon.rating, news.ratingReply, KeepRatingReply);
+    KeepOrRemember(daemon.model, news.modelReply, KeepModelReply);
     if (news.statusReply != nullptr)
         NoteReplyFile(daemon, KeepStatusReply(news.statusReply));
 }
@@ -41,8 +49,10 @@ void KeepReplies(Daemon& daemon, const SourceNews& news)
 void RemoveOldReplies(Daemon& daemon)
 {
     bool isSilent = daemon.source.state == SOURCE_LOST;
-    if (isSilent && !daemon.isReplySilent)
+    if (isSilent && !daemon.isReplySilent) {
         RemoveReplyFiles();
+        daemon.rating[0] = daemon.model[0] = '\0';
+    }
     daemon.isReplySilent = isSilent;
 }
 
@@ -85,6 +95,7 @@ void StartReading(Daemon& daemon)
     daemon.lineError = -1;
     daemon.garbled = 0;
     daemon.isReplySilent = false;
+    daemon.rating[0] = daemon.model[0] = '\0';
     LogSource(daemon.source, daemon.cfg);
 }
 
@@ -107,6 +118,7 @@ const Reading* TakeNews(Daemon& daemon, int64_t now, const SourceNews& news)
 
 void KeepNews(Daemon& daemon, const SourceNews& news)
 {
-    KeepReplies(daemon, news);
+    if (news.hasReading || news.ratingReply != nullptr || news.modelReply != nullptr)
+        KeepReplies(daemon, news);
     RemoveOldReplies(daemon);
 }

@@ -254,7 +254,8 @@ bool Watch(Daemon& daemon, int64_t now, bool isTick)
     const Reading* reading = TakeNews(daemon, now, news);
     if (!daemon.isToGoDown && (reading != nullptr || isTick))
         Decide(daemon, now, reading);
-    KeepNews(daemon, news);
+    if (!daemon.isToGoDown)
+        KeepNews(daemon, news);
     return news.isWhole;
 }
 

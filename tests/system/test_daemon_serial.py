@@ -286,6 +286,29 @@ def test_a_daemon_whose_log_nobody_reads_goes_on(serial_ups, tolvd):
         running.close()
 
 
+def test_the_replies_are_gone_when_the_shutdown_begins(serial_ups, tolvd):
+    serial_settings()
+    serial_ups.freeze()
+    serial_ups.mains("fail")
+    leave_outage(52)
+    tolvd().wait_log("the system goes down now", timeout=120)
+    wait_recorded("shutdown", "-h now")
+    assert not any(map(os.path.exists, REPLIES))
+
+
+def test_a_rating_and_a_model_are_written_when_there_is_room_again(serial_ups, tolvd):
+    serial_settings()
+    for path in REPLIES:
+        os.makedirs(path + ".new")
+    running = tolvd()
+    running.wait_log("the UPS's replies cannot be written")
+    wait_until(lambda: asked(serial_ups, "I") == 1, what="the model's request")
+    for path in REPLIES:
+        os.rmdir(path + ".new")
+    wait_replies()
+    assert asked(serial_ups, "F") == asked(serial_ups, "I") == 1
+
+
 # --- an adapter that is broken ------------------------------------------------------------
 
 
