@@ -4,6 +4,7 @@
 #include "daemon/state_files.h"
 #include "daemon/whole_file.h"
 
+#include <algorithm>
 #include <cctype>
 #include <cinttypes>
 #include <cmath>
@@ -136,27 +137,36 @@ void AddNames(Members& members, const UpsNames& names)
     AddNumber(members, "rated_frequency", names.ratedFrequency, 1);
 }
 
-const char* PendingName(const StatusView& view)
+// What shuts the system down next, and in how many seconds; not a number where that is not known.
+struct Pending {
+    const char* name;
+    double left;
+};
+
+// An outage that is doubted may be over, or due as soon as it is confirmed.
+Pending FindPending(const StatusView& view)
 {
+    const PolicyState& policy = view.policy;
     if (view.isGoingDown)
-        return "shutdown";
-    if (view.policy.kept.outageSince != NEVER)
-        return "outage";
-    return view.policy.scheduled.at != -1 ? "schedule" : "none";
+        return {"shutdown", 0};
+    if (policy.isDoubted)
+        return {"outage", NAN};
+    Pending next = {"none", NAN};
+    int64_t due = OutageDue(policy);
+    if (due != NEVER)
+        next = {"outage", std::max(0.0, static_cast<double>(due - view.now) / 1000)};
+    if (policy.scheduled.at == -1)
+        return next;
+    double left = std::max(0.0, static_cast<double>(policy.scheduled.at - time(nullptr)));
+    return due == NEVER || left < next.left ? Pending{"schedule", left} : next;
 }
 
-// What comes next, and in how many seconds.
 void AddPending(Members& members, const StatusView& view)
 {
     const PolicyState& policy = view.policy;
-    int64_t due = OutageDue(policy);
-    double left = NAN;
-    if (due != NEVER)
-        left = static_cast<double>(due - view.now) / 1000;
-    else if (policy.scheduled.at != -1)
-        left = static_cast<double>(policy.scheduled.at - time(nullptr));
-    AddText(members, "pending", PendingName(view));
-    AddNumber(members, "shutdown_in", view.isGoingDown ? 0.0 : left, 0);
+    Pending next = FindPending(view);
+    AddText(members, "pending", next.name);
+    AddNumber(members, "shutdown_in", next.left, 0);
     AddNumber(members, "outage_seconds",
               policy.kept.outageSince == NEVER
                   ? NAN

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <ctime>
 #include <gtest/gtest.h>
 #include <string>
 
@@ -113,6 +114,34 @@ TEST(StatusFile, TellsHowItIsInOneNumber)
     EXPECT_EQ(view.Member("status"), "3");
     EXPECT_EQ(view.Member("pending"), "\"shutdown\"");
     EXPECT_EQ(view.Member("shutdown_in"), "0");
+}
+
+TEST(StatusFile, TellsOfTheSoonerShutdownAndNeverOfAPastOne)
+{
+    View view;
+    view.policy.settings.acFailDelay = 60000;
+    struct {
+        int64_t outageSince;
+        int schedule; // seconds from now, 0 = none
+        const char* pending;
+        int least, most;
+    } const cases[] = {
+        {70000, 0, "outage", 30, 30},    {70000, 100, "outage", 30, 30},
+        {70000, 20, "schedule", 19, 20}, {NEVER, 20, "schedule", 19, 20},
+        {10000, 0, "outage", 0, 0},      {NEVER, -20, "schedule", 0, 0},
+    };
+    for (const auto& test : cases) {
+        view.policy.kept.outageSince = test.outageSince;
+        view.policy.scheduled.at = test.schedule == 0 ? -1 : time(nullptr) + test.schedule;
+        EXPECT_EQ(view.Member("pending"), std::string("\"") + test.pending + "\"");
+        EXPECT_GE(std::stoi(view.Member("shutdown_in")), test.least);
+        EXPECT_LE(std::stoi(view.Member("shutdown_in")), test.most);
+    }
+    view.policy.kept.outageSince = 70000;
+    view.policy.isDoubted = true;
+    EXPECT_EQ(view.Member("pending"), "\"outage\"");
+    EXPECT_EQ(view.Member("shutdown_in"), "null");
+    EXPECT_EQ(view.Member("outage_seconds"), "30");
 }
 
 TEST(StatusFile, EscapesWhatJsonWouldMisread)
