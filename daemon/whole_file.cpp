@@ -2,6 +2,7 @@
 
 #include "base/text.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -11,14 +12,20 @@ namespace {
 
 constexpr size_t PATH_ROOM = 128;
 
+int Create(const char* path, mode_t mode)
+{
+    return open(path, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode);
+}
+
 } // namespace
 
 bool ReplaceWholeFile(const char* path, const char* bytes, size_t length, mode_t mode)
 {
     char scratch[PATH_ROOM];
     FormatText(scratch, sizeof(scratch), "%s.new", path);
-    unlink(scratch); // of a daemon that was killed
-    int fd = open(scratch, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode);
+    int fd = Create(scratch, mode);
+    if (fd < 0 && errno == EEXIST && unlink(scratch) == 0) // of a daemon that was killed
+        fd = Create(scratch, mode);
     if (fd < 0)
         return false;
     bool isWhole =
