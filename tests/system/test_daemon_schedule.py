@@ -91,7 +91,8 @@ def test_a_schedule_that_is_switched_off_takes_effect_at_once(serial_ups, tolvd)
 def test_the_schedule_counts_without_a_ups_too(tolvd):
     """Nobody is told to turn off then."""
     at = coming_minute(ahead=2)
-    daemon.Settings(comm_mode=1, snmp_ip="127.0.0.1", schedule_on=1, schedule=schedule_of(at)).write()
+    daemon.Settings(comm_mode=1, snmp_ip="127.0.0.1", schedule_on=1,
+                    schedule=schedule_of(at)).write()
     running = tolvd(ready=False)
     assert running.wait_status(pending="schedule")["scheduled_at"] == int(at.timestamp())
     assert running.lines("NOTHING is protected")
