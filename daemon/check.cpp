@@ -38,19 +38,41 @@ void PrintNumber(const char* label, double number, const char* unit)
         printf("%-18s %g%s\n", label, number, unit);
 }
 
-void PrintReading(const Reading& reading, const UpsNames& names)
+void PrintSwitch(const char* label, bool isOn)
+{
+    printf("%-18s %s\n", label, isOn ? "yes" : "no");
+}
+
+// What only a UPS on a serial line tells.
+void PrintSwitches(const Reading& reading)
+{
+    PrintSwitch("UPS fault", reading.isFailed);
+    PrintSwitch("testing", reading.isTesting);
+    PrintSwitch("boost or buck", reading.isBoosting);
+    PrintSwitch("off-line type", reading.isStandby);
+}
+
+void PrintReading(const Reading& reading, const UpsNames& names, UpsPath path)
 {
     if (names.model[0] != '\0')
         printf("%-18s %s\n", "model", names.model);
     printf("%-18s %s\n", "mains", reading.mainsFailed ? "failed" : "good");
     printf("%-18s %s\n", "battery", reading.batteryLow ? "low" : "normal");
+    if (path == PATH_SERIAL)
+        PrintSwitches(reading);
     PrintNumber("input voltage", reading.inputVoltage, " V");
+    PrintNumber("fault voltage", reading.faultVoltage, " V");
     PrintNumber("output voltage", reading.outputVoltage, " V");
     PrintNumber("input frequency", reading.inputFrequency, " Hz");
     PrintNumber("load", reading.load, " %");
     PrintNumber("battery voltage", reading.batteryVoltage, " V");
     PrintNumber("battery charge", reading.batteryCharge, " %");
     PrintNumber("temperature", reading.temperature, " C");
+    PrintNumber("rated voltage", names.ratedVoltage, " V");
+    PrintNumber("rated current", names.ratedCurrent, " A");
+    PrintNumber("rated battery", names.ratedBattery, " V");
+    PrintNumber("rated frequency", names.ratedFrequency, " Hz");
+    PrintNumber("time on battery", reading.onBattery, " s");
 }
 
 // Runs the daemon's own questions until the UPS said how it is and what it is, or time is
@@ -120,7 +142,7 @@ int ReportLine(const PowerConfig& cfg)
     else if (!isAnswered)
         printf("The UPS does not answer on %s: check cable, device and baud rate.\n", cfg.comPort);
     else
-        PrintReading(reading, source.names);
+        PrintReading(reading, source.names, PATH_SERIAL);
     if (source.serial.garbled > 0)
         printf("%u replies were garbled.\n", source.serial.garbled);
     return isAnswered ? 0 : 1;
@@ -135,7 +157,7 @@ int ReportAgent(const PowerConfig& cfg)
                cfg.snmpIp);
         return 1;
     }
-    PrintReading(reading, names);
+    PrintReading(reading, names, PATH_AGENT);
     return 0;
 }
 

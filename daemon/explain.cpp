@@ -11,8 +11,6 @@
 
 namespace {
 
-constexpr size_t WHEN_SIZE = 64;
-
 void PrintWay(const PowerConfig& cfg, UpsPath path)
 {
     if (path == PATH_SERIAL)
@@ -38,19 +36,13 @@ void PrintDelays(const PolicySettings& settings)
     printf("Users %s told of a coming shutdown.\n", settings.tellsUsers ? "are" : "are not");
 }
 
-void FormatWhen(char (&text)[WHEN_SIZE], time_t at)
-{
-    tm local = LocalTime(at);
-    strftime(text, sizeof(text), "%Y-%m-%d %H:%M", &local);
-}
-
 void PrintReturn(const PolicySettings& settings, const ScheduledShutdown& next)
 {
     if (!next.hasStart) {
         printf("The UPS does not come back after that: no start follows.\n");
         return;
     }
-    char when[WHEN_SIZE] = "";
+    char when[WHEN_SIZE];
     int minutes = CutToRange(static_cast<int>(settings.offDelay), 1, 9999) +
                   CutToRange(next.restartMinutes, 1, 9999);
     FormatWhen(when, next.at + time_t{60} * minutes);
@@ -68,7 +60,7 @@ void PrintSchedule(const PolicySettings& settings)
         printf("The weekly schedule is on and holds no shutdown.\n");
         return;
     }
-    char when[WHEN_SIZE] = "";
+    char when[WHEN_SIZE];
     FormatWhen(when, next.at);
     printf("The weekly schedule shuts the system down next at %s.\n", when);
     if (settings.turnsUpsOff)
@@ -76,6 +68,13 @@ void PrintSchedule(const PolicySettings& settings)
 }
 
 } // namespace
+
+void FormatWhen(char (&text)[WHEN_SIZE], time_t at)
+{
+    tm local = LocalTime(at);
+    text[0] = '\0';
+    strftime(text, sizeof(text), "%Y-%m-%d %H:%M", &local);
+}
 
 void PrintSettings(const PowerConfig& cfg, const ScheduleEntry sched[7], UpsPath path)
 {

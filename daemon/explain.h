@@ -4,6 +4,14 @@
 #include "daemon/reading.h"
 #include "settings/tolv_lib.h"
 
+#include <cstddef>
+#include <ctime>
+
+inline constexpr size_t WHEN_SIZE = 64;
+
+// A moment as date and minute of the local time.
+void FormatWhen(char (&text)[WHEN_SIZE], time_t at);
+
 // Prints what the daemon does with these settings: how it reaches the UPS, when it shuts the
 // system down, what the UPS and users are told.
 void PrintSettings(const PowerConfig& cfg, const ScheduleEntry sched[7], UpsPath path);

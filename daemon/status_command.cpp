@@ -1,6 +1,7 @@
 #include "daemon/status_command.h"
 
 #include "base/text.h"
+#include "daemon/explain.h"
 #include "daemon/process.h"
 #include "daemon/state_files.h"
 #include "daemon/status_file.h"
@@ -31,11 +32,18 @@ bool IsFromLivingDaemon(const char* status)
     return isAlive && age >= 0 && age < STALE_AFTER;
 }
 
+enum LineKind {
+    LINE_PLAIN,
+    LINE_YES_NO,
+    LINE_WHEN // seconds since the epoch, shown as a date
+};
+
 // A line of the report; a value that is not known leaves its line out.
 struct Line {
     const char* label;
     const char* member;
     const char* unit;
+    LineKind kind = LINE_PLAIN;
 };
 
 constexpr Line LINES[] = {
@@ -45,18 +53,50 @@ constexpr Line LINES[] = {
     {"model", "model", ""},
     {"mains", "mains", ""},
     {"battery", "battery", ""},
+    {"UPS fault", "ups_failed", "", LINE_YES_NO},
+    {"testing", "testing", "", LINE_YES_NO},
+    {"boost or buck", "boosting", "", LINE_YES_NO},
+    {"off-line type", "standby", "", LINE_YES_NO},
     {"input voltage", "input_voltage", " V"},
+    {"fault voltage", "fault_voltage", " V"},
     {"output voltage", "output_voltage", " V"},
     {"input frequency", "input_frequency", " Hz"},
     {"load", "load", " %"},
     {"battery voltage", "battery_voltage", " V"},
     {"battery charge", "battery_charge", " %"},
     {"temperature", "temperature", " C"},
+    {"rated voltage", "rated_voltage", " V"},
+    {"rated current", "rated_current", " A"},
+    {"rated battery", "rated_battery", " V"},
+    {"rated frequency", "rated_frequency", " Hz"},
     {"time on battery", "time_on_battery", " s"},
     {"power failure for", "outage_seconds", " s"},
     {"pending", "pending", ""},
     {"shutdown in", "shutdown_in", " s"},
+    {"scheduled for", "scheduled_at", "", LINE_WHEN},
 };
+
+bool IsTrue(const char* value)
+{
+    return strcmp(value, "true") == 0;
+}
+
+void PrintLine(const Line& line, const char* value)
+{
+    char when[WHEN_SIZE];
+    switch (line.kind) {
+    case LINE_YES_NO:
+        value = IsTrue(value) ? "yes" : "no";
+        break;
+    case LINE_WHEN:
+        FormatWhen(when, atoll(value));
+        value = when;
+        break;
+    default:
+        break;
+    }
+    printf("%-18s %s%s\n", line.label, value, line.unit);
+}
 
 } // namespace
 
@@ -94,7 +134,7 @@ void PrintStatusLines(const char* status)
         char value[STATUS_VALUE_SIZE];
         FindStatusMember(status, line.member, value);
         if (value[0] != '\0')
-            printf("%-18s %s%s\n", line.label, value, line.unit);
+            PrintLine(line, value);
     }
 }
 

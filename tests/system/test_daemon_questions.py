@@ -2,7 +2,9 @@
 
 import json
 import os
+import re
 import stat
+import time
 
 import pytest
 
@@ -144,6 +146,61 @@ def test_the_exit_status_says_how_it_is(serial_ups, tolvd):
     assert code == 3
     assert json.loads(text).items() >= {"mains": "failed", "battery": "low", "status": 3,
                                         "pid": running.pid}.items()
+
+
+SERIAL_LINES = {"UPS fault": "no", "testing": "no", "boost or buck": "no", "off-line type": "yes",
+                "fault voltage": "140 V", "rated voltage": "220 V", "rated current": "4 A",
+                "rated battery": "24 V", "rated frequency": "60 Hz"}
+
+
+def as_lines(text):
+    """Label and value of each line of a report."""
+    return {line[:18].rstrip(): line[19:] for line in text.splitlines()}
+
+
+def tell_all(ups):
+    ups.serial("reply Q1 (228.0 140.0 229.0 035 50.0 13.6 25.0 00001000\\r")
+    ups.serial("reply F #220.0 004 24.00 60.0\\r")
+
+
+def check_lines(text, expected):
+    """The report holds these lines; numbers may show decimals that say nothing."""
+    found = as_lines(text)
+    for label, value in expected.items():
+        assert re.sub(r"\.0+(?= |$)", "", found.get(label, "none")) == value, label
+
+
+def test_everything_that_a_line_tells_is_shown(serial_ups, tolvd):
+    serial_settings()
+    tell_all(serial_ups)
+    check_lines(ask("--check").stdout, SERIAL_LINES)
+    tolvd().wait_status(rated_frequency=60.0, standby=True)
+    check_lines(status_of()[1], SERIAL_LINES)
+    assert "time on battery" not in as_lines(status_of()[1])
+    serial_ups.serial("reply Q1 (228.0 140.0 229.0 035 50.0 13.6 25.0 00110100\\r")
+    wait_until(lambda: daemon.read_status()["testing"], what="the test")
+    check_lines(status_of()[1], {"UPS fault": "yes", "testing": "yes", "boost or buck": "yes",
+                                 "off-line type": "no"})
+
+
+def test_what_an_agent_does_not_tell_has_no_line(agent, tolvd):
+    agent_settings()
+    agent.set("time_on_battery", 7)
+    shown = as_lines(ask("--check").stdout)
+    tolvd().wait_status(time_on_battery=7)
+    for lines in (shown, as_lines(status_of()[1])):
+        assert lines["time on battery"] == "7 s"
+        assert not set(SERIAL_LINES) & set(lines)
+
+
+def test_the_status_shows_the_next_scheduled_shutdown_as_a_date(serial_ups, tolvd):
+    settings = serial_settings(schedule_on=1)
+    assert "scheduled for" not in status_of()[1]
+    settings.schedule = [[-1, -1, 23, 59] for _ in range(7)]
+    settings.write()
+    at = tolvd().wait_status(pending="schedule")["scheduled_at"]
+    shown = as_lines(status_of()[1])["scheduled for"]
+    assert shown == time.strftime("%Y-%m-%d 23:59", time.localtime(at))
 
 
 def test_the_status_says_that_the_shutdown_has_begun(serial_ups, tolvd):
