@@ -180,6 +180,14 @@ int ReportDaemon(const PowerConfig& cfg)
     return 1;
 }
 
+// A dry run that was forgotten looks like protection.
+void PrintDryRun()
+{
+    char status[STATUS_TEXT_SIZE];
+    if (ReadRunningStatus(status, sizeof(status)) && IsDryRun(status))
+        printf("The daemon that runs is a dry run: nothing is protected.\n");
+}
+
 int Check(bool isDaemonTold)
 {
     PowerConfig cfg = {};
@@ -189,6 +197,7 @@ int Check(bool isDaemonTold)
         printf("The settings cannot be read whole: what is missing has its default.\n");
     UpsPath path = PathOfSettings(cfg);
     PrintSettings(cfg, sched, path);
+    PrintDryRun();
     printf("\n");
     fflush(stdout);
     char status[STATUS_TEXT_SIZE];

@@ -22,6 +22,7 @@ struct Daemon {
     int64_t readingAt; // its moment, NEVER before the first
     int64_t tickAt;    // when the work of every second is due
     int64_t asleep;    // how long the machine had been suspended at the last decision
+    int64_t remindAt;  // when the log says again that a dry run protects nothing
     OrderQueues queues;
     Announcers announcers;
     pid_t lastDeed;          // that shuts the system down, -1 without one

@@ -207,6 +207,7 @@ bool Tick(Daemon& daemon, int64_t now)
     TakeOverQueues(daemon.queues);
     ShowPresence();
     TellAlive();
+    RemindOfDryRun(daemon, now);
     ReadDebugSwitch(daemon);
     CollectUnwaited();
     WatchAnnouncers(daemon.announcers, now);

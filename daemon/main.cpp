@@ -7,6 +7,7 @@
 #include "daemon/setup.h"
 #include "daemon/state_files.h"
 #include "daemon/status_command.h"
+#include "daemon/status_file.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -43,13 +44,21 @@ bool Detach()
     return true;
 }
 
+int GiveWay()
+{
+    char status[STATUS_TEXT_SIZE];
+    bool isTrial = ReadRunningStatus(status, sizeof(status)) && IsDryRun(status);
+    return Fail(isTrial ? "another tolvd is running; it is a dry run: nothing is protected"
+                        : "another tolvd is running");
+}
+
 // The lock is taken before the parent says that all is well.
 int Run(const Options& options)
 {
     umask(022);
     int lock = TakeDaemonLock();
     if (lock == LOCK_TAKEN)
-        return Fail("another tolvd is running");
+        return GiveWay();
     int lockError = errno;
     if (!options.isForeground && !Detach())
         return Fail("no process can be made to run in the background");

@@ -128,6 +128,13 @@ bool ReadRunningStatus(char* text, size_t size)
     return ReadSmallFile(STATUS_PATH, text, size) > 0 && IsFromLivingDaemon(text);
 }
 
+bool IsDryRun(const char* status)
+{
+    char value[STATUS_VALUE_SIZE];
+    FindStatusMember(status, "dry_run", value);
+    return IsTrue(value);
+}
+
 void PrintStatusLines(const char* status)
 {
     for (const Line& line : LINES) {
@@ -136,6 +143,8 @@ void PrintStatusLines(const char* status)
         if (value[0] != '\0')
             PrintLine(line, value);
     }
+    if (IsDryRun(status))
+        printf("%-18s nothing is protected\n", "dry run");
 }
 
 int ShowStatus(bool isJson)

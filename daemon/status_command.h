@@ -9,6 +9,9 @@ int ShowStatus(bool isJson);
 // Reads the status of a daemon that runs now; false when there is none.
 bool ReadRunningStatus(char* text, size_t size);
 
+// The daemon that wrote this status only tries out: nothing is protected.
+bool IsDryRun(const char* status);
+
 // Prints the lines of a status.
 void PrintStatusLines(const char* status);
 

@@ -6,6 +6,7 @@
 namespace {
 
 constexpr size_t DURATION_SIZE = 48;
+constexpr int64_t REMINDER_PERIOD = 3600000;
 
 const char* CauseOf(PolicyCause cause)
 {
@@ -136,6 +137,14 @@ bool WordsForUsers(const PolicyAction& action, const PolicyState& policy, char* 
     default:
         return false;
     }
+}
+
+void RemindOfDryRun(Daemon& daemon, int64_t now)
+{
+    if (!daemon.isDryRun || now < daemon.remindAt)
+        return;
+    WriteLog(LOG_WARNING, "dry run: nothing is protected");
+    daemon.remindAt = now + REMINDER_PERIOD;
 }
 
 void LogSource(const Source& source, const PowerConfig& cfg)

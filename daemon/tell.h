@@ -1,17 +1,22 @@
 // The daemon's words: for the log, and for users.
 #pragma once
 
+#include "daemon/daemon.h"
 #include "daemon/policy.h"
 #include "daemon/source.h"
 #include "settings/tolv_lib.h"
 
 #include <cstddef>
+#include <cstdint>
 
 // Says in the log what the policy decided.
 void LogAction(const PolicyAction& action, const PolicyState& policy);
 
 // What users are told of an action; false when nothing is said.
 bool WordsForUsers(const PolicyAction& action, const PolicyState& policy, char* words, size_t size);
+
+// Says in the log, at first and every hour, that a dry run protects nothing.
+void RemindOfDryRun(Daemon& daemon, int64_t now);
 
 // Says in the log how the UPS is reached, or that nothing is protected.
 void LogSource(const Source& source, const PowerConfig& cfg);

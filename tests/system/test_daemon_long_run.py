@@ -6,13 +6,10 @@ WARDENLINK_HOURS says how many hours; without it as many as a usual run has time
 import os
 import time
 
-import pytest
-
 import queues
 from process import MemoryKilobytes, OpenFiles
-from tolvd import agent_settings, recorded, serial_settings
+from tolvd import agent_settings, preloaded, recorded, serial_settings
 from waiting import wait_until
-from world import bin as built
 
 HOURS = float(os.environ.get("WARDENLINK_HOURS", "2"))
 PARTS = 8  # looks at what it holds, beside the one after the first part
@@ -65,26 +62,19 @@ def check_hours(running, ups, workers):
     assert recorded("shutdown") == []
 
 
-@pytest.fixture
-def short_waits():
-    """The environment in which a daemon's waits are short."""
-    return {"LD_PRELOAD": built("tests/libshort_waits.so"), "ASAN_OPTIONS":
-            os.environ.get("ASAN_OPTIONS", "") + ":verify_asan_link_order=0"}
-
-
 def rounds_of(ups, request):
     """How often the UPS was asked, as far as its log reaches."""
     return ups.log().count(request)
 
 
-def test_hours_on_a_line_leave_nothing_behind(serial_ups, tolvd, short_waits):
+def test_hours_on_a_line_leave_nothing_behind(serial_ups, tolvd):
     serial_settings()
-    check_hours(tolvd(env=short_waits), serial_ups, 0)
+    check_hours(tolvd(env=preloaded("short_waits")), serial_ups, 0)
     # A round a second, but for what a busy machine holds up.
     assert rounds_of(serial_ups, "serial Q1") >= min(HOURS * 3600, LOGGED) / 2
 
 
-def test_hours_with_an_agent_leave_nothing_behind(agent, tolvd, short_waits):
+def test_hours_with_an_agent_leave_nothing_behind(agent, tolvd):
     agent_settings()
-    check_hours(tolvd(env=short_waits), agent, 1)
+    check_hours(tolvd(env=preloaded("short_waits")), agent, 1)
     assert rounds_of(agent, INPUT_VOLTAGE) >= min(HOURS * 1800, LOGGED / 10) / 2

@@ -173,6 +173,12 @@ def ask(*options, prefix=(), **how):
                           capture_output=True, text=True, timeout=LIMIT, check=False, **how)
 
 
+def preloaded(name):
+    """The environment of a daemon with this library of tests/preload before the system's own."""
+    return {"LD_PRELOAD": world.bin(f"tests/lib{name}.so"), "ASAN_OPTIONS":
+            os.environ.get("ASAN_OPTIONS", "") + ":verify_asan_link_order=0"}
+
+
 def read_status():
     """The status file as it stands; empty when there is none."""
     try:
