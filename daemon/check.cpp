@@ -3,6 +3,7 @@
 #include "base/system.h"
 #include "base/text.h"
 #include "daemon/explain.h"
+#include "daemon/policy.h"
 #include "daemon/process.h"
 #include "daemon/source.h"
 #include "daemon/status_command.h"
@@ -18,7 +19,7 @@
 namespace {
 
 constexpr int64_t ASKING_LIMIT = 10000; // milliseconds, tries at all three requests included
-constexpr int64_t DAEMON_LIMIT = 8000;  // for the daemon to find the UPS or miss it
+constexpr int64_t DAEMON_LIMIT = 10000; // for the daemon to find the UPS or miss it
 constexpr double LOOK_PERIOD = 0.1;
 
 // A device may have more than one name.
@@ -161,23 +162,70 @@ int ReportAgent(const PowerConfig& cfg)
     return 0;
 }
 
-// The daemon was told of new settings: what it hears from the UPS is what counts.
-int ReportDaemon(const PowerConfig& cfg)
+// What is waited for in the status of the daemon that was told of these settings at a moment.
+using Awaited = bool (*)(const char* status, const PowerConfig& cfg, int64_t toldAt);
+
+bool IsTakenUp(const char* status, const PowerConfig& cfg, int64_t toldAt)
+{
+    char source[STATUS_VALUE_SIZE];
+    char device[STATUS_VALUE_SIZE];
+    FindStatusMember(status, "source", source);
+    FindStatusMember(status, "device", device);
+    bool isSerial = PathOfSettings(cfg) == PATH_SERIAL;
+    return strcmp(source, isSerial ? "serial" : "snmp") == 0 &&
+           strcmp(device, isSerial ? cfg.comPort : cfg.snmpIp) == 0 &&
+           StatusNumber(status, "boot_milliseconds") >= static_cast<double>(toldAt);
+}
+
+bool IsHeard(const char* status, const PowerConfig& cfg, int64_t toldAt)
+{
+    char ups[STATUS_VALUE_SIZE];
+    FindStatusMember(status, "ups", ups);
+    double heardAt =
+        StatusNumber(status, "boot_milliseconds") - 1000 * StatusNumber(status, "reading_age");
+    return strcmp(ups, "heard") == 0 && IsTakenUp(status, cfg, toldAt) &&
+           heardAt >= static_cast<double>(toldAt);
+}
+
+// False when it did not come in time; the last status is given back all the same.
+bool WaitForDaemon(Awaited isSo, const PowerConfig& cfg, int64_t toldAt,
+                   char (&status)[STATUS_TEXT_SIZE])
+{
+    int64_t end = BootMilliseconds() + DAEMON_LIMIT;
+    bool isCome = false;
+    while (!isCome && BootMilliseconds() < end) {
+        PauseSeconds(LOOK_PERIOD);
+        isCome = ReadRunningStatus(status, sizeof(status)) && isSo(status, cfg, toldAt);
+    }
+    return isCome;
+}
+
+int ReportDeafDaemon()
+{
+    printf("The running daemon has not taken up the new settings: see its log.\n");
+    return 1;
+}
+
+// The line is the daemon's: what it hears there is what counts. A UPS that it has lost may be
+// the one of the old settings, and the new one is not heard at once.
+int ReportDaemonsLine(const PowerConfig& cfg, int64_t toldAt)
 {
     char status[STATUS_TEXT_SIZE];
-    int64_t end = BootMilliseconds() + DAEMON_LIMIT;
-    while (BootMilliseconds() < end) {
-        char ups[STATUS_VALUE_SIZE] = "";
-        if (ReadDaemonsStatus(cfg, status))
-            FindStatusMember(status, "ups", ups);
-        if (strcmp(ups, "heard") == 0 || strcmp(ups, "lost") == 0) {
-            printf("What the running daemon hears:\n");
-            return ShowDaemonsReading(status);
-        }
-        PauseSeconds(LOOK_PERIOD);
-    }
-    printf("The running daemon does not say yet that it hears the UPS: see --status.\n");
-    return 1;
+    bool isHeard = WaitForDaemon(IsHeard, cfg, toldAt, status);
+    if (!isHeard && !IsTakenUp(status, cfg, toldAt))
+        return ReportDeafDaemon();
+    printf("What the running daemon hears:\n");
+    PrintStatusLines(status);
+    return isHeard ? 0 : 1;
+}
+
+// An agent answers whoever asks: so it is seen whether address and community are right.
+int ReportDaemonsAgent(const PowerConfig& cfg, int64_t toldAt)
+{
+    char status[STATUS_TEXT_SIZE];
+    if (ReportAgent(cfg) != 0)
+        return 1;
+    return WaitForDaemon(IsTakenUp, cfg, toldAt, status) ? 0 : ReportDeafDaemon();
 }
 
 // A dry run that was forgotten looks like protection.
@@ -188,7 +236,8 @@ void PrintDryRun()
         printf("The daemon that runs is a dry run: nothing is protected.\n");
 }
 
-int Check(bool isDaemonTold)
+// toldAt is when a running daemon was told of the settings, NEVER when none was.
+int Check(int64_t toldAt)
 {
     PowerConfig cfg = {};
     ScheduleEntry sched[7];
@@ -200,11 +249,11 @@ int Check(bool isDaemonTold)
     PrintDryRun();
     printf("\n");
     fflush(stdout);
-    char status[STATUS_TEXT_SIZE];
     if (path == PATH_NONE)
         return 1;
-    if (isDaemonTold && ReadRunningStatus(status, sizeof(status)))
-        return ReportDaemon(cfg);
+    if (toldAt != NEVER)
+        return path == PATH_SERIAL ? ReportDaemonsLine(cfg, toldAt)
+                                   : ReportDaemonsAgent(cfg, toldAt);
     return path == PATH_SERIAL ? ReportLine(cfg) : ReportAgent(cfg);
 }
 
@@ -212,12 +261,12 @@ int Check(bool isDaemonTold)
 
 int CheckUps()
 {
-    return Check(false);
+    return Check(NEVER);
 }
 
-int CheckAfterSetup()
+int CheckAfterTelling(int64_t toldAt)
 {
-    return Check(true);
+    return Check(toldAt);
 }
 
 bool IsDaemonsLine(const char* device)

@@ -3,6 +3,8 @@
 #include "base/system.h"
 #include "base/text.h"
 #include "daemon/check.h"
+#include "daemon/process.h"
+#include "daemon/status_command.h"
 #include "daemon/whole_file.h"
 #include "ipc/tolvipc.h"
 #include "settings/tolv_lib.h"
@@ -72,9 +74,14 @@ int SaveAndCheck(const PowerConfig& cfg, const ScheduleEntry sched[7])
 {
     if (WriteConfig(cfg, sched) == 0)
         return Refuse(SETTINGS_FOLDER, "the settings cannot be written");
-    for (char queue : {DAEMON_CONTROL_QUEUE, SCREEN_CONTROL_QUEUE})
-        SendMsg(CreateMsgQ(queue), CONTROL_MESSAGE, CONTROL_RELOAD);
-    return CheckAfterSetup();
+    SendMsg(CreateMsgQ(SCREEN_CONTROL_QUEUE), CONTROL_MESSAGE, CONTROL_RELOAD);
+    bool isRunning = IsDaemonRunning();
+    int64_t toldAt = BootMilliseconds();
+    bool isTold = SendMsg(CreateMsgQ(DAEMON_CONTROL_QUEUE), CONTROL_MESSAGE, CONTROL_RELOAD) == 1;
+    if (isRunning && !isTold)
+        return Refuse("the running daemon",
+                      "it takes no order: SIGHUP lets it read the settings that were written");
+    return isRunning ? CheckAfterTelling(toldAt) : CheckUps();
 }
 
 } // namespace

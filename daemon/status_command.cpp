@@ -8,6 +8,7 @@
 #include "daemon/whole_file.h"
 
 #include <cerrno>
+#include <cmath>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -15,20 +16,14 @@
 
 namespace {
 
-constexpr int64_t STALE_AFTER = 10000; // milliseconds: a living daemon writes every second
-
-long long NumberOf(const char* status, const char* name)
-{
-    char value[STATUS_VALUE_SIZE];
-    FindStatusMember(status, name, value);
-    return atoll(value);
-}
+constexpr double STALE_AFTER = 10000; // milliseconds: a living daemon writes every second
 
 bool IsFromLivingDaemon(const char* status)
 {
-    long long age = BootMilliseconds() - NumberOf(status, "boot_milliseconds");
-    pid_t pid = static_cast<pid_t>(NumberOf(status, "pid"));
-    bool isAlive = pid > 1 && (kill(pid, 0) == 0 || errno == EPERM);
+    double writtenAt = StatusNumber(status, "boot_milliseconds");
+    double age = static_cast<double>(BootMilliseconds()) - writtenAt;
+    double pid = StatusNumber(status, "pid");
+    bool isAlive = pid > 1 && (kill(static_cast<pid_t>(pid), 0) == 0 || errno == EPERM);
     return isAlive && age >= 0 && age < STALE_AFTER;
 }
 
@@ -123,9 +118,22 @@ void FindStatusMember(const char* status, const char* name, char (&value)[STATUS
     MakePrintable(value);
 }
 
+double StatusNumber(const char* status, const char* name)
+{
+    char value[STATUS_VALUE_SIZE];
+    FindStatusMember(status, name, value);
+    return value[0] != '\0' ? strtod(value, nullptr) : NAN;
+}
+
 bool ReadRunningStatus(char* text, size_t size)
 {
     return ReadSmallFile(STATUS_PATH, text, size) > 0 && IsFromLivingDaemon(text);
+}
+
+bool IsDaemonRunning()
+{
+    char status[STATUS_TEXT_SIZE];
+    return ReadRunningStatus(status, sizeof(status));
 }
 
 bool IsDryRun(const char* status)
@@ -158,5 +166,5 @@ int ShowStatus(bool isJson)
         fputs(text, stdout);
     else
         PrintStatusLines(text);
-    return static_cast<int>(NumberOf(text, "status"));
+    return static_cast<int>(StatusNumber(text, "status"));
 }

@@ -9,6 +9,8 @@ int ShowStatus(bool isJson);
 // Reads the status of a daemon that runs now; false when there is none.
 bool ReadRunningStatus(char* text, size_t size);
 
+bool IsDaemonRunning();
+
 // The daemon that wrote this status only tries out: nothing is protected.
 bool IsDryRun(const char* status);
 
@@ -20,3 +22,6 @@ inline constexpr size_t STATUS_VALUE_SIZE = 128;
 // The value of a member of a status as it stands there, quotes taken off; empty for null and
 // for one that is not there.
 void FindStatusMember(const char* status, const char* name, char (&value)[STATUS_VALUE_SIZE]);
+
+// The same as a number, NAN where there is none.
+double StatusNumber(const char* status, const char* name);
