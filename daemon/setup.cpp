@@ -15,6 +15,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <initializer_list>
+#include <termios.h>
 #include <unistd.h>
 
 namespace {
@@ -44,6 +45,17 @@ bool CanBeHeld(const char* text)
     return true;
 }
 
+// Closing a line lets its signals fall as well, unless it is told to leave them: a UPS may take
+// their fall for an order. False when it is no line.
+bool KeepSignals(int fd)
+{
+    termios terms = {};
+    if (tcgetattr(fd, &terms) != 0)
+        return false;
+    terms.c_cflag &= ~static_cast<tcflag_t>(HUPCL);
+    return tcsetattr(fd, TCSANOW, &terms) == 0;
+}
+
 // A line that the daemon watches is left alone: opening it raises its signals.
 bool IsLineDevice(const char* device)
 {
@@ -51,7 +63,7 @@ bool IsLineDevice(const char* device)
         return true;
     int fd = open(device, O_RDONLY | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
     // A line that a program holds for itself alone is a line all the same.
-    bool isLine = fd >= 0 ? isatty(fd) == 1 : errno == EBUSY;
+    bool isLine = fd >= 0 ? KeepSignals(fd) : errno == EBUSY;
     if (fd >= 0)
         close(fd);
     return isLine;
