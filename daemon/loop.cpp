@@ -53,7 +53,7 @@ void CarryOut(Daemon& daemon, const PolicyActions& actions, int64_t now)
     for (int i = 0; i < actions.count; i++) {
         const PolicyAction& action = actions.list[i];
         char words[160];
-        LogAction(action, daemon.policy);
+        LogAction(action, daemon.policy, daemon.source.path);
         if (action.tellUsers && WordsForUsers(action, daemon.policy, words, sizeof(words)))
             Announce(daemon.announcers, words, now);
         if (action.what == POLICY_SHUTDOWN)

@@ -13,9 +13,14 @@ const char* CauseOf(PolicyCause cause)
     return cause == CAUSE_SCHEDULE ? "the schedule" : "the power failure";
 }
 
-void LogOutage(const PolicyState& policy)
+// An agent tells a calibration in the words of a failure.
+void LogOutage(const PolicyState& policy, UpsPath path)
 {
-    WriteLog(LOG_ALERT, "the mains failed: the UPS runs on its battery, or calibrates it");
+    if (path == PATH_AGENT)
+        WriteLog(LOG_ALERT, "the mains failed: the UPS runs on its battery, or calibrates it "
+                            "(for that stop the daemon or use --dry-run first)");
+    else
+        WriteLog(LOG_ALERT, "the mains failed: the UPS runs on its battery");
     char left[DURATION_SIZE];
     FormatDuration(left, sizeof(left), static_cast<int>(policy.settings.acFailDelay / 1000));
     WriteLog(LOG_ALERT, "the system is shut down %s after the failure", left);
@@ -77,7 +82,7 @@ void FormatDuration(char* text, size_t size, int seconds)
         FormatText(text, size, "%d %s %d %s", minutes, minuteWord, rest, secondWord);
 }
 
-void LogAction(const PolicyAction& action, const PolicyState& policy)
+void LogAction(const PolicyAction& action, const PolicyState& policy, UpsPath path)
 {
     for (const PlainLine& line : PLAIN_LINES) {
         if (line.what == action.what)
@@ -85,7 +90,7 @@ void LogAction(const PolicyAction& action, const PolicyState& policy)
     }
     switch (action.what) {
     case POLICY_OUTAGE:
-        LogOutage(policy);
+        LogOutage(policy, path);
         break;
     case POLICY_UPS_LOST:
         WriteLog(LOG_WARNING, "the UPS does not answer%s",

@@ -9,8 +9,8 @@
 #include <cstddef>
 #include <cstdint>
 
-// Says in the log what the policy decided.
-void LogAction(const PolicyAction& action, const PolicyState& policy);
+// Says in the log what the policy decided about a UPS that is reached so.
+void LogAction(const PolicyAction& action, const PolicyState& policy, UpsPath path);
 
 // What users are told of an action; false when nothing is said.
 bool WordsForUsers(const PolicyAction& action, const PolicyState& policy, char* words, size_t size);
