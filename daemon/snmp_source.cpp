@@ -167,6 +167,13 @@ void StartWorking(Worker& worker)
     ClearNames(worker.report.names);
 }
 
+void OpenSession(Worker& worker)
+{
+    worker.isOpen = UPS_init() == AGENT_ANSWERED;
+    if (!worker.isOpen)
+        AddTrace(worker.report.trace, "agent, first question: ", "no answer");
+}
+
 // An agent that does not answer gets a new session in the next round: the network may have
 // changed meanwhile.
 void AskEssentials(Worker& worker)
@@ -174,7 +181,7 @@ void AskEssentials(Worker& worker)
     RoundReport& report = worker.report;
     report.isRest = report.isAnswered = report.hasReading = false;
     if (!worker.isOpen)
-        worker.isOpen = UPS_init() == AGENT_ANSWERED;
+        OpenSession(worker);
     if (worker.isOpen)
         report.hasReading = ReadEssentials(worker);
     worker.isOpen = report.isAnswered;
