@@ -31,8 +31,26 @@ def test_refuses_a_broken_one(tmp_path):
     assert done.returncode != 0 or done.stderr != ""
 
 
+def settings():
+    with open(os.path.join(BIN, "wardenlink.service")) as built:
+        return re.findall(r"(?m)^(\w+)=(.*)$", built.read())
+
+
+def test_no_rule_brings_a_list_of_devices():
+    """One without the serial lines keeps the UPS away."""
+    for name, _ in settings():
+        assert name not in ("ProtectClock", "PrivateDevices", "DevicePolicy", "DeviceAllow")
+    assert dict(settings())["CapabilityBoundingSet"].count("CAP_SYS_TIME") == 0
+
+
+def test_starts_after_the_network_and_the_clock():
+    assert set(dict(settings())["After"].split()) == {
+        "network-online.target", "network.target", "time-sync.target"}
+
+
 def test_is_hardened(tmp_path):
     done = analyze(tmp_path, "security", "--offline=true")
     level = re.search(r"exposure level for wardenlink.service: ([\d.]+)", done.stdout)
     assert level, done.stdout
+    print(level[0])
     assert float(level[1]) <= 3.0
