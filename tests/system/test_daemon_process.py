@@ -147,6 +147,38 @@ def test_a_full_disk_under_run_does_not_keep_the_system_up(serial_ups, tolvd, wh
         running.close()
 
 
+def test_a_disk_under_run_that_stays_full_does_not_keep_the_system_up(serial_ups, tolvd):
+    serial_ups.freeze()
+    with small_disk(daemon.STATE) as disk:
+        serial_settings()
+        running = tolvd()
+        disk.fill()
+        running.wait_log("/run/wardenlink cannot be written")
+        serial_ups.mains("fail")
+        began = running.wait_log("the mains failed").at
+        decided = running.wait_log("the system goes down now", timeout=120)
+        assert 59 < decided.at - began < 75
+        wait_recorded("shutdown", "-h now", timeout=120)
+        assert "serial S03R0003" in serial_ups.log()
+        assert not os.path.exists(daemon.OUTAGE)
+        running.close()
+
+
+def test_a_full_disk_under_the_settings_does_not_keep_the_system_up(serial_ups, tolvd):
+    serial_ups.freeze()
+    with small_disk(world.FOLDER) as disk:
+        serial_settings()
+        serial_ups.mains("fail")
+        leave_outage(50)
+        running = tolvd()
+        disk.fill()
+        serial_ups.load(44)
+        running.wait_log("the UPS's replies cannot be written to /etc/wardenlink")
+        wait_recorded("shutdown", "-h now", timeout=120)
+        assert "serial S03R0003" in serial_ups.log()
+        running.close()
+
+
 def test_a_daemon_without_a_folder_for_its_state_protects_all_the_same(serial_ups, tolvd):
     serial_settings()
     with open(daemon.STATE, "w", encoding="ascii"):
