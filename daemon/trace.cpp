@@ -5,30 +5,25 @@
 
 #include <cstring>
 
-namespace {
-
-void Append(Trace& trace, const char* lines)
-{
-    size_t length = strlen(trace.text);
-    if (length + strlen(lines) < TRACE_SIZE)
-        CopyText(trace.text + length, TRACE_SIZE - length, lines);
-}
-
-} // namespace
-
+// Every round passes here, whether anybody reads the trace or not: no copy is made on the way.
 void AddTrace(Trace& trace, const char* what, const char* text)
 {
-    char line[TRACE_SIZE];
-    FormatText(line, sizeof(line) - 1, "%s%s", what, text);
+    size_t length = strlen(trace.text);
+    size_t added = strlen(what) + strlen(text);
+    char* line = trace.text + length;
+    if (length + added + 1 >= TRACE_SIZE)
+        return;
+    FormatText(line, added + 1, "%s%s", what, text);
     MakePrintable(line);
-    size_t length = strlen(line);
-    CopyText(line + length, sizeof(line) - length, "\n");
-    Append(trace, line);
+    line[added] = '\n';
+    line[added + 1] = '\0';
 }
 
 void JoinTrace(Trace& trace, const Trace& other)
 {
-    Append(trace, other.text);
+    size_t length = strlen(trace.text);
+    if (length + strlen(other.text) < TRACE_SIZE)
+        CopyText(trace.text + length, TRACE_SIZE - length, other.text);
 }
 
 void LogTrace(Trace& trace, bool isWanted)
