@@ -195,28 +195,7 @@ def test_a_daemon_without_a_folder_for_its_state_protects_all_the_same(serial_up
         os.remove(daemon.STATE)
 
 
-# --- what it costs ------------------------------------------------------------------------
-
-
-def processor_nanoseconds(pid):
-    with open(f"/proc/{pid}/schedstat", encoding="ascii") as source:
-        return int(source.read().split()[0])
-
-
-def test_an_idle_round_on_a_line_costs_next_to_nothing(serial_ups, tolvd):
-    serial_settings()
-    running = tolvd()
-
-    def Rounds():
-        return serial_ups.log().count("serial Q1")
-    first = Rounds()
-    began = processor_nanoseconds(running.pid)
-    wait_until(lambda: Rounds() >= first + 20, 60, "twenty rounds")
-    spent = processor_nanoseconds(running.pid) - began
-    per_round = spent / 1e6 / (Rounds() - first)
-    print(f"{per_round:.3f} ms a round")
-    limit = 20 if "ASAN_OPTIONS" in os.environ else 2
-    assert per_round < limit
+# --- what it leaves ------------------------------------------------------------------------
 
 
 def test_an_outage_that_comes_and_goes_leaves_nothing_behind(serial_ups, tolvd):
