@@ -23,13 +23,22 @@ def children(pid):
         return [int(number) for number in source.read().split()]
 
 
+def fewest_files(pid):
+    """Of looks so far apart that a process which does not run just now has its turn between."""
+    looks = []
+    for _ in range(20):
+        looks.append(OpenFiles(pid))
+        time.sleep(0.01)
+    return min(looks)
+
+
 def holding(running, workers):
     """Descriptors, kilobytes and messages of the daemon and its workers, once what else it has
     started is over; not the kilobytes under the sanitizers, which keep for a while what was given
     back. A file may just be open: the least of several looks counts."""
     wait_until(lambda: len(children(running.pid)) == workers, what=f"{workers} children")
     pids = [running.pid, *children(running.pid)]
-    files = [min(OpenFiles(pid) for _ in range(20)) for pid in pids]
+    files = [fewest_files(pid) for pid in pids]
     memory = [0 if "ASAN_OPTIONS" in os.environ else MemoryKilobytes(pid) for pid in pids]
     return files, memory, queues.count("heartbeatQueue")
 
