@@ -228,6 +228,7 @@ def test_each_field_and_bit_of_a_status_reply_stands_where_the_page_says(serial_
             one = chr(reply[int(bit["offset"])]) == "1"
             assert one == (ones[int(bit["offset"]) - first] == "1")
             if bit["key"]:
+                assert bit["key"] not in expected, "told twice"
                 word = bit["at 1"] if one else bit["at 0"]
                 expected[bit["key"]] = {"true": True, "false": False}.get(word, word)
         running.wait_status(**expected)
