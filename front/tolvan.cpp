@@ -3,6 +3,7 @@
 #include "base/system.h"
 #include "config/tolvconf.h"
 #include "ipc/tolvipc.h"
+#include "screen/terminal_check.h"
 #include "status/tolvstat.h"
 
 #include <csignal>
@@ -19,16 +20,17 @@ static_assert(sizeof(DAEMON_ARGUMENT) - 1 == 12);
 struct Command {
     const char* word;
     int (*run)();
+    bool isScreen;
     const char* description; // the usage's line
 };
 
 // "issuer" and "help" stand in the usage but are no commands of this version. The trailing
 // tabs and the blank before the tab of "config" belong to the text.
 constexpr Command COMMANDS[] = {
-    {"start", tolvan_start, "  wardenlink start   - Start the Daemon process\t"},
-    {"stop", tolvan_stop, "  wardenlink stop    - Terminate Resident Daemon process\t"},
-    {"config", tolvan_config, "  wardenlink config  - Modify Time Settings \t"},
-    {"status", tolvan_status, "  wardenlink status  - Monitor UPS status\t"},
+    {"start", tolvan_start, false, "  wardenlink start   - Start the Daemon process\t"},
+    {"stop", tolvan_stop, false, "  wardenlink stop    - Terminate Resident Daemon process\t"},
+    {"config", tolvan_config, true, "  wardenlink config  - Modify Time Settings \t"},
+    {"status", tolvan_status, true, "  wardenlink status  - Monitor UPS status\t"},
 };
 
 // What a debug switch writes and shows. The third lines of the two status boxes
@@ -138,8 +140,9 @@ void ArgError(const char* programName, int code)
 int DispatchCommand(const char* programName, const char* word)
 {
     for (const Command& command : COMMANDS) {
-        if (strcmp(word, command.word) == 0)
-            return command.run();
+        if (strcmp(word, command.word) != 0)
+            continue;
+        return command.isScreen && CheckTerminal() == 0 ? -1 : command.run();
     }
     ArgError(programName, ARGUMENT_UNKNOWN);
 }
