@@ -19,6 +19,7 @@ namespace {
 
 constexpr int MOST_FAILED_DEEDS = 3;
 constexpr int64_t MINUTE = 60000;
+constexpr int64_t LATEST_REPLIES = 5000;      // after a reading the replies tell nothing of now
 constexpr int64_t LONGEST_STOP = 10 * MINUTE; // that a system is given to go down
 
 void TryLastDeed(Daemon& daemon, int64_t now)
@@ -71,13 +72,21 @@ void TellStillUp(Daemon& daemon, int64_t now)
     daemon.stillUpAt += LONGEST_STOP;
 }
 
+// The UPS is asked no more: as with one that fell silent.
+void RemoveStaleReplies(Daemon& daemon, int64_t now)
+{
+    if (daemon.isReplySilent || now - daemon.readingAt < LATEST_REPLIES)
+        return;
+    RemoveReplyFiles();
+    daemon.isReplySilent = true;
+}
+
 } // namespace
 
 void GoDown(Daemon& daemon, int64_t now)
 {
     daemon.isToGoDown = true;
     TryLastDeed(daemon, now);
-    RemoveReplyFiles(); // they grow no newer
 }
 
 void ForgetOldDeed()
@@ -109,6 +118,7 @@ void FindEarlierDeed(Daemon& daemon)
 // and the system still here, the UPS is watched again.
 void WatchDeed(Daemon& daemon, int64_t now)
 {
+    RemoveStaleReplies(daemon, now);
     if (daemon.isDeedDone) {
         TellStillUp(daemon, now);
         return;

@@ -42,7 +42,7 @@ void PrintReturn(const PolicySettings& settings, const ScheduledShutdown& next)
         printf("The UPS does not come back after that: no start follows.\n");
         return;
     }
-    char when[WHEN_SIZE];
+    char when[WHEN_SIZE] = "";
     int minutes = CutToRange(static_cast<int>(settings.offDelay), 1, 9999) +
                   CutToRange(next.restartMinutes, 1, 9999);
     FormatWhen(when, next.at + time_t{60} * minutes);
