@@ -17,7 +17,8 @@ PREFIX = ".1.3.6.1.4.1.935.1.1.1"
 NO_TERMINAL = "Error opening terminal: ..."
 
 FILES = [window.file for _, window in sorted(WINDOWS.items())]
-KEY = re.compile(r"^  \[(\w+)\] (\S.*)$")
+# An entry of a menu: its key, its title, and the file for those who read with a pager.
+KEY = re.compile(r"^  \[(\w+)\] (\S.*?)  +(text\w+\.txt)$")
 QUOTED = re.compile(r'"([^"\n]+)"')
 OBJECT = re.compile(r"(?<![\w.])(?:P|\.1\.3\.6\.1)(?:\.\d+){3,}(?![\w.])")
 LITERAL = re.compile(r'"((?:[^"\\\n]|\\.)*)"')
@@ -152,13 +153,14 @@ def test_a_menu_shows_the_keys_that_work_and_no_other(number):
 def test_what_a_menu_promises_is_the_title_of_the_file(number):
     entries = [KEY.match(line).groups() for line in lines(WINDOWS[number].file) if KEY.match(line)]
     assert entries
-    for key, title in entries:
-        assert lines(WINDOWS[WINDOWS[number].keys[key]].file)[:2] == [title, ""]
+    for key, title, name in entries:
+        assert name == WINDOWS[WINDOWS[number].keys[key]].file
+        assert lines(name)[:2] == [title, ""]
 
 
 def test_a_topic_that_is_referred_to_is_there():
     """"see [4] of Configuration" names a number of that menu."""
-    menus = {title: WINDOWS[CONTENTS].keys[key] for key, title in
+    menus = {title: WINDOWS[CONTENTS].keys[key] for key, title, _ in
              (KEY.match(line).groups() for line in lines("textroot.txt") if KEY.match(line))}
     found = 0
     for name in FILES:
