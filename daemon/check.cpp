@@ -3,6 +3,7 @@
 #include "base/system.h"
 #include "base/text.h"
 #include "daemon/explain.h"
+#include "daemon/first_aid.h"
 #include "daemon/policy.h"
 #include "daemon/process.h"
 #include "daemon/source.h"
@@ -120,6 +121,12 @@ int ShowDaemonsReading(const char* status)
     return strcmp(ups, "heard") == 0 ? 0 : 1;
 }
 
+void TellOfHeldLine(const char* device)
+{
+    printf("The line is held by another program: it was not asked.\n");
+    PrintHolders(device);
+}
+
 // A line that the daemon watches is not even opened: that alone raises its signals.
 int ReportLine(const PowerConfig& cfg)
 {
@@ -137,7 +144,7 @@ int ReportLine(const PowerConfig& cfg)
     if (openError == 0)
         StopSource(source);
     if (openError == EBUSY)
-        printf("The line is held by another program: it was not asked.\n");
+        TellOfHeldLine(cfg.comPort);
     else if (openError != 0)
         printf("The line %s cannot be opened: %s.\n", cfg.comPort, strerror(openError));
     else if (!isAnswered)
@@ -228,14 +235,6 @@ int ReportDaemonsAgent(const PowerConfig& cfg, int64_t toldAt)
     return WaitForDaemon(IsTakenUp, cfg, toldAt, status) ? 0 : ReportDeafDaemon();
 }
 
-// A dry run that was forgotten looks like protection.
-void PrintDryRun()
-{
-    char status[STATUS_TEXT_SIZE];
-    if (ReadRunningStatus(status, sizeof(status)) && IsDryRun(status))
-        printf("The daemon that runs is a dry run: nothing is protected.\n");
-}
-
 // toldAt is when a running daemon was told of the settings, NEVER when none was.
 int Check(int64_t toldAt)
 {
@@ -246,7 +245,7 @@ int Check(int64_t toldAt)
         printf("The settings cannot be read whole: what is missing has its default.\n");
     UpsPath path = PathOfSettings(cfg);
     PrintSettings(cfg, sched, path);
-    PrintDryRun();
+    PrintTroubles(cfg, sched);
     printf("\n");
     fflush(stdout);
     if (path == PATH_NONE)

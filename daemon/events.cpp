@@ -23,12 +23,6 @@ constexpr double LOOK_PERIOD = 0.05;
 constexpr char NAME_CHARACTERS[] =
     "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_-";
 
-// Nobody but root can write to it.
-bool IsRootsAlone(const struct stat& file)
-{
-    return file.st_uid == 0 && (file.st_mode & (S_IWGRP | S_IWOTH)) == 0;
-}
-
 bool IsSafeFolder(const char* path)
 {
     struct stat folder = {};
@@ -42,8 +36,7 @@ bool IsSafeFolder(const char* path)
 
 int IsChosen(const dirent* entry)
 {
-    size_t length = strspn(entry->d_name, NAME_CHARACTERS);
-    return length > 0 && entry->d_name[length] == '\0' ? 1 : 0;
+    return IsEventProgramName(entry->d_name) ? 1 : 0;
 }
 
 int CompareNames(const dirent** one, const dirent** other)
@@ -118,6 +111,17 @@ void AddLine(EventEnvironment& environment, const char* line)
 }
 
 } // namespace
+
+bool IsRootsAlone(const struct stat& file)
+{
+    return file.st_uid == 0 && (file.st_mode & (S_IWGRP | S_IWOTH)) == 0;
+}
+
+bool IsEventProgramName(const char* name)
+{
+    size_t length = strspn(name, NAME_CHARACTERS);
+    return length > 0 && name[length] == '\0';
+}
 
 void StartEnvironment(EventEnvironment& environment)
 {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <sys/stat.h>
 #include <sys/types.h>
 
 inline constexpr const char EVENT_FOLDER[] = "/etc/wardenlink/event.d";
@@ -15,6 +16,12 @@ struct EventEnvironment {
     char text[EVENT_TEXT_SIZE];
     const char* lines[EVENT_VARIABLES + 1]; // into text, ended by null
 };
+
+// Whether nobody but root can write to it.
+bool IsRootsAlone(const struct stat& file);
+
+// Whether a program of this name is run: letters, digits, '_' and '-', as run-parts has it.
+bool IsEventProgramName(const char* name);
 
 // An environment that holds PATH and LANG alone.
 void StartEnvironment(EventEnvironment& environment);

@@ -79,12 +79,8 @@ void FormatWhen(char (&text)[WHEN_SIZE], time_t at)
 void PrintSettings(const PowerConfig& cfg, const ScheduleEntry sched[7], UpsPath path)
 {
     PolicySettings settings;
-    int bad = MakePolicySettings(cfg, sched, settings);
+    MakePolicySettings(cfg, sched, settings);
     PrintWay(cfg, path);
     PrintDelays(settings);
     PrintSchedule(settings);
-    for (int setting = BAD_AC_FAIL_DELAY; setting <= BAD_SCHEDULE; setting *= 2) {
-        if ((bad & setting) != 0)
-            printf("Note: %s.\n", WordsForBadSetting(setting));
-    }
 }

@@ -41,7 +41,7 @@ def test_every_question_is_answered_with_it(request, tolvd, kind):
     assert "dry run            nothing is protected\n" in shown.stdout
     shown = ask("--check")
     assert shown.returncode == 0
-    assert "The daemon that runs is a dry run: nothing is protected.\n" in shown.stdout
+    assert "Trouble: the daemon that runs is a dry run: nothing is protected. " in shown.stdout
 
 
 def test_a_second_daemon_is_told_that_the_first_is_a_dry_run(serial_ups, tolvd):

@@ -1,0 +1,238 @@
+#include "daemon/first_aid.h"
+
+#include "base/system.h"
+#include "base/text.h"
+#include "daemon/events.h"
+#include "daemon/policy_settings.h"
+#include "daemon/state_files.h"
+#include "daemon/status_command.h"
+#include "daemon/status_file.h"
+#include "daemon/tell.h"
+#include "daemon/whole_file.h"
+
+#include <cctype>
+#include <cstdio>
+#include <cstring>
+#include <dirent.h>
+#include <initializer_list>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr off_t POWER_INI_SIZE = 232;
+constexpr size_t PATH_SIZE = 320;
+
+int troubles;
+
+// The trouble and its remedy, both without a full stop at their ends.
+void Tell(const char* trouble, const char* remedy)
+{
+    troubles++;
+    printf("Trouble: %s. Remedy: %s.\n", trouble, remedy);
+}
+
+// A path, what is the matter with it, and the remedy.
+void TellOfPath(const char* path, const char* matter, const char* remedy)
+{
+    char trouble[2 * PATH_SIZE];
+    FormatText(trouble, sizeof(trouble), "%s %s", path, matter);
+    Tell(trouble, remedy);
+}
+
+void TellOfOwner(const char* path, const char* matter)
+{
+    char remedy[2 * PATH_SIZE];
+    FormatText(remedy, sizeof(remedy), "chown root %s && chmod go-w %s", path, path);
+    TellOfPath(path, matter, remedy);
+}
+
+void TellOfFolder(const char* path, const char* matter)
+{
+    char remedy[2 * PATH_SIZE];
+    FormatText(remedy, sizeof(remedy), "mkdir -m 755 %s", path);
+    TellOfPath(path, matter, remedy);
+}
+
+// True when the folder is there and somebody may look at what it holds.
+bool CheckFolder(const char* path, bool isNeeded)
+{
+    struct stat folder = {};
+    if (stat(path, &folder) != 0) {
+        if (isNeeded)
+            TellOfFolder(path, "is missing");
+        return false;
+    }
+    if (!S_ISDIR(folder.st_mode))
+        TellOfFolder(path, "is no folder and has to go away");
+    else if (!IsRootsAlone(folder))
+        TellOfOwner(path, "is not root's alone: others can take the protection away");
+    return S_ISDIR(folder.st_mode);
+}
+
+// ReadConfig takes what it gets: a file of another length is half a file.
+void CheckSettingsFile(const char* path, off_t size)
+{
+    struct stat file = {};
+    if (stat(path, &file) != 0) {
+        TellOfPath(path, "is missing", "wardenlink config, and save with [s]");
+        return;
+    }
+    if (!S_ISREG(file.st_mode))
+        TellOfPath(path, "is no plain file", "remove it, wardenlink config, and save with [s]");
+    else if (!IsRootsAlone(file))
+        TellOfOwner(path, "is not root's alone");
+    else if (size != 0 && file.st_size != size)
+        TellOfPath(path, "is not 232 bytes long",
+                   "restore a copy, or remove it, wardenlink config, and save with [s]");
+}
+
+void CheckSwitch(const char* name, int value)
+{
+    char trouble[128];
+    if (value == 0 || value == 1)
+        return;
+    FormatText(trouble, sizeof(trouble), "%s is %d, neither 0 nor 1", name, value);
+    Tell(trouble, "mend the line in /etc/wardenlink/wardenlink.cfg; an empty value moves all that "
+                  "follow up by one line");
+}
+
+void CheckSettings(const PowerConfig& cfg, const ScheduleEntry sched[7])
+{
+    PolicySettings settings;
+    int bad = MakePolicySettings(cfg, sched, settings);
+    for (int setting = BAD_AC_FAIL_DELAY; setting <= BAD_SCHEDULE; setting *= 2) {
+        if ((bad & setting) != 0)
+            Tell(WordsForBadSetting(setting), "wardenlink config, and save with [s]");
+    }
+    if (cfg.commMode != COMM_SERIAL && cfg.commMode != COMM_SNMP)
+        Tell("the communication mode is neither 0 nor 1: there is no UPS and no schedule",
+             "tolvd --setup");
+    CheckSwitch("Turn Off UPS?", cfg.turnOffUps);
+    CheckSwitch("Schedule Function", cfg.scheduleOn);
+    CheckSwitch("Countdown Function", cfg.countdownOn);
+}
+
+void CheckDaemonLink()
+{
+    char own[PATH_SIZE];
+    char remedy[2 * PATH_SIZE];
+    ssize_t length = readlink("/proc/self/exe", own, sizeof(own) - 1);
+    if (access(DAEMON_PATH, X_OK) == 0 || length < 0)
+        return;
+    own[length] = '\0';
+    FormatText(remedy, sizeof(remedy), "ln -sf %s %s", own, DAEMON_PATH);
+    Tell("\"wardenlink start\" finds no daemon", remedy);
+}
+
+void CheckEventPrograms()
+{
+    DIR* folder = CheckFolder(EVENT_FOLDER, false) ? opendir(EVENT_FOLDER) : nullptr;
+    if (folder == nullptr)
+        return;
+    while (const dirent* entry = readdir(folder)) {
+        char path[PATH_SIZE];
+        struct stat file = {};
+        FormatText(path, sizeof(path), "%s/%s", EVENT_FOLDER, entry->d_name);
+        if (entry->d_name[0] == '.' || lstat(path, &file) != 0 || (file.st_mode & 0111) == 0)
+            continue;
+        MakePrintable(path);
+        if (!IsEventProgramName(entry->d_name))
+            TellOfPath(path, "never runs: its name", "name it by letters, digits, '_' and '-'");
+        else if (!S_ISREG(file.st_mode) || !IsRootsAlone(file))
+            TellOfOwner(path, "never runs: it is no plain file of root's alone");
+    }
+    closedir(folder);
+}
+
+void CheckCommands(const PowerConfig& cfg)
+{
+    for (const char* path : {"/sbin/shutdown", "/sbin/poweroff"}) {
+        if (access(path, X_OK) != 0)
+            TellOfPath(path, "cannot be run: nothing shuts the system down",
+                       "install the package that holds it, such as systemd-sysv");
+    }
+    if (cfg.countdownOn == 1 && access("/usr/bin/wall", X_OK) != 0)
+        TellOfPath("/usr/bin/wall", "cannot be run: users are not told",
+                   "install the package that holds it, such as bsdutils");
+}
+
+void CheckDaemon()
+{
+    char status[STATUS_TEXT_SIZE];
+    if (!ReadRunningStatus(status, sizeof(status)))
+        Tell("no daemon runs: nothing is protected", "systemctl enable --now wardenlink");
+    else if (IsDryRun(status))
+        Tell("the daemon that runs is a dry run: nothing is protected",
+             "end it, and systemctl enable --now wardenlink");
+}
+
+// --- who holds a device -------------------------------------------------------------------
+
+bool HasOpen(const char* pid, dev_t device)
+{
+    char path[PATH_SIZE];
+    FormatText(path, sizeof(path), "/proc/%s/fd", pid);
+    DIR* files = opendir(path);
+    bool isFound = false;
+    while (files != nullptr && !isFound) {
+        const dirent* entry = readdir(files);
+        struct stat file = {};
+        if (entry == nullptr)
+            break;
+        FormatText(path, sizeof(path), "/proc/%s/fd/%s", pid, entry->d_name);
+        isFound = stat(path, &file) == 0 && S_ISCHR(file.st_mode) && file.st_rdev == device;
+    }
+    if (files != nullptr)
+        closedir(files);
+    return isFound;
+}
+
+void PrintHolder(const char* pid)
+{
+    char path[PATH_SIZE];
+    char name[64];
+    FormatText(path, sizeof(path), "/proc/%s/comm", pid);
+    ReadSmallFile(path, name, sizeof(name));
+    name[strcspn(name, "\n")] = '\0';
+    MakePrintable(name);
+    printf("Trouble: process %s (%s) has it open. Remedy: end it, or take it off this line.\n", pid,
+           name);
+}
+
+} // namespace
+
+int PrintTroubles(const PowerConfig& cfg, const ScheduleEntry sched[7])
+{
+    troubles = 0;
+    if (CheckFolder(SETTINGS_FOLDER, true)) {
+        CheckSettingsFile(POWER_INI_PATH, POWER_INI_SIZE);
+        CheckSettingsFile(TEXT_CFG_PATH, 0);
+        CheckDaemonLink();
+        CheckEventPrograms();
+    }
+    CheckFolder(STATE_FOLDER, false);
+    CheckSettings(cfg, sched);
+    CheckCommands(cfg);
+    CheckDaemon();
+    return troubles;
+}
+
+void PrintHolders(const char* device)
+{
+    struct stat line = {};
+    DIR* processes = opendir("/proc");
+    if (processes == nullptr || stat(device, &line) != 0) {
+        if (processes != nullptr)
+            closedir(processes);
+        return;
+    }
+    char own[16];
+    FormatText(own, sizeof(own), "%d", static_cast<int>(getpid()));
+    while (const dirent* entry = readdir(processes)) {
+        bool isProcess = isdigit(static_cast<unsigned char>(entry->d_name[0])) != 0;
+        if (isProcess && strcmp(entry->d_name, own) != 0 && HasOpen(entry->d_name, line.st_rdev))
+            PrintHolder(entry->d_name);
+    }
+    closedir(processes);
+}

@@ -1,0 +1,156 @@
+"""What tolvd --check finds wrong around the daemon: a line for each, with its remedy."""
+
+import contextlib
+import fcntl
+import os
+import shutil
+
+import pytest
+
+import tolvd as daemon
+import world
+from settings import Settings
+from tolvd import ask, program, put_program, serial_settings
+
+INI, CFG = (os.path.join(world.FOLDER, name) for name in ("power.ini", "wardenlink.cfg"))
+SAVE = "wardenlink config, and save with [s]."
+NO_DAEMON = "Trouble: no daemon runs: nothing is protected. Remedy: systemctl enable --now wardenlink."
+
+
+@pytest.fixture(autouse=True)
+def sound(serial_ups):
+    """Everything in its place, but for a daemon that runs."""
+    daemon.require_recorders()
+    serial_settings()
+    os.symlink(program(), world.DAEMON)
+    put_program(daemon.EVENT_FOLDER + "/10mine", "exit 0\n")
+
+
+def troubles():
+    """The lines about troubles; the one about a daemon that does not run is not repeated."""
+    shown = ask("--check").stdout.splitlines()
+    found = [line for line in shown if line.startswith("Trouble: ")]
+    assert all(line.count(" Remedy: ") == 1 and line.endswith(".") for line in found)
+    assert NO_DAEMON in found
+    return [line for line in found if line != NO_DAEMON]
+
+
+def owner(path, matter="is not root's alone"):
+    return f"Trouble: {path} {matter}. Remedy: chown root {path} && chmod go-w {path}."
+
+
+def test_where_all_is_well_nothing_is_said():
+    assert troubles() == []
+
+
+def test_a_daemon_that_runs_is_no_trouble(tolvd):
+    tolvd()
+    assert "Trouble" not in ask("--check").stdout
+
+
+def test_a_folder_that_is_missing():
+    shutil.rmtree(world.FOLDER)
+    try:
+        assert troubles() == [f"Trouble: {world.FOLDER} is missing. Remedy: "
+                              f"mkdir -m 755 {world.FOLDER}."]
+    finally:
+        os.mkdir(world.FOLDER, 0o755)
+
+
+@pytest.mark.parametrize("mode, uid", [(0o775, 0), (0o757, 0), (0o755, 65534)])
+@pytest.mark.parametrize("path", [world.FOLDER, daemon.EVENT_FOLDER, daemon.STATE])
+def test_folders_that_others_can_change(path, mode, uid):
+    os.makedirs(path, exist_ok=True)
+    os.chown(path, uid, -1)
+    os.chmod(path, mode)
+    try:
+        assert troubles() == [owner(path, "is not root's alone: others can take the protection "
+                                    "away")]
+    finally:
+        os.chown(path, 0, -1)
+        os.chmod(path, 0o755)
+
+
+@pytest.mark.parametrize("path", [INI, CFG])
+def test_settings_files_that_are_missing_or_others(path):
+    os.chmod(path, 0o664)
+    assert troubles() == [owner(path)]
+    os.chmod(path, 0o640)
+    assert troubles() == []
+    os.chown(path, 65534, -1)
+    assert troubles() == [owner(path)]
+    os.remove(path)
+    assert troubles() == [f"Trouble: {path} is missing. Remedy: {SAVE}"]
+
+
+def test_half_a_settings_file():
+    os.truncate(INI, 231)
+    assert troubles() == [f"Trouble: {INI} is not 232 bytes long. Remedy: restore a copy, or "
+                          f"remove it, {SAVE}"]
+
+
+@pytest.mark.parametrize("changes, words", [
+    ({"ac_fail_delay": 1441}, "the AC failure delay is out of range"),
+    ({"batt_low_delay": 0}, "the battery-low delay is out of range"),
+    ({"ups_off_delay": 0.0}, "the UPS turn-off delay is out of range"),
+    ({"turn_off_ups": 2}, "Turn Off UPS? is 2, neither 0 nor 1"),
+    ({"schedule_on": -1}, "Schedule Function is -1, neither 0 nor 1"),
+    ({"countdown_on": 7}, "Countdown Function is 7, neither 0 nor 1"),
+    ({"comm_mode": 192}, "the communication mode is neither 0 nor 1"),
+], ids=lambda value: next(iter(value)) if isinstance(value, dict) else "")
+def test_settings_out_of_range(changes, words):
+    Settings(**{"comm_mode": 0, "com_port": world.DEVICE, **changes}).write()
+    found = troubles()
+    assert len(found) == 1 and found[0].startswith(f"Trouble: {words}"), found
+
+
+def test_a_daemon_that_start_does_not_find():
+    os.remove(world.DAEMON)
+    assert troubles() == ['Trouble: "wardenlink start" finds no daemon. Remedy: '
+                          f"ln -sf {program()} {world.DAEMON}."]
+
+
+def test_event_programs_that_never_run():
+    folder = daemon.EVENT_FOLDER
+    for name in ("20.sh", "30", "40off"):
+        shutil.copy(f"{folder}/10mine", f"{folder}/{name}")
+    os.chmod(f"{folder}/20.sh", 0o755)
+    os.chmod(f"{folder}/30", 0o775)
+    os.chmod(f"{folder}/40off", 0o644)
+    assert sorted(troubles()) == [
+        f"Trouble: {folder}/20.sh never runs: its name. Remedy: name it by letters, digits, '_' "
+        "and '-'.", owner(f"{folder}/30", "never runs: it is no plain file of root's alone")]
+
+
+@contextlib.contextmanager
+def gone(path):
+    os.rename(path, path + ".gone")
+    try:
+        yield
+    finally:
+        os.rename(path + ".gone", path)
+
+
+def test_commands_that_cannot_be_run():
+    for path in ("/sbin/shutdown", "/sbin/poweroff"):
+        with gone(path):
+            found = troubles()
+        assert len(found) == 1 and found[0].startswith(f"Trouble: {path} cannot be run"), found
+
+
+def test_a_line_that_another_program_holds():
+    with open(world.DEVICE, "r+b", buffering=0) as line:
+        fcntl.flock(line, fcntl.LOCK_EX)
+        found = troubles()
+    assert found == [f"Trouble: process {os.getpid()} (python3) has it open. Remedy: end it, or "
+                     "take it off this line."]
+
+
+def test_nothing_is_changed_by_looking():
+    before = {name: os.stat(os.path.join(world.FOLDER, name)) for name in os.listdir(world.FOLDER)}
+    os.truncate(INI, 100)
+    os.chmod(CFG, 0o666)
+    ask("--check")
+    assert set(os.listdir(world.FOLDER)) == set(before)
+    assert os.stat(INI).st_size == 100 and os.stat(CFG).st_mode & 0o777 == 0o666
+    assert not os.path.exists(daemon.STATE)
