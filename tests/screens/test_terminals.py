@@ -58,7 +58,7 @@ def expected(start, request):
             request.getfixturevalue("agent")
             Settings(snmp_ip=world.agent_address()).write()
             screen = start(command_of(name))
-            screen.wait_key()
+        screen.wait_key()
         shown = snapshot(screen)
         screen.send("q")
         screen.wait_exit()
