@@ -12,8 +12,10 @@ int CheckTerminal()
     if (name == nullptr || name[0] == '\0')
         name = "unknown";
     int reason = 0;
-    if (setupterm(name, STDOUT_FILENO, &reason) == OK)
+    if (setupterm(name, STDOUT_FILENO, &reason) == OK) {
+        del_curterm(cur_term); // the screen makes its own
         return 1;
+    }
     fprintf(stderr, "Error opening terminal: %s.\n", name);
     return 0;
 }
