@@ -121,12 +121,6 @@ int ShowDaemonsReading(const char* status)
     return strcmp(ups, "heard") == 0 ? 0 : 1;
 }
 
-void TellOfHeldLine(const char* device)
-{
-    printf("The line is held by another program: it was not asked.\n");
-    PrintHolders(device);
-}
-
 // A line that the daemon watches is not even opened: that alone raises its signals.
 int ReportLine(const PowerConfig& cfg)
 {
@@ -144,7 +138,7 @@ int ReportLine(const PowerConfig& cfg)
     if (openError == 0)
         StopSource(source);
     if (openError == EBUSY)
-        TellOfHeldLine(cfg.comPort);
+        printf("The line is held by another program: it was not asked.\n");
     else if (openError != 0)
         printf("The line %s cannot be opened: %s.\n", cfg.comPort, strerror(openError));
     else if (!isAnswered)
@@ -153,6 +147,7 @@ int ReportLine(const PowerConfig& cfg)
         PrintReading(reading, source.names, PATH_SERIAL);
     if (source.serial.garbled > 0)
         printf("%u replies were garbled.\n", source.serial.garbled);
+    PrintHolders(cfg.comPort);
     return isAnswered ? 0 : 1;
 }
 

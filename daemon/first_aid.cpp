@@ -58,7 +58,7 @@ void TellOfFolder(const char* path, const char* matter)
 bool CheckFolder(const char* path, bool isNeeded)
 {
     struct stat folder = {};
-    if (stat(path, &folder) != 0) {
+    if (lstat(path, &folder) != 0) {
         if (isNeeded)
             TellOfFolder(path, "is missing");
         return false;
@@ -71,20 +71,21 @@ bool CheckFolder(const char* path, bool isNeeded)
 }
 
 // ReadConfig takes what it gets: a file of another length is half a file.
-void CheckSettingsFile(const char* path, off_t size)
+void CheckSettingsFile(const char* path, off_t size, const char* remedy)
 {
     struct stat file = {};
     if (stat(path, &file) != 0) {
-        TellOfPath(path, "is missing", "wardenlink config, and save with [s]");
+        TellOfPath(path, "is missing", remedy);
         return;
     }
     if (!S_ISREG(file.st_mode))
-        TellOfPath(path, "is no plain file", "remove it, wardenlink config, and save with [s]");
+        TellOfPath(path, "is no plain file", remedy);
     else if (!IsRootsAlone(file))
         TellOfOwner(path, "is not root's alone");
     else if (size != 0 && file.st_size != size)
         TellOfPath(path, "is not 232 bytes long",
-                   "restore a copy, or remove it, wardenlink config, and save with [s]");
+                   "wardenlink config, save with [s], and look at all "
+                   "that is set, the schedule too");
 }
 
 void CheckSwitch(const char* name, int value)
@@ -103,7 +104,9 @@ void CheckSettings(const PowerConfig& cfg, const ScheduleEntry sched[7])
     int bad = MakePolicySettings(cfg, sched, settings);
     for (int setting = BAD_AC_FAIL_DELAY; setting <= BAD_SCHEDULE; setting *= 2) {
         if ((bad & setting) != 0)
-            Tell(WordsForBadSetting(setting), "wardenlink config, and save with [s]");
+            Tell(WordsForBadSetting(setting), setting == BAD_SCHEDULE
+                                                  ? "restore a copy of /etc/wardenlink/power.ini"
+                                                  : "wardenlink config, [+] or [-], and [s]");
     }
     if (cfg.commMode != COMM_SERIAL && cfg.commMode != COMM_SNMP)
         Tell("the communication mode is neither 0 nor 1: there is no UPS and no schedule",
@@ -139,8 +142,10 @@ void CheckEventPrograms()
         MakePrintable(path);
         if (!IsEventProgramName(entry->d_name))
             TellOfPath(path, "never runs: its name", "name it by letters, digits, '_' and '-'");
-        else if (!S_ISREG(file.st_mode) || !IsRootsAlone(file))
-            TellOfOwner(path, "never runs: it is no plain file of root's alone");
+        else if (!S_ISREG(file.st_mode))
+            TellOfPath(path, "never runs: it is no plain file", "put a copy in its place");
+        else if (!IsRootsAlone(file))
+            TellOfOwner(path, "never runs: it is not root's alone");
     }
     closedir(folder);
 }
@@ -206,8 +211,10 @@ int PrintTroubles(const PowerConfig& cfg, const ScheduleEntry sched[7])
 {
     troubles = 0;
     if (CheckFolder(SETTINGS_FOLDER, true)) {
-        CheckSettingsFile(POWER_INI_PATH, POWER_INI_SIZE);
-        CheckSettingsFile(TEXT_CFG_PATH, 0);
+        // Without the first one the defaults are written, over the second one, too.
+        CheckSettingsFile(POWER_INI_PATH, POWER_INI_SIZE,
+                          "restore a copy, or tolvd --setup and then wardenlink config");
+        CheckSettingsFile(TEXT_CFG_PATH, 0, "wardenlink config makes it from power.ini");
         CheckDaemonLink();
         CheckEventPrograms();
     }

@@ -8,5 +8,5 @@
 // Gives the number of lines.
 int PrintTroubles(const PowerConfig& cfg, const ScheduleEntry sched[7]);
 
-// Prints who else has the serial device open, for a line that is held.
+// Prints who else has the serial device open, locked or not: it takes the UPS's words away.
 void PrintHolders(const char* device);

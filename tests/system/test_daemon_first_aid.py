@@ -13,7 +13,6 @@ from settings import Settings
 from tolvd import ask, program, put_program, serial_settings
 
 INI, CFG = (os.path.join(world.FOLDER, name) for name in ("power.ini", "wardenlink.cfg"))
-SAVE = "wardenlink config, and save with [s]."
 NO_DAEMON = "Trouble: no daemon runs: nothing is protected. Remedy: systemctl enable --now wardenlink."
 
 
@@ -80,13 +79,15 @@ def test_settings_files_that_are_missing_or_others(path):
     os.chown(path, 65534, -1)
     assert troubles() == [owner(path)]
     os.remove(path)
-    assert troubles() == [f"Trouble: {path} is missing. Remedy: {SAVE}"]
+    remedy = {INI: "restore a copy, or tolvd --setup and then wardenlink config.",
+              CFG: "wardenlink config makes it from power.ini."}[path]
+    assert troubles() == [f"Trouble: {path} is missing. Remedy: {remedy}"]
 
 
 def test_half_a_settings_file():
     os.truncate(INI, 231)
-    assert troubles() == [f"Trouble: {INI} is not 232 bytes long. Remedy: restore a copy, or "
-                          f"remove it, {SAVE}"]
+    assert troubles() == [f"Trouble: {INI} is not 232 bytes long. Remedy: wardenlink config, save "
+                          "with [s], and look at all that is set, the schedule too."]
 
 
 @pytest.mark.parametrize("changes, words", [
@@ -114,12 +115,15 @@ def test_event_programs_that_never_run():
     folder = daemon.EVENT_FOLDER
     for name in ("20.sh", "30", "40off"):
         shutil.copy(f"{folder}/10mine", f"{folder}/{name}")
+    os.symlink("10mine", f"{folder}/50link")
     os.chmod(f"{folder}/20.sh", 0o755)
     os.chmod(f"{folder}/30", 0o775)
     os.chmod(f"{folder}/40off", 0o644)
     assert sorted(troubles()) == [
         f"Trouble: {folder}/20.sh never runs: its name. Remedy: name it by letters, digits, '_' "
-        "and '-'.", owner(f"{folder}/30", "never runs: it is no plain file of root's alone")]
+        "and '-'.", owner(f"{folder}/30", "never runs: it is not root's alone"),
+        f"Trouble: {folder}/50link never runs: it is no plain file. Remedy: put a copy in its "
+        "place."]
 
 
 @contextlib.contextmanager
@@ -139,11 +143,12 @@ def test_commands_that_cannot_be_run():
 
 
 def test_a_line_that_another_program_holds():
+    holder = [f"Trouble: process {os.getpid()} (python3) has it open. Remedy: end it, or take it "
+              "off this line."]
     with open(world.DEVICE, "r+b", buffering=0) as line:
+        assert troubles() == holder, "and takes the UPS's words away, now and then"
         fcntl.flock(line, fcntl.LOCK_EX)
-        found = troubles()
-    assert found == [f"Trouble: process {os.getpid()} (python3) has it open. Remedy: end it, or "
-                     "take it off this line."]
+        assert troubles() == holder
 
 
 def test_nothing_is_changed_by_looking():
