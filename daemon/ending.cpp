@@ -18,6 +18,7 @@
 namespace {
 
 constexpr int MOST_FAILED_DEEDS = 3;
+constexpr char AFRESH[] = "the system was told to go down long ago, and is up: all begins afresh";
 constexpr int64_t MINUTE = 60000;
 constexpr int64_t LATEST_REPLIES = 5000;      // after a reading the replies tell nothing of now
 constexpr int64_t LONGEST_STOP = 10 * MINUTE; // that a system is given to go down
@@ -63,7 +64,7 @@ void WatchOwnDeed(Daemon& daemon, int64_t now)
 
 void TellStillUp(Daemon& daemon, int64_t now)
 {
-    if (daemon.isDryRun || now < daemon.stillUpAt)
+    if (daemon.isDryRun)
         return;
     WriteLog(LOG_EMERG,
              "the system should be down: it was told to %d minutes ago. Nothing more is done, and "
@@ -94,7 +95,7 @@ void ForgetOldDeed()
     int64_t at = 0;
     if (!FindDeedDone(&at) || BootMilliseconds() - at < LONGEST_STOP)
         return;
-    WriteLog(LOG_ALERT, "the system was told to go down long ago, and is up: all begins afresh");
+    WriteLog(LOG_ALERT, AFRESH);
     unlink(LAST_DEED_PATH);
     unlink(OUTAGE_PATH);
 }
@@ -106,12 +107,25 @@ void FindEarlierDeed(Daemon& daemon)
     if (daemon.lastDeed > 0)
         WriteLog(LOG_ALERT, "the system is already being shut down by process %d",
                  static_cast<int>(daemon.lastDeed));
-    else if (FindDeedDone(&at)) {
+    else if (FindDeedDone(&at) && BootMilliseconds() - at < LONGEST_STOP) {
         WriteLog(LOG_ALERT, "the system was told to go down %d seconds ago: nothing is begun",
                  static_cast<int>((BootMilliseconds() - at) / 1000));
         NoteDone(daemon, at);
     }
     daemon.isToGoDown = daemon.lastDeed > 0 || daemon.isDeedDone;
+}
+
+// The own order stands, and was carried out. One that another daemon carried out binds no longer.
+void FaceThatItIsUp(Daemon& daemon, int64_t now)
+{
+    if (daemon.policy.order.cause != CAUSE_NONE) {
+        TellStillUp(daemon, now);
+        return;
+    }
+    WriteLog(LOG_ALERT, AFRESH);
+    unlink(LAST_DEED_PATH);
+    daemon.isDeedDone = false;
+    daemon.isToGoDown = false;
 }
 
 // Of an earlier daemon's nobody knows the order: when it is gone without having done its work,
@@ -120,7 +134,8 @@ void WatchDeed(Daemon& daemon, int64_t now)
 {
     RemoveStaleReplies(daemon, now);
     if (daemon.isDeedDone) {
-        TellStillUp(daemon, now);
+        if (now >= daemon.stillUpAt)
+            FaceThatItIsUp(daemon, now);
         return;
     }
     if (daemon.policy.order.cause != CAUSE_NONE) {

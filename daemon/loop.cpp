@@ -26,9 +26,10 @@
 namespace {
 
 constexpr int64_t TICK = 1000;
-constexpr int64_t LOOK_LAG = 60000; // of the last look in the outage's file
-constexpr char TURN_OFF = 'S';      // begins every text that turns a UPS off
-constexpr int MOST_ORDERS = 16;     // of one tick
+constexpr int64_t LONGEST_NAP = 1000; // after more of sleep an answer is of another time
+constexpr int64_t LOOK_LAG = 60000;   // of the last look in the outage's file
+constexpr char TURN_OFF = 'S';        // begins every text that turns a UPS off
+constexpr int MOST_ORDERS = 16;       // of one tick
 
 // --- what the policy says ----------------------------------------------------------------
 
@@ -251,6 +252,8 @@ bool WaitForWork(Daemon& daemon, int signals)
 bool Watch(Daemon& daemon, int64_t now, bool isTick)
 {
     SourceNews news = {};
+    if (AsleepMilliseconds() - daemon.asleep > LONGEST_NAP)
+        ForgetAnswers(daemon.source, AwakeMilliseconds());
     RunSource(daemon.source, AwakeMilliseconds(), news);
     const Reading* reading = TakeNews(daemon, now, news);
     if (!daemon.isToGoDown && (reading != nullptr || isTick))

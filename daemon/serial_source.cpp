@@ -297,6 +297,15 @@ int64_t NextSerialMoment(const SerialSource& source)
     return next;
 }
 
+void ForgetSerialAnswer(SerialSource& source, int64_t now)
+{
+    if (source.fd < 0)
+        return;
+    FlushSerialInput(source.fd);
+    ForgetReply(source);
+    source.askAt[REQUEST_STATUS] = now;
+}
+
 void RunSerialSource(SerialSource& source, int64_t now, UpsNames& names, SerialNews& news)
 {
     news.hasReading = false;

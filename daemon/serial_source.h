@@ -56,6 +56,10 @@ int SerialDescriptor(const SerialSource& source);
 // When RunSerialSource wants to run although nothing came in.
 int64_t NextSerialMoment(const SerialSource& source);
 
+// Lets go of what was asked and of what came in meanwhile, and asks for the status at once: after
+// the machine was suspended an answer that waits is of another time.
+void ForgetSerialAnswer(SerialSource& source, int64_t now);
+
 // Takes what came in, asks what is due, has a device opened that is back, and waits for
 // nothing. What the UPS says of itself goes to names.
 void RunSerialSource(SerialSource& source, int64_t now, UpsNames& names, SerialNews& news);

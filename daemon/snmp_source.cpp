@@ -307,6 +307,12 @@ void StopSnmpSource(SnmpSource& source)
     source.fd = -1;
 }
 
+void ForgetSnmpAnswer(SnmpSource& source, int64_t now)
+{
+    StopSnmpSource(source);
+    source.startAt = now;
+}
+
 int64_t NextSnmpMoment(const SnmpSource& source)
 {
     return source.worker < 0 ? source.startAt : source.heardAt + WORKER_SILENCE;

@@ -32,6 +32,10 @@ void StartSnmpSource(SnmpSource& source, const char* address, const char* commun
 // Ends the worker at once, whatever it waits for.
 void StopSnmpSource(SnmpSource& source);
 
+// The same, and another worker is started at the next run: after the machine was suspended a
+// report that waits is of another time.
+void ForgetSnmpAnswer(SnmpSource& source, int64_t now);
+
 int64_t NextSnmpMoment(const SnmpSource& source);
 
 // Takes the reports that came in and keeps a worker running.

@@ -102,6 +102,14 @@ int64_t NextSourceMoment(const Source& source)
     return source.path == PATH_AGENT ? NextSnmpMoment(source.snmp) : INT64_MAX;
 }
 
+void ForgetAnswers(Source& source, int64_t now)
+{
+    if (source.path == PATH_SERIAL)
+        ForgetSerialAnswer(source.serial, now);
+    if (source.path == PATH_AGENT)
+        ForgetSnmpAnswer(source.snmp, now);
+}
+
 void RunSource(Source& source, int64_t now, SourceNews& news)
 {
     news = {};

@@ -58,6 +58,9 @@ int SourceDescriptor(const Source& source);
 // When RunSource wants to run although nothing came in.
 int64_t NextSourceMoment(const Source& source);
 
+// Lets go of answers from before a suspension of the machine, and asks anew.
+void ForgetAnswers(Source& source, int64_t now);
+
 // Takes what came in, asks what is due.
 void RunSource(Source& source, int64_t now, SourceNews& news);
 

@@ -9,8 +9,9 @@ import pytest
 import queues
 import tolvd as daemon
 import world
-from tolvd import (agent_settings, boot_now, leave_done, leave_outage, put_program,  # noqa
-                   recorded, request_times, serial_settings, serial_ups, tolvd, wait_recorded)
+from tolvd import (agent_settings, boot_now, leave_done, leave_outage, preloaded,  # noqa
+                   put_program, recorded, request_times, serial_settings, serial_ups, tolvd,
+                   wait_recorded)
 from world import wait_until
 
 DELAY = 60
@@ -96,12 +97,27 @@ def test_a_daemon_that_follows_a_shutdown_begins_no_other(serial_ups, tolvd):
 
 
 def test_a_system_that_stays_up_is_an_emergency(serial_ups, tolvd):
+    """Ten minutes in which the daemon leaps over its waits."""
     serial_settings()
-    leave_done(570)
+    running = tolvd(env=preloaded("short_waits"))
+    serial_ups.mains("fail")
+    wait_recorded("shutdown", "-h now")
+    for minutes in (10, 20):
+        told = running.wait_log(f"the system should be down: it was told to {minutes} minutes ago")
+        assert told.priority == 0
+    assert running.status()["status"] == 3 and len(recorded("shutdown")) == 1
+
+
+def test_a_daemon_that_follows_begins_afresh_when_the_system_stays_up(serial_ups, tolvd):
+    serial_settings()
+    leave_done(590)
     running = tolvd()
-    told = running.wait_log("the system should be down: it was told to 10 minutes ago")
-    assert told.priority == 0
-    assert running.status()["status"] == 3 and recorded("shutdown") == []
+    running.wait_status(status=3, pending="shutdown")
+    assert running.wait_log("told to go down long ago, and is up: all begins afresh").priority == 1
+    running.wait_status(status=0, mains="good", pending="none")
+    assert not os.path.exists(daemon.LAST_DEED) and recorded("shutdown") == []
+    serial_ups.mains("fail")
+    running.wait_log("the mains failed")
 
 
 def test_a_daemon_starts_afresh_long_after_a_shutdown_that_did_not_work(serial_ups, tolvd):

@@ -43,9 +43,8 @@ def test_no_rule_brings_a_list_of_devices():
     assert dict(settings())["CapabilityBoundingSet"].count("CAP_SYS_TIME") == 0
 
 
-def test_starts_after_the_network_and_the_clock():
-    assert set(dict(settings())["After"].split()) == {
-        "network-online.target", "network.target", "time-sync.target"}
+def test_starts_after_the_network_and_waits_for_nothing_else():
+    assert set(dict(settings())["After"].split()) == {"network-online.target", "network.target"}
 
 
 def test_is_hardened(tmp_path):

@@ -144,6 +144,22 @@ TEST_F(SerialProtocol, AsksForTheStatusThenForWhatTheUpsIs)
     EXPECT_STREQ(names.model, "A company A model V1");
 }
 
+TEST_F(SerialProtocol, TakesNoAnswerFromBeforeASuspension)
+{
+    BeginWell();
+    WaitForNext();
+    ASSERT_EQ(Heard(), "Q1\r");
+    ASSERT_EQ(write(ups, FAILED.data(), FAILED.size()), static_cast<ssize_t>(FAILED.size()));
+    pollfd input = {source.fd, POLLIN, 0};
+    ASSERT_EQ(poll(&input, 1, LONG), 1);
+    ForgetSerialAnswer(source, now);
+    Run();
+    EXPECT_FALSE(news.hasReading);
+    EXPECT_EQ(Heard(), "Q1\r");
+    Say(GOOD);
+    EXPECT_TRUE(news.hasReading && !news.reading.mainsFailed);
+}
+
 TEST_F(SerialProtocol, AsksForTheStatusEverySecondAndForTheRestEveryTenMinutes)
 {
     BeginWell();
