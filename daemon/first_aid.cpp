@@ -70,6 +70,15 @@ bool CheckFolder(const char* path, bool isNeeded)
     return S_ISDIR(folder.st_mode);
 }
 
+void CheckOpenToUsers(const char* path)
+{
+    struct stat folder = {};
+    char remedy[2 * PATH_SIZE];
+    FormatText(remedy, sizeof(remedy), "chmod 755 %s", path);
+    if (stat(path, &folder) == 0 && S_ISDIR(folder.st_mode) && (folder.st_mode & 0005) != 0005)
+        TellOfPath(path, "is closed to ordinary users: they see nothing of the UPS", remedy);
+}
+
 // ReadConfig takes what it gets: a file of another length is half a file.
 void CheckSettingsFile(const char* path, off_t size, const char* remedy)
 {
@@ -111,6 +120,9 @@ void CheckSettings(const PowerConfig& cfg, const ScheduleEntry sched[7])
     if (cfg.commMode != COMM_SERIAL && cfg.commMode != COMM_SNMP)
         Tell("the communication mode is neither 0 nor 1: there is no UPS and no schedule",
              "tolvd --setup");
+    if (cfg.batteryRating != 0.0F && !(cfg.batteryRating >= 12.0F && cfg.batteryRating <= 96.0F))
+        Tell("the battery rating is out of range: the local screen's battery level is wrong",
+             "wardenlink config, [v], [+] or [-], and [s]");
     CheckSwitch("Turn Off UPS?", cfg.turnOffUps);
     CheckSwitch("Schedule Function", cfg.scheduleOn);
     CheckSwitch("Countdown Function", cfg.countdownOn);
@@ -219,6 +231,8 @@ int PrintTroubles(const PowerConfig& cfg, const ScheduleEntry sched[7])
         CheckEventPrograms();
     }
     CheckFolder(STATE_FOLDER, false);
+    for (const char* path : {SETTINGS_FOLDER, STATE_FOLDER})
+        CheckOpenToUsers(path);
     CheckSettings(cfg, sched);
     CheckCommands(cfg);
     CheckDaemon();

@@ -70,6 +70,17 @@ def test_folders_that_others_can_change(path, mode, uid):
         os.chmod(path, 0o755)
 
 
+@pytest.mark.parametrize("path", [world.FOLDER, daemon.STATE])
+def test_folders_that_are_closed_to_the_users_of_the_screens(path):
+    os.makedirs(path, exist_ok=True)
+    os.chmod(path, 0o750)
+    try:
+        assert troubles() == [f"Trouble: {path} is closed to ordinary users: they see nothing of "
+                              f"the UPS. Remedy: chmod 755 {path}."]
+    finally:
+        os.chmod(path, 0o755)
+
+
 @pytest.mark.parametrize("path", [INI, CFG])
 def test_settings_files_that_are_missing_or_others(path):
     os.chmod(path, 0o664)
@@ -97,6 +108,7 @@ def test_half_a_settings_file():
     ({"turn_off_ups": 2}, "Turn Off UPS? is 2, neither 0 nor 1"),
     ({"schedule_on": -1}, "Schedule Function is -1, neither 0 nor 1"),
     ({"countdown_on": 7}, "Countdown Function is 7, neither 0 nor 1"),
+    ({"battery_rating": 97.0}, "the battery rating is out of range"),
     ({"comm_mode": 192}, "the communication mode is neither 0 nor 1"),
 ], ids=lambda value: next(iter(value)) if isinstance(value, dict) else "")
 def test_settings_out_of_range(changes, words):
