@@ -6,7 +6,7 @@ import socket
 import queues
 import world
 from stopwatch import check_time, seconds_of
-from tolvd import (agent_settings, boot_now, events, leave_outage, record_events, recorded,
+from tolvd import (agent_settings, boot_now, course, events, leave_outage, record_events, recorded,
                    read_status, request_times, serial_settings, wait_recorded)
 from waiting import LIMIT
 from world import wait_until
@@ -154,7 +154,7 @@ def test_a_low_battery_shuts_the_system_down_sooner(agent, tolvd):
     wait_recorded("shutdown", "-h now", timeout=200)
     passed = running.wait_log("the system goes down now, by the power failure").at - began
     assert DELAY <= passed < DELAY + 30
-    assert events() == ["start", "outage", "battery-low", "shutdown"]
+    assert course() == ["start", "outage", "battery-low", "shutdown"]
 
 
 def test_mains_that_are_back_in_time_call_the_shutdown_off(agent, tolvd):
@@ -171,7 +171,7 @@ def test_mains_that_are_back_in_time_call_the_shutdown_off(agent, tolvd):
     running.wait_status(status=0, pending="none", shutdown_in=None)
     wait_recorded("wall", "UPS: the shutdown is called off (power failure).")
     wait_recorded("event", "mains-back")
-    assert events() == ["start", "outage", "mains-back"] and recorded("shutdown") == []
+    assert course() == ["start", "outage", "mains-back"] and recorded("shutdown") == []
 
 
 def test_a_daemon_that_was_killed_goes_on_counting(agent, tolvd):

@@ -36,11 +36,17 @@ def holding(running, workers):
     """Descriptors, kilobytes and messages of the daemon and its workers, once what else it has
     started is over; not the kilobytes under the sanitizers, which keep for a while what was given
     back. A file may just be open: the least of several looks counts."""
-    wait_until(lambda: len(children(running.pid)) == workers, what=f"{workers} children")
-    pids = [running.pid, *children(running.pid)]
-    files = [fewest_files(pid) for pid in pids]
-    memory = [0 if "ASAN_OPTIONS" in os.environ else MemoryKilobytes(pid) for pid in pids]
-    return files, memory, queues.count("heartbeatQueue")
+    def Look():
+        pids = [running.pid, *children(running.pid)]
+        if len(pids) != 1 + workers:
+            return None
+        try:
+            files = [fewest_files(pid) for pid in pids]
+        except FileNotFoundError:  # a worker that was given up meanwhile
+            return None
+        memory = [0 if "ASAN_OPTIONS" in os.environ else MemoryKilobytes(pid) for pid in pids]
+        return (files, memory, queues.count("heartbeatQueue")) if None not in memory else None
+    return wait_until(Look, what=f"{workers} children")
 
 
 def live(running, seconds, change):

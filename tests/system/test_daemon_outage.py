@@ -10,7 +10,7 @@ import pytest
 
 import queues
 import tolvd as daemon
-from tolvd import (agent_settings, boot_now, events, leave_outage, record_events, recorded,
+from tolvd import (agent_settings, boot_now, course, events, leave_outage, record_events, recorded,
                    request_times, serial_settings, wait_recorded)
 from world import wait_until
 
@@ -68,7 +68,7 @@ def test_an_outage_on_a_serial_line_shuts_the_system_down(serial_ups, tolvd):
                      "UPS: the system will be shut down in 10 seconds (power failure).",
                      "UPS: the system is being shut down NOW (power failure)."
                      " The UPS will turn off."]
-    assert events() == ["start", "outage", "shutdown"]
+    assert course() == ["start", "outage", "shutdown"]
     assert [record.name for record in recorded() if record.name != "event"][-1] == "shutdown"
     running.stop()
     assert len(recorded("shutdown")) == 1 and recorded("poweroff") == []
@@ -89,7 +89,7 @@ def test_an_outage_behind_an_agent_shuts_the_system_down(agent, tolvd):
     assert sets(agent) == SLEEP_ORDER
     assert request_times(agent, SLEEP_ORDER[-1])[0] <= call.at + 0.1
     assert recorded("wall") == [], "the countdown is switched off"
-    assert events() == ["start", "outage", "shutdown"]
+    assert course() == ["start", "outage", "shutdown"]
 
 
 def test_a_low_battery_shuts_the_system_down_sooner(serial_ups, tolvd):
@@ -108,7 +108,7 @@ def test_a_low_battery_shuts_the_system_down_sooner(serial_ups, tolvd):
     wait_recorded("shutdown", timeout=200)
     decided = running.wait_log("the system goes down now")
     delay.check(decided.at, DELAY, DELAY + ROUND["serial"])
-    assert events() == ["start", "outage", "battery-low", "shutdown"]
+    assert course() == ["start", "outage", "battery-low", "shutdown"]
 
 
 def test_a_daemon_that_was_killed_goes_on_counting(serial_ups, tolvd):
@@ -155,7 +155,7 @@ def test_mains_that_are_back_for_ten_seconds_call_the_shutdown_off(serial_ups, t
     wait_recorded("wall", "UPS: the shutdown is called off (power failure).")
     wait_recorded("event", "mains-back")
     assert not os.path.exists(daemon.OUTAGE)
-    assert events() == ["start", "outage", "mains-back"]
+    assert course() == ["start", "outage", "mains-back"]
     assert recorded("shutdown") == []
 
 

@@ -51,7 +51,7 @@ def test_the_schedule_shuts_down_and_says_when_the_ups_comes_back(serial_ups, to
     assert words[-2:] == ["UPS: the system will be shut down in 10 seconds (scheduled).",
                           "UPS: the system is being shut down NOW (scheduled)."
                           " The UPS will turn off."]
-    assert daemon.events() == ["start", "shutdown"]
+    assert daemon.course() == ["start", "shutdown"]
 
 
 def test_a_ups_without_a_coming_start_stays_off(serial_ups, tolvd):

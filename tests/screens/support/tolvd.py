@@ -116,6 +116,12 @@ def events():
     return [record.words for record in recorded("event")]
 
 
+def course():
+    """The same without a UPS that was lost for a moment and came back: on a machine that stands
+    still for some seconds it is."""
+    return re.sub(r"\bups-lost ups-back ?", "", " ".join(events())).split()
+
+
 def event_environment(event):
     with open(f"/run/wardenlink-event-{event}", encoding="ascii") as source:
         return dict(line.rstrip("\n").split("=", 1) for line in source)
