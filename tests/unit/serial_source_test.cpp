@@ -274,10 +274,12 @@ TEST_F(SerialProtocol, LosesASilentUpsAfterFiveSecondsAndAsksItAnewWhatItIs)
     EXPECT_TRUE(source.isLost);
     while (source.asked != REQUEST_STATUS)
         WaitForNext();
-    Heard();
     Say(GOOD);
     EXPECT_FALSE(source.isLost);
-    EXPECT_EQ(Heard(), "F\r");
+    std::string request = Heard();
+    while (request.substr(0, 3) == "Q1\r") // those of the silence, which may arrive late
+        request = request.size() > 3 ? request.substr(3) : Heard();
+    EXPECT_EQ(request, "F\r");
     Say(RATING);
     EXPECT_EQ(Heard(), "I\r");
 }
