@@ -34,10 +34,40 @@ bool IsSameDevice(const char* one, const char* other)
            S_ISCHR(second.st_mode) && first.st_rdev == second.st_rdev;
 }
 
-void PrintNumber(const char* label, double number, const char* unit)
+template <typename Record> struct ShownNumber {
+    const char* label;
+    double Record::*number;
+    const char* unit;
+};
+
+constexpr ShownNumber<Reading> READING_NUMBERS[] = {
+    {"input voltage", &Reading::inputVoltage, "V"},
+    {"fault voltage", &Reading::faultVoltage, "V"},
+    {"output voltage", &Reading::outputVoltage, "V"},
+    {"input frequency", &Reading::inputFrequency, "Hz"},
+    {"load", &Reading::load, "%"},
+    {"battery voltage", &Reading::batteryVoltage, "V"},
+    {"battery charge", &Reading::batteryCharge, "%"},
+    {"temperature", &Reading::temperature, "C"},
+    {"time on battery", &Reading::onBattery, "s"},
+};
+
+constexpr ShownNumber<UpsNames> RATING_NUMBERS[] = {
+    {"rated voltage", &UpsNames::ratedVoltage, "V"},
+    {"rated current", &UpsNames::ratedCurrent, "A"},
+    {"rated battery", &UpsNames::ratedBattery, "V"},
+    {"rated frequency", &UpsNames::ratedFrequency, "Hz"},
+};
+
+// What the UPS does not tell is left out.
+template <typename Record, size_t count>
+void PrintNumbers(const ShownNumber<Record> (&numbers)[count], const Record& record)
 {
-    if (!std::isnan(number))
-        printf("%-18s %g%s\n", label, number, unit);
+    for (const ShownNumber<Record>& shown : numbers) {
+        double number = record.*shown.number;
+        if (!std::isnan(number))
+            printf("%-18s %g %s\n", shown.label, number, shown.unit);
+    }
 }
 
 void PrintSwitch(const char* label, bool isOn)
@@ -62,19 +92,8 @@ void PrintReading(const Reading& reading, const UpsNames& names, UpsPath path)
     printf("%-18s %s\n", "battery", reading.batteryLow ? "low" : "normal");
     if (path == PATH_SERIAL)
         PrintSwitches(reading);
-    PrintNumber("input voltage", reading.inputVoltage, " V");
-    PrintNumber("fault voltage", reading.faultVoltage, " V");
-    PrintNumber("output voltage", reading.outputVoltage, " V");
-    PrintNumber("input frequency", reading.inputFrequency, " Hz");
-    PrintNumber("load", reading.load, " %");
-    PrintNumber("battery voltage", reading.batteryVoltage, " V");
-    PrintNumber("battery charge", reading.batteryCharge, " %");
-    PrintNumber("temperature", reading.temperature, " C");
-    PrintNumber("rated voltage", names.ratedVoltage, " V");
-    PrintNumber("rated current", names.ratedCurrent, " A");
-    PrintNumber("rated battery", names.ratedBattery, " V");
-    PrintNumber("rated frequency", names.ratedFrequency, " Hz");
-    PrintNumber("time on battery", reading.onBattery, " s");
+    PrintNumbers(READING_NUMBERS, reading);
+    PrintNumbers(RATING_NUMBERS, names);
 }
 
 // Runs the daemon's own questions until the UPS said how it is and what it is, or time is

@@ -4,6 +4,7 @@
 #include "base/text.h"
 #include "daemon/log.h"
 #include "daemon/process.h"
+#include "daemon/whole_file.h"
 
 #include <cerrno>
 #include <cstdarg>
@@ -111,11 +112,6 @@ void AddLine(EventEnvironment& environment, const char* line)
 }
 
 } // namespace
-
-bool IsRootsAlone(const struct stat& file)
-{
-    return file.st_uid == 0 && (file.st_mode & (S_IWGRP | S_IWOTH)) == 0;
-}
 
 bool IsEventProgramName(const char* name)
 {

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstddef>
-#include <sys/stat.h>
 #include <sys/types.h>
 
 inline constexpr const char EVENT_FOLDER[] = "/etc/wardenlink/event.d";
@@ -16,9 +15,6 @@ struct EventEnvironment {
     char text[EVENT_TEXT_SIZE];
     const char* lines[EVENT_VARIABLES + 1]; // into text, ended by null
 };
-
-// Whether nobody but root can write to it.
-bool IsRootsAlone(const struct stat& file);
 
 // Whether a program of this name is run: letters, digits, '_' and '-', as run-parts has it.
 bool IsEventProgramName(const char* name);

@@ -23,7 +23,7 @@ bool IsRootsFolder()
     struct stat folder = {};
     if (lstat(STATE_FOLDER, &folder) != 0)
         return false;
-    if (S_ISDIR(folder.st_mode) && folder.st_uid == 0 && (folder.st_mode & 022) == 0)
+    if (S_ISDIR(folder.st_mode) && IsRootsAlone(folder))
         return true;
     errno = EPERM;
     return false;

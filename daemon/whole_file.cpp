@@ -37,6 +37,11 @@ bool ReplaceWholeFile(const char* path, const char* bytes, size_t length, mode_t
     return false;
 }
 
+bool IsRootsAlone(const struct stat& file)
+{
+    return file.st_uid == 0 && (file.st_mode & (S_IWGRP | S_IWOTH)) == 0;
+}
+
 long ReadSmallFile(const char* path, char* text, size_t size)
 {
     text[0] = '\0';

@@ -148,7 +148,7 @@ void SetMachineZone(int hoursBehind)
     for (uint32_t count : {0, 0, 0, 0, 1, 4})          // one type, a name of four bytes
         zone += BigEndian(count);
     zone += BigEndian(static_cast<uint32_t>(-hoursBehind * 3600)) + std::string(2, '\0');
-    zone += std::string("XXX\0", 4);
+    zone += std::string("FAR\0", 4);
     WriteFile("/etc/localtime.new", zone);
     ASSERT_EQ(rename("/etc/localtime.new", "/etc/localtime"), 0);
 }
