@@ -1,7 +1,6 @@
 """The command center in front of a UPS behind an SNMP agent: every key up to its effect."""
 
 import termios
-import time
 
 import pytest
 
@@ -9,6 +8,7 @@ import world
 from issuer_painter import ACCEPTED, DESCRIPTIONS, ESCAPE, REFUSED, SNMP
 from issuer_watch import (COMMANDS, DRIVER, Center, center, open_center, presence,  # noqa: F401
                           put, shown_passes)
+from notice import wall_clock
 from process import OpenFiles
 from stopwatch import check_time, seconds_of_pass
 
@@ -267,7 +267,7 @@ def test_on_24_rows_all_but_the_empty_last_row_is_shown(agent, settings, start):
 def test_the_terminal_is_given_back_as_it_was(agent, settings, start):
     screen = start("", shell=True)
     before = screen.termios()
-    since = time.time()
+    since = wall_clock()
     with presence():
         screen.send(f"{world.bin(DRIVER)}; echo status=$?\n")
         screen.wait_text(16, 8, "Press the letter")

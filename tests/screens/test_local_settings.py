@@ -10,6 +10,7 @@ import queues
 import world
 from local_painter import NO_EVENT, WARNING, Files
 from local_watch import DRIVER, open_watch, watch  # noqa: F401
+from notice import wall_clock
 from settings import Settings
 
 
@@ -26,11 +27,11 @@ def in_one_minute(look):
     """Has a look; another one when it failed and the minute of the clock ended meanwhile, or had
     just begun: the screen's pass may be of the minute before."""
     while True:
-        began = time.time()
+        began = wall_clock()
         try:
             return look()
         except AssertionError:
-            if time.time() // 60 == began // 60 and began % 60 > 10:
+            if wall_clock() // 60 == began // 60 and began % 60 > 10:
                 raise
 
 
@@ -80,7 +81,7 @@ def test_switches_that_never_had_a_known_value_stay_blank(open_watch):
 
 
 def test_the_next_shutdown_and_power_on_are_shown(open_watch):
-    now = time.time()
+    now = wall_clock()
     schedule = week_of(now + 3 * 3600, now + 30 * 3600, columns=(2, 0))
     watch = open_watch(Settings(comm_mode=0, schedule_on=1, schedule=schedule))
     watch.check()
@@ -96,7 +97,7 @@ def test_the_next_shutdown_and_power_on_are_shown(open_watch):
     ({"schedule_on": 0}, (False, False)), ({"turn_off_ups": 0}, (True, False)),
     ({"turn_off_ups": 2}, (True, False)), ({"schedule_on": 2}, (False, False)), ({}, (True, True))])
 def test_the_schedule_is_shown_only_as_far_as_it_is_in_force(open_watch, changes, shown):
-    now = time.time()
+    now = wall_clock()
     schedule = week_of(now + 50 * 3600, now + 75 * 3600, columns=(2, 0))
     watch = open_watch(Settings(comm_mode=0, **{"schedule_on": 1, "schedule": schedule, **changes}))
     watch.check()
@@ -105,7 +106,7 @@ def test_the_schedule_is_shown_only_as_far_as_it_is_in_force(open_watch, changes
 
 
 def test_a_schedule_without_a_power_on_or_without_a_shutdown(open_watch):
-    now = time.time()
+    now = wall_clock()
     watch = open_watch(Settings(comm_mode=0, schedule_on=1,
                                 schedule=week_of(now + 20 * 3600, columns=(2,))))
     watch.check()
@@ -117,7 +118,7 @@ def test_a_schedule_without_a_power_on_or_without_a_shutdown(open_watch):
 
 
 def test_a_near_shutdown_is_announced_while_a_daemon_runs(open_watch):
-    now = time.time()
+    now = wall_clock()
     soon = Settings(comm_mode=0, schedule_on=1, ac_fail_delay=60,
                     schedule=week_of(now + 20 * 60, columns=(2,)))
     watch = open_watch(soon)
@@ -139,7 +140,7 @@ def test_a_near_shutdown_is_announced_while_a_daemon_runs(open_watch):
 
 def test_a_shutdown_is_near_from_the_shutdown_delay_on(watch):
     def Look():
-        now = time.time()
+        now = wall_clock()
         for minutes, shown in ((45, WARNING), (46, " " * 32)):
             watch.change(Settings(comm_mode=0, schedule_on=1, ac_fail_delay=45,
                                   schedule=week_of(now + minutes * 60, columns=(2,))))

@@ -6,6 +6,7 @@ import pytest
 
 import queues
 import world
+from notice import wall_clock
 from process import OpenFiles
 from remote_painter import GEN_ERR, NO_DATA_PROMPT
 from settings import Settings
@@ -62,7 +63,7 @@ def test_a_ups_on_battery_alone_is_no_reason_to_warn(local):
 def schedule_in(minutes):
     """A weekly schedule with one shutdown that far ahead."""
     schedule = [[-1] * 4 for _ in range(7)]
-    due = time.localtime(time.time() + minutes * 60)
+    due = time.localtime(wall_clock() + minutes * 60)
     schedule[(due.tm_wday + 1) % 7][2:] = [due.tm_hour, due.tm_min]
     return schedule
 

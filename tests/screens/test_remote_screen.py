@@ -11,7 +11,7 @@ import time
 import pytest
 
 import world
-from notice import DATE_COLUMN, DATE_WIDTH, date_text, dates_between
+from notice import DATE_COLUMN, DATE_WIDTH, date_text, dates_between, wall_clock
 from remote_painter import GEN_ERR, NA, Answer, Readings, Watch, check_no_data
 from settings import Settings
 from stopwatch import Stopwatch, check_time, seconds_of, seconds_of_pass
@@ -337,7 +337,7 @@ def test_the_date_line_is_local_time(settings, start, monkeypatch, zone):
         screen = start([world.bin("wardenlink"), "status"])
         screen.wait_key()
         shown = screen.cells(1, DATE_COLUMN, DATE_WIDTH)
-        assert shown in dates_between(time.time() - 60, time.time())
+        assert shown in dates_between(wall_clock() - 60, wall_clock())
     finally:
         monkeypatch.undo()
         time.tzset()
@@ -348,11 +348,11 @@ def test_the_date_line_goes_on_with_the_clock(start):
     screen = start([world.bin("wardenlink"), "status"])
     screen.wait_key()
     first = screen.cells(1, DATE_COLUMN, DATE_WIDTH)
-    world.wait_until(lambda: date_text(time.time()) != first, 90, "the next minute")
-    second = date_text(time.time())
+    world.wait_until(lambda: date_text(wall_clock()) != first, 90, "the next minute")
+    second = date_text(wall_clock())
     screen.press(" ")
     shown = screen.cells(1, DATE_COLUMN, DATE_WIDTH)
-    assert shown != first and shown in (second, date_text(time.time()))
+    assert shown != first and shown in (second, date_text(wall_clock()))
 
 
 # --- keys and rhythm -----------------------------------------------------------------------------

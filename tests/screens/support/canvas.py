@@ -3,9 +3,7 @@
 What a pass does not write over stays, as on a terminal.
 """
 
-import time
-
-from notice import notice_row
+from notice import notice_row, wall_clock
 
 PARKED = (24, 79)  # where most screens leave the cursor, if there is such a row
 LONGEST_PASS = 90  # seconds that may lie between a pass and the look at its picture
@@ -61,7 +59,7 @@ class Canvas:
 
     def moments(self):
         """The moments between which the date line was written."""
-        now = time.time()
+        now = wall_clock()
         return now - LONGEST_PASS, now
 
     def differences(self, screen):

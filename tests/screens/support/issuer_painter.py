@@ -3,9 +3,8 @@
 An IssuerPainter holds the cells as they ought to stand after each key.
 """
 
-import time
-
 from canvas import Canvas
+from notice import wall_clock
 
 SERIAL, SNMP = 0, 1
 ESCAPE = "\x1b"
@@ -86,7 +85,7 @@ class IssuerPainter(Canvas):
         self.pending = None  # the key of the command that awaits its confirmation
         self.duration = 1
         self.connected = self.utility = self.output = True
-        self.drawn = (time.time(), time.time())  # between these the date line was written
+        self.drawn = (wall_clock(), wall_clock())  # between these the date line was written
 
     def wipe(self, first, last, column=1):
         for row in range(first, last + 1):
@@ -94,7 +93,7 @@ class IssuerPainter(Canvas):
 
     def first_screen(self, since=None):
         """Frame and menu, written since then."""
-        self.drawn = (since or time.time(), time.time())
+        self.drawn = (since or wall_clock(), wall_clock())
         self.draw_box(2, 14)
         self.draw_box(15, 23)
         self.write(0, 1, TITLE)

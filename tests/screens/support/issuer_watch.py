@@ -5,13 +5,13 @@ The daemon, which has to be seen at the start, is played by presence messages.
 
 import contextlib
 import threading
-import time
 
 import pytest
 
 import queues
 import world
 from issuer_painter import ACCEPTED, IssuerPainter
+from notice import wall_clock
 
 DRIVER = "wardenlink-command"
 PRESENCE, COMMAND = 4, 9
@@ -73,7 +73,7 @@ class Center:
 
     def press(self, keys, outcome=ACCEPTED, check=True):
         """Types keys; outcome is how a command ends. Then compares the whole picture."""
-        since = time.time()
+        since = wall_clock()
         self.screen.press(keys)
         for key in keys:
             self.painter.take(key, outcome, since)
@@ -109,7 +109,7 @@ def presence():
 
 def open_center(start, settings, **options):
     """The command center with its first pass painted."""
-    since = time.time()
+    since = wall_clock()
     with presence():
         screen = start([world.bin(DRIVER)], **options)
         screen.wait_key()

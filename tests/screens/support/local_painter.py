@@ -9,7 +9,7 @@ import os
 import re
 import time
 
-from notice import WEEK_DAYS
+from notice import WEEK_DAYS, wall_clock
 from remote_painter import (BAR_COLUMN, HIGH_SCALE, LONGEST_BAR, NO_DATA_PROMPT, RIGHT_LABELS,
                             WARNING, frequency_cells, is_decimal, level_cells, load_cells,
                             voltage_cells, whole)
@@ -223,7 +223,7 @@ class LocalPainter(SnmpPainter):
         fields["schedule"] = switch_text(settings.schedule_on, fields["schedule"])
         fields["fail_delay"] = delay_text(settings.ac_fail_delay, fields["fail_delay"])
         fields["off_delay"] = f"{settings.ups_off_delay:4.1f}"[:4]
-        self.follow_schedule(settings, time.time() if now is None else now)
+        self.follow_schedule(settings, wall_clock() if now is None else now)
 
     def follow_schedule(self, settings, now):
         self.fields["next_shutdown"] = self.fields["next_power_on"] = NO_EVENT

@@ -7,6 +7,13 @@ WEEK_DAYS = ("Mon.", "Tue.", "Wed.", "Thu.", "Fri.", "Sat.", "Sun.")
 DATE_COLUMN = 55  # the 22 characters end before column 77
 DATE_WIDTH = 22
 
+CLOCK_REALTIME_COARSE = 5
+
+
+def wall_clock():
+    """The seconds as the programs see them: the C library's time() is a tick behind Python's."""
+    return time.clock_gettime(CLOCK_REALTIME_COARSE)
+
 
 def date_text(seconds):
     local = time.localtime(seconds)
