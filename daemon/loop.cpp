@@ -206,7 +206,7 @@ void WriteStatus(Daemon& daemon, int64_t now)
 bool Tick(Daemon& daemon, int64_t now)
 {
     TakeOverQueues(daemon.queues);
-    ShowPresence();
+    ShowPresence(daemon.queues);
     TellAlive();
     RemindOfDryRun(daemon, now);
     ReadDebugSwitch(daemon);
@@ -286,6 +286,7 @@ void StartWork(Daemon& daemon)
 {
     int64_t now = BootMilliseconds();
     StartAnnouncers(daemon.announcers);
+    daemon.queues = NO_QUEUES;
     TakeOverQueues(daemon.queues);
     DropWaitingOrders(daemon.queues);
     LoadSettings(daemon); // a save after this is told by an order that is not dropped

@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <sys/ipc.h>
 #include <sys/msg.h>
+#include <sys/stat.h>
 
 namespace {
 
@@ -43,28 +44,59 @@ bool Narrow(int queue, msqid_ds& state)
     return true;
 }
 
-int TakeOverQueue(char id)
+bool IsOpen(int queue, msqid_ds& state)
+{
+    return queue != -1 && msgctl(queue, IPC_STAT, &state) == 0;
+}
+
+int FindOrMake(char id)
 {
     key_t key = ftok(SETTINGS_FOLDER, id);
-    for (int attempt = 0; key != -1 && attempt < TRIES; attempt++) {
-        int queue = msgget(key, 0);
-        if (queue == -1 && errno == ENOENT)
-            queue = msgget(key, IPC_CREAT | IPC_EXCL | ROOT_ONLY);
-        msqid_ds state = {};
-        if (queue == -1 || msgctl(queue, IPC_STAT, &state) != 0)
-            continue;
-        if (IsRoots(state) && Narrow(queue, state))
-            return queue;
-        msgctl(queue, IPC_RMID, nullptr);
+    if (key == -1)
+        return -1;
+    int queue = msgget(key, 0);
+    return queue == -1 && errno == ENOENT ? msgget(key, IPC_CREAT | IPC_EXCL | ROOT_ONLY) : queue;
+}
+
+// A queue that is still there has kept its key: no other can have taken it meanwhile.
+void TakeOverQueue(OrderQueue& queue, char id)
+{
+    msqid_ds state = {};
+    for (int attempt = 0; attempt < TRIES; attempt++) {
+        if (!IsOpen(queue.number, state)) {
+            queue.number = FindOrMake(id);
+            if (!IsOpen(queue.number, state))
+                continue;
+        }
+        if (IsRoots(state) && Narrow(queue.number, state)) {
+            queue.isEmpty = state.msg_qnum == 0;
+            return;
+        }
+        msgctl(queue.number, IPC_RMID, nullptr);
     }
-    return -1;
+    queue = {-1, true};
+}
+
+// Another folder in its place gives other keys.
+bool IsFolderTheSame(OrderQueues& queues)
+{
+    struct stat folder = {};
+    if (stat(SETTINGS_FOLDER, &folder) != 0)
+        return false;
+    bool isSame = folder.st_dev == queues.device && folder.st_ino == queues.folder;
+    queues.device = folder.st_dev;
+    queues.folder = folder.st_ino;
+    return isSame;
 }
 
 // The length is the message's own: the front-end's reading leaves a tail of older texts.
-bool TakeText(int queue, int type, char (&text)[COMMAND_ROOM])
+bool TakeText(const OrderQueue& queue, int type, char (&text)[COMMAND_ROOM])
 {
     QueueMessage message;
-    ssize_t length = msgrcv(queue, &message, sizeof(message.text), type, IPC_NOWAIT | MSG_NOERROR);
+    if (queue.isEmpty)
+        return false;
+    ssize_t length =
+        msgrcv(queue.number, &message, sizeof(message.text), type, IPC_NOWAIT | MSG_NOERROR);
     if (length < 0)
         return false;
     for (ssize_t i = 0; i < length; i++)
@@ -77,14 +109,16 @@ bool TakeText(int queue, int type, char (&text)[COMMAND_ROOM])
 
 void TakeOverQueues(OrderQueues& queues)
 {
-    queues.control = TakeOverQueue(DAEMON_CONTROL_QUEUE);
-    queues.command = TakeOverQueue(COMMAND_QUEUE);
+    if (!IsFolderTheSame(queues))
+        queues.control.number = queues.command.number = queues.presence = -1;
+    TakeOverQueue(queues.control, DAEMON_CONTROL_QUEUE);
+    TakeOverQueue(queues.command, COMMAND_QUEUE);
 }
 
 void DropWaitingOrders(const OrderQueues& queues)
 {
-    DropEverything(queues.control);
-    DropEverything(queues.command);
+    DropEverything(queues.control.number);
+    DropEverything(queues.command.number);
 }
 
 Order TakeOrder(const OrderQueues& queues)
@@ -102,12 +136,15 @@ bool TakeCommand(const OrderQueues& queues, char (&text)[COMMAND_ROOM])
     return TakeText(queues.command, COMMAND_MESSAGE, text);
 }
 
-void ShowPresence()
+// Everybody may look at this one, so the front-end's way of making it will do.
+void ShowPresence(OrderQueues& queues)
 {
-    int queue = CreateMsgQ(HEARTBEAT_QUEUE);
-    if (SendToMsgQ(queue, HEARTBEAT_MESSAGE, "alive") == 1)
+    msqid_ds state = {};
+    if (!IsOpen(queues.presence, state) || !IsRoots(state))
+        queues.presence = CreateMsgQ(HEARTBEAT_QUEUE);
+    if (SendToMsgQ(queues.presence, HEARTBEAT_MESSAGE, "alive") == 1)
         return;
     // Anybody can fill it, with few messages if they are long.
-    DropEverything(queue);
-    SendToMsgQ(queue, HEARTBEAT_MESSAGE, "alive");
+    DropEverything(queues.presence);
+    SendToMsgQ(queues.presence, HEARTBEAT_MESSAGE, "alive");
 }

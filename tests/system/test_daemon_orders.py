@@ -266,6 +266,24 @@ def test_a_queue_of_another_user_is_removed_while_the_daemon_runs(serial_ups, to
     assert requests(serial_ups) == [] and running.process.poll() is None
 
 
+def test_another_folder_of_settings_has_queues_of_its_own(serial_ups, tolvd):
+    """A folder that was restored, or mounted over the old one, gives the queues other keys."""
+    serial_settings()
+    running = tolvd()
+    before = queues.key(CONTROL)
+    subprocess.run(["mount", "-t", "tmpfs", "tmpfs", "/etc/wardenlink"], check=True)
+    try:
+        assert queues.key(CONTROL) != before
+        wait_until(lambda: queues.exists(CONTROL) and rights(CONTROL) == (0, 0, 0o600),
+                   what="queues of the new folder")
+        wait_until(lambda: queues.exists("heartbeatQueue") and queues.count("heartbeatQueue") > 0,
+                   what="presence on a queue of the new folder")
+        queues.send(CONTROL, 5, "100")
+        assert running.process.wait(LIMIT) == 0
+    finally:
+        subprocess.run(["umount", "/etc/wardenlink"], check=True)
+
+
 def test_presence_is_shown_every_second(serial_ups, tolvd):
     serial_settings()
     tolvd()
