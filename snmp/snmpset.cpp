@@ -28,12 +28,23 @@ void ReportLostExchange(int status)
         printf("An error occurred, Quitting\n");
 }
 
+// Never null: a screen without memory for some bytes cannot go on, and exit restores its terminal.
+void* Zeroed(size_t count, size_t size)
+{
+    void* bytes = calloc(count, size);
+    if (bytes == nullptr) {
+        fputs("out of memory\n", stderr);
+        exit(1);
+    }
+    return bytes;
+}
+
 // Values belong to the variable; the library frees them with the request.
 void StoreValue(netsnmp_variable_list* variable, u_char asnType, const void* bytes, size_t length)
 {
     variable->type = asnType;
     variable->val_len = length;
-    variable->val.string = static_cast<u_char*>(calloc(1, length + 1));
+    variable->val.string = static_cast<u_char*>(Zeroed(1, length + 1));
     if (length > 0)
         memcpy(variable->val.string, bytes, length);
 }
@@ -54,7 +65,7 @@ void StoreAddress(netsnmp_variable_list* variable, const char* text)
 void StoreBytes(netsnmp_variable_list* variable, const char* text,
                 int (*convert)(const char*, unsigned char*))
 {
-    auto* bytes = static_cast<unsigned char*>(calloc(1, strlen(text) + 1));
+    auto* bytes = static_cast<unsigned char*>(Zeroed(1, strlen(text) + 1));
     int length = convert(text, bytes);
     StoreValue(variable, ASN_OCTET_STR, bytes, length > 0 ? static_cast<size_t>(length) : 0);
     free(bytes);
@@ -71,8 +82,8 @@ void StoreObjectId(netsnmp_variable_list* variable, const char* text)
 
 netsnmp_variable_list* AppendVariable(netsnmp_pdu* pdu, const oid* name, size_t length)
 {
-    auto* variable = static_cast<netsnmp_variable_list*>(calloc(1, sizeof(netsnmp_variable_list)));
-    variable->name = static_cast<oid*>(calloc(length + 1, sizeof(oid)));
+    auto* variable = static_cast<netsnmp_variable_list*>(Zeroed(1, sizeof(netsnmp_variable_list)));
+    variable->name = static_cast<oid*>(Zeroed(length + 1, sizeof(oid)));
     if (length > 0)
         memcpy(variable->name, name, length * sizeof(oid));
     variable->name_length = length;
