@@ -12,6 +12,7 @@
 
 #include <cctype>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <dirent.h>
 #include <initializer_list>
@@ -217,6 +218,20 @@ void PrintHolder(const char* pid)
            name);
 }
 
+// Also the process that opened the line for this one, and may not quite have ended.
+bool IsOurs(const char* pid)
+{
+    char path[PATH_SIZE];
+    char text[128];
+    FormatText(path, sizeof(path), "/proc/%s/stat", pid);
+    ReadSmallFile(path, text, sizeof(text));
+    const char* behindName = strrchr(text, ')');
+    int parent = -1;
+    if (behindName != nullptr)
+        sscanf(behindName + 1, " %*c %d", &parent);
+    return parent == getpid() || atoi(pid) == getpid();
+}
+
 } // namespace
 
 int PrintTroubles(const PowerConfig& cfg, const ScheduleEntry sched[7])
@@ -248,11 +263,9 @@ void PrintHolders(const char* device)
             closedir(processes);
         return;
     }
-    char own[16];
-    FormatText(own, sizeof(own), "%d", static_cast<int>(getpid()));
     while (const dirent* entry = readdir(processes)) {
         bool isProcess = isdigit(static_cast<unsigned char>(entry->d_name[0])) != 0;
-        if (isProcess && strcmp(entry->d_name, own) != 0 && HasOpen(entry->d_name, line.st_rdev))
+        if (isProcess && !IsOurs(entry->d_name) && HasOpen(entry->d_name, line.st_rdev))
             PrintHolder(entry->d_name);
     }
     closedir(processes);
