@@ -87,10 +87,11 @@ def test_a_calibration_drains_the_battery_and_recovers(beside, agent):
     center.press("p")
     wait_state(agent, output_status="3", test="calibration")
     show_status(watch, output_status=3)
-    agent.speed(20)
+    agent.battery(25)  # the end of the calibration is near, and full charge far from it
     agent.freeze(False)
     wait_state(agent, output_status="2")
     assert agent.get("capacity") < 60, "it was drained"
+    agent.speed(20)
     agent.freeze(False)
     wait_state(agent, output_status="2", charge="100", test="none")
     show_status(watch)

@@ -10,7 +10,7 @@ import pytest
 
 import queues
 import world
-from local_painter import NA, WARNING, Files, read_files
+from local_painter import NA, WARNING, Files, all_replies_with, read_files
 from local_watch import DRIVER, SerialWatch, open_watch, watch  # noqa: F401
 from settings import Settings
 from stopwatch import Stopwatch
@@ -42,10 +42,8 @@ def show_beside_daemon(watch, present=True):
 
 
 def wait_status(text):
-    """Waits until the daemon's status line holds this text."""
-    def HoldsText():
-        return text.encode() in (read_files().q1 or b"")
-    world.wait_until(HoldsText, what=f"{text!r} in the status file")
+    """Waits until the daemon's status line holds this text, beside the other replies."""
+    world.wait_until(lambda: all_replies_with(text), what=f"{text!r} in the status file")
 
 
 # --- the daemon ------------------------------------------------------------------------------
@@ -133,8 +131,8 @@ def test_a_file_replaced_while_it_is_read_shows_the_old_or_the_new_line(watch):
         def SawBothOften():
             watch.press()
             seen.append(whichever_shown(watch, first, second))
-            return min(seen.count(first), seen.count(second)) >= 20
-        world.wait_until(SawBothOften, what="both lines on the screen")
+            return min(seen.count(first), seen.count(second)) >= 5
+        world.wait_until(SawBothOften, what="both lines on the screen", timeout=180)
         assert replacer.poll() is None
     finally:
         replacer.kill()
@@ -228,10 +226,10 @@ def test_the_trace_shows_nothing_that_acts_on_the_terminal(watch):
 
 
 def test_a_huge_trace_file_holds_up_no_pass(watch):
-    rewrite_trace_file(" " * 20000000 + "debug\n")
+    rewrite_trace_file(" " * 60000000 + "debug\n")
     took = Stopwatch()
     assert traces(watch) == []
-    assert took.below(15), "read to its end it takes longer"
+    assert took.below(45), "read to its end it takes longer"
 
 
 def test_a_trace_file_from_before_the_start_counts(open_screen):

@@ -6,7 +6,7 @@ import pytest
 
 import queues
 import world
-from local_painter import read_files
+from local_painter import all_replies_with, read_files
 from local_watch import DRIVER, SerialWatch
 from process import OrdinaryUser
 from settings import Settings
@@ -34,7 +34,7 @@ def show(watch):
 
 
 def wait_reply(text):
-    world.wait_until(lambda: text.encode() in (read_files().q1 or b""), what=f"{text!r} told")
+    world.wait_until(lambda: all_replies_with(text), what=f"{text!r} told")
 
 
 def test_it_shows_everything(serial_ups, tolvd, start, everyones_screen):

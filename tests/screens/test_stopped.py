@@ -95,8 +95,11 @@ def test_continued_in_the_background_it_leaves_the_shell_its_terminal(job, no_ag
     job.clear_raw()
     job.send("bg\n")
     job.wait_raw(b"$ ")
-    job.send("\n")
-    job.wait_raw(b"Stopped")
+
+    def IsReported():
+        job.send("\n")  # at each prompt the shell says what became of its jobs
+        return b"Stopped" in job.raw
+    job.wait_for(IsReported, what="the job stopped again")
     assert modes(job) == termios.ECHO | termios.ICANON
     go_on(job, no_agent)
     check_left(job)

@@ -15,6 +15,7 @@ import world
 from help_painter import place_help
 from issuer_watch import presence
 from notice import DATE_COLUMN, DATE_WIDTH
+from process import FindKeyWait
 from screens import COMMANDS, open_screen
 from settings import Settings
 from terminal import LinuxScreen, Stream, Terminal
@@ -173,12 +174,14 @@ class Window:
 
 
 def program_in(window, name):
-    """The terminal of the program that the window runs, once there is one."""
+    """The terminal of the program that the window runs, once its first picture is painted."""
     def Find():
         with open(f"/proc/{window.pid}/task/{window.pid}/children", encoding="ascii") as source:
             for child in source.read().split():
-                if os.readlink(f"/proc/{child}/exe") == command_of(name)[0]:
-                    return os.readlink(f"/proc/{child}/fd/1")
+                with contextlib.suppress(OSError):  # one that has ended meanwhile
+                    is_it = os.readlink(f"/proc/{child}/exe") == command_of(name)[0]
+                    if is_it and FindKeyWait(int(child)):
+                        return os.readlink(f"/proc/{child}/fd/1")
         return None
     return wait_until(Find, what="the program in the window")
 

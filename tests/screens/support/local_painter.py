@@ -139,6 +139,12 @@ def read_files():
     return Files(**found)
 
 
+def all_replies_with(text):
+    """Whether the daemon's three files are there, and the status holds this text."""
+    files = read_files()
+    return None not in (files.q1, files.rtg, files.mdl) and text.encode() in files.q1
+
+
 # --- what the bytes mean ---------------------------------------------------------------------
 
 

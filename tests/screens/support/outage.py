@@ -87,8 +87,11 @@ def put_below(frame, rows):
 def is_reported(ups):
     """Whether the daemon has handed on what the UPS reads now."""
     state = ups.state()
-    with open(tolvd.REPLIES[0], encoding="ascii") as source:
-        reply = source.read().split()
+    try:
+        with open(tolvd.REPLIES[0], encoding="ascii") as source:
+            reply = source.read().split()
+    except FileNotFoundError:  # lost for a moment, on a machine that stood still
+        return False
     mains_failed = str(int(state["mains"] == "off"))
     return reply[5] == f"{float(state['battery_voltage']):04.1f}" and reply[7][0] == mains_failed
 
