@@ -14,8 +14,8 @@ namespace {
 bool IsKept(const char* path, const char* reply)
 {
     char kept[REPLY_ROOM];
-    ReadSmallFile(path, kept, sizeof(kept));
-    return strcmp(kept, reply) == 0;
+    long length = ReadSmallFile(path, kept, sizeof(kept));
+    return length == static_cast<long>(strlen(reply)) && strcmp(kept, reply) == 0;
 }
 
 bool KeepReply(const char* path, const char* reply)
