@@ -1,6 +1,10 @@
-// Preloaded into the daemon: hours of its work in seconds. Its clocks leap over every wait in
-// which nothing is under way; an answer that is, of the UPS or of an agent, is waited for in
-// real time. The processes that it forks share its clocks.
+// Preloaded into the daemon or a screen: hours of its work in seconds. Its clocks leap over every
+// wait in which nothing is under way; an answer that is, of the UPS or of an agent, is waited for
+// in real time, and so is a key. The processes that it forks share its clocks.
+//
+// A test that has made the file WEATHER tells by it, at any time, how much of what the program
+// sends to its UPS is lost on the way, and how far the time of day is off. It finds there how
+// often a key was waited for.
 
 #include <algorithm>
 #include <atomic>
@@ -8,8 +12,12 @@
 #include <cstdint>
 #include <ctime>
 #include <dlfcn.h>
+#include <fcntl.h>
+#include <netinet/in.h>
 #include <poll.h>
 #include <sys/mman.h>
+#include <sys/select.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -17,7 +25,8 @@ namespace {
 
 constexpr int64_t MILLISECOND = 1000000; // in nanoseconds
 constexpr int64_t SECOND = 1000 * MILLISECOND;
-constexpr int LONGEST_ANSWER = 2000;      // milliseconds, in real time; more counts as a silence
+constexpr int LONGEST_ANSWER = 2000; // milliseconds, in real time; more counts as a silence
+constexpr char WEATHER[] = "/run/wardenlink-weather";
 constexpr timespec GLANCE = {0, 200000L}; // between two looks at the shared clock
 
 struct Shared {
@@ -26,6 +35,30 @@ struct Shared {
     std::atomic<pid_t> leader;      // the process that leaps
     std::atomic<bool> isAnswerOpen; // the leader has asked its line
 };
+
+// The file, as tests/screens/support/weather.py writes it.
+struct Weather {
+    std::atomic<int64_t> lostPercent;
+    std::atomic<int64_t> clockShift; // seconds
+    std::atomic<int64_t> passes;
+};
+
+// Memory of its own where there is no file.
+Weather* MapWeather()
+{
+    int fd = open(WEATHER, O_RDWR | O_CLOEXEC);
+    int flags = MAP_SHARED | (fd < 0 ? MAP_ANONYMOUS : 0);
+    void* page = mmap(nullptr, sizeof(Weather), PROT_READ | PROT_WRITE, flags, fd, 0);
+    if (fd >= 0)
+        close(fd);
+    return static_cast<Weather*>(page);
+}
+
+Weather& Outside()
+{
+    static Weather* const weather = MapWeather();
+    return *weather;
+}
 
 Shared* MakeShared()
 {
@@ -69,25 +102,56 @@ int PollReally(pollfd* inputs, nfds_t count, int milliseconds)
     return found;
 }
 
+// The clock that all the programs of one daemon share.
+int64_t LeaptNow()
+{
+    return RealNow() + Common().leapt;
+}
+
+void LeapTo(int64_t moment)
+{
+    Common().leapt += std::max<int64_t>(0, moment - LeaptNow());
+}
+
+// Whether what is sent now gets lost: the same ones in every run.
+bool IsLost()
+{
+    static uint64_t state = 1;
+    state = state * 6364136223846793005 + 1442695040888963407;
+    return static_cast<int64_t>((state >> 33) % 100) < Outside().lostPercent;
+}
+
+// One that has ended has nothing more to do, also before it was waited for.
+bool IsChildBusy()
+{
+    pid_t child = Common().busyChild;
+    siginfo_t ended = {};
+    return child != 0 &&
+           waitid(P_PID, static_cast<id_t>(child), &ended, WEXITED | WNOHANG | WNOWAIT) == 0 &&
+           ended.si_pid == 0;
+}
+
 bool IsUnderWay()
 {
-    return Common().isAnswerOpen || Common().busyChild != 0;
+    return Common().isAnswerOpen || IsChildBusy();
 }
 
 // Waits as long as something is under way, then leaps to the end of the wait.
 int PollOrLeap(pollfd* inputs, nfds_t count, int milliseconds)
 {
-    int64_t began = RealNow();
-    int64_t latest = began + std::min(milliseconds, LONGEST_ANSWER) * MILLISECOND;
+    int64_t latest = RealNow() + std::min(milliseconds, LONGEST_ANSWER) * MILLISECOND;
+    int64_t end = LeaptNow() + milliseconds * MILLISECOND;
     int found = PollReally(inputs, count, 0);
-    while (found == 0 && IsUnderWay() && RealNow() < latest)
+    while (found == 0 && IsUnderWay() && RealNow() < latest && LeaptNow() < end)
         found = PollReally(inputs, count, 1);
     if (found != 0)
         return found;
     Common().isAnswerOpen = false;
-    Common().leapt += std::max<int64_t>(0, milliseconds * MILLISECOND - (RealNow() - began));
+    LeapTo(end);
     return 0;
 }
+
+bool isRequestLost = false; // the last one to an agent, which nothing will answer
 
 } // namespace
 
@@ -99,7 +163,7 @@ int clock_gettime(clockid_t clock, timespec* now) noexcept
     if (next(clock, now) != 0)
         return -1;
     int64_t ahead = now->tv_nsec + Common().leapt;
-    now->tv_sec += ahead / SECOND;
+    now->tv_sec += ahead / SECOND + (clock == CLOCK_REALTIME ? Outside().clockShift.load() : 0);
     now->tv_nsec = ahead % SECOND;
     return 0;
 }
@@ -129,9 +193,43 @@ int __poll_chk(pollfd* inputs, nfds_t count, int milliseconds, size_t /*room*/)
 ssize_t write(int fd, const void* bytes, size_t length)
 {
     static const auto next = Next("write", write);
-    if (IsLeader() && isatty(fd) != 0)
+    bool isToUps = IsLeader() && fd > STDERR_FILENO && isatty(fd) != 0;
+    if (isToUps && IsLost())
+        return static_cast<ssize_t>(length);
+    if (isToUps)
         Common().isAnswerOpen = true;
     return next(fd, bytes, length);
+}
+
+// A datagram to an agent.
+ssize_t sendmsg(int fd, const msghdr* message, int flags)
+{
+    static const auto next = Next("sendmsg", sendmsg);
+    const auto* to = static_cast<const sockaddr*>(message->msg_name);
+    if (to == nullptr || to->sa_family != AF_INET)
+        return next(fd, message, flags);
+    isRequestLost = IsLost();
+    return isRequestLost ? static_cast<ssize_t>(message->msg_iov->iov_len)
+                         : next(fd, message, flags);
+}
+
+// The wait for a key is the one on the standard input alone; any other is for an agent.
+int select(int count, fd_set* in, fd_set* out, fd_set* errors, timeval* limit)
+{
+    static const auto next = Next("select", select);
+    if (limit == nullptr || (limit->tv_sec == 0 && limit->tv_usec == 0))
+        return next(count, in, out, errors, limit);
+    if (count == STDIN_FILENO + 1) {
+        Outside().passes++;
+        return next(count, in, out, errors, limit);
+    }
+    int64_t end = LeaptNow() + limit->tv_sec * SECOND + limit->tv_usec * 1000;
+    if (isRequestLost)
+        *limit = {};
+    int found = next(count, in, out, errors, limit);
+    if (found == 0)
+        LeapTo(end);
+    return found;
 }
 
 pid_t fork() noexcept
@@ -152,15 +250,26 @@ pid_t waitpid(pid_t pid, int* status, int options)
     return ended;
 }
 
-// A child's pause between its rounds: over when the leader's leaps have come so far.
+unsigned sleep(unsigned seconds)
+{
+    LeapTo(LeaptNow() + seconds * SECOND);
+    return 0;
+}
+
+// A screen's own pause is leapt over; a child's pause between its rounds is over when the leader's
+// leaps have come so far.
 int clock_nanosleep(clockid_t clock, int flags, const timespec* moment, timespec* left)
 {
     static const auto next = Next("clock_nanosleep", clock_nanosleep);
-    if (flags != TIMER_ABSTIME || IsLeader())
+    if (flags != TIMER_ABSTIME)
         return next(clock, flags, moment, left);
     int64_t end = moment->tv_sec * SECOND + moment->tv_nsec;
+    if (IsLeader()) {
+        LeapTo(end);
+        return 0;
+    }
     Common().busyChild = 0;
-    while (RealNow() + Common().leapt < end)
+    while (LeaptNow() < end)
         next(CLOCK_MONOTONIC, 0, &GLANCE, nullptr);
     Common().busyChild = getpid();
     return 0;

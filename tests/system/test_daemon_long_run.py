@@ -1,21 +1,36 @@
-"""A day of the daemon's readings, in seconds: what it holds does not grow.
+"""Days of the daemon's readings, in minutes: what it holds does not grow, whatever its UPS does.
 
-WARDENLINK_HOURS says how many hours; without it as many as a usual run has time for.
+WARDENLINK_HOURS says how many hours; without it as many as a usual run has time for. Again and
+again half of what the UPS is asked gets lost, then it is gone, then it is back, then it is to be
+found somewhere else.
 """
 
 import os
 import time
 
+import pytest
+
 import queues
+import world
 from process import MemoryKilobytes, OpenFiles
 from tolvd import agent_settings, preloaded, recorded, serial_settings
 from waiting import wait_until
+from weather import Weather
 
 HOURS = float(os.environ.get("WARDENLINK_HOURS", "2"))
 PARTS = 8  # looks at what it holds, beside the one after the first part
-SECONDS_OF_AN_HOUR = 60  # in real time, on a machine that has little to spare
-LOGGED = 20000  # requests that the simulated UPS keeps
-INPUT_VOLTAGE = "get .1.3.6.1.4.1.935.1.1.1.3.2.1.0"
+ROUNDS = max(1, round(HOURS / (PARTS + 1)))  # of all troubles, in each part
+SECONDS_OF_AN_HOUR = 120  # in real time, on a machine that has little to spare
+OTHER_DEVICE, OTHER_CONTROL = world.DEVICE + "-other", world.CONTROL + ".other"
+OTHER_ADDRESS = "192.0.2.11"
+LOST, BACK = "the UPS does not answer", "the UPS answers again"
+
+
+@pytest.fixture
+def weather():
+    made = Weather()
+    yield made
+    made.close()
 
 
 def children(pid):
@@ -44,52 +59,88 @@ def holding(running, workers):
             files = [fewest_files(pid) for pid in pids]
         except FileNotFoundError:  # a worker that was given up meanwhile
             return None
+        waiting = [queues.count(name) for name in queues.NAMES]
         memory = [0 if "ASAN_OPTIONS" in os.environ else MemoryKilobytes(pid) for pid in pids]
-        return (files, memory, queues.count("heartbeatQueue")) if None not in memory else None
+        return (files, memory, waiting) if None not in memory else None
     return wait_until(Look, what=f"{workers} children")
 
 
-def live(running, seconds, change):
-    """Waits until the daemon's clock has gone on so far; change(COUNT) is called meanwhile."""
+def live(running, seconds):
+    """Waits until the daemon's clock has gone on so far."""
     end = running.status()["boot_milliseconds"] + seconds * 1000
-    count = 0
-
-    def IsOver():
-        nonlocal count
-        count += 1
-        change(count)
-        return running.status().get("boot_milliseconds", 0) >= end
-    wait_until(IsOver, SECONDS_OF_AN_HOUR * HOURS, f"{seconds} seconds of the daemon's")
+    wait_until(lambda: running.status().get("boot_milliseconds", 0) >= end,
+               SECONDS_OF_AN_HOUR * HOURS, f"{seconds} seconds of the daemon's")
 
 
-def check_hours(running, ups, workers):
-    """Lives through the hours and checks that all stays as it was after the first part."""
+def check_hours(running, ups, workers, troubles):
+    """Lives through the hours and checks that all stays as it was after the first part.
+
+    A trouble is a pair of actions: what begins and what ends it.
+    """
     began = time.monotonic()
+    stretch = HOURS * 3600 / (PARTS + 1) / ROUNDS / (len(troubles) + 1)
     looks = []
     for _ in range(PARTS + 1):
-        live(running, HOURS * 3600 / (PARTS + 1), lambda count: ups.load(20 + count % 60))
+        for count in range(ROUNDS):
+            for begin, end in troubles:
+                begin()
+                live(running, stretch)
+                end()
+            running.wait_status(ups="heard")
+            ups.load(20 + count % 60)
+            live(running, stretch)
         looks.append(holding(running, workers))
     print(f"{HOURS} hours in {time.monotonic() - began:.0f} s: {looks}")
     first, last = looks[0], looks[-1]
     assert last[0] == first[0], looks
     assert all(now <= before + 64 for before, now in zip(first[1], last[1])), looks
-    assert all(messages <= 6 for *_, messages in looks), looks
+    assert all(max(waiting) <= 6 for *_, waiting in looks), looks
     assert recorded("shutdown") == []
+    assert min(len(running.lines(words)) for words in (LOST, BACK)) >= (PARTS + 1) * ROUNDS
 
 
-def rounds_of(ups, request):
-    """How often the UPS was asked, as far as its log reaches."""
-    return ups.log().count(request)
+def go_to(write_settings, **place):
+    """The settings name another place of the UPS, and the daemon is told."""
+    write_settings(**place)
+    queues.send("daemonControlQueue", 5, "010")
 
 
-def test_hours_on_a_line_leave_nothing_behind(serial_ups, tolvd):
+def test_hours_on_a_line_leave_nothing_behind(serial_ups, tolvd, weather):
     serial_settings()
-    check_hours(tolvd(env=preloaded("short_waits")), serial_ups, 0)
-    # A round a second, but for what a busy machine holds up.
-    assert rounds_of(serial_ups, "serial Q1") >= min(HOURS * 3600, LOGGED) / 2
+    other = world.Serial(OTHER_DEVICE, OTHER_CONTROL)
+    running = tolvd(env=preloaded("short_waits"))
+    check_hours(running, serial_ups, 0, [
+        (lambda: weather.lose(50), lambda: weather.lose(0)),
+        (lambda: weather.lose(100), lambda: weather.lose(0)),
+        (lambda: serial_ups.serial("vanish"), lambda: serial_ups.serial("return")),
+        (lambda: go_to(serial_settings, com_port=OTHER_DEVICE), lambda: go_to(serial_settings))])
+    other.stop()
 
 
-def test_hours_with_an_agent_leave_nothing_behind(agent, tolvd):
+class Vanishing:
+    """An agent that is gone for a while, and comes back as another process."""
+
+    def __init__(self, weather):
+        self.weather, self.agent = weather, world.Agent()
+
+    def vanish(self):
+        self.weather.lose(100)  # nobody has to wait for an answer that cannot come
+        assert self.agent.stop() == 0
+
+    def come_back(self):
+        self.agent = world.Agent()
+        self.weather.lose(0)
+
+    def load(self, percent):
+        self.agent.load(percent)
+
+
+def test_hours_with_an_agent_leave_nothing_behind(tolvd, weather):
     agent_settings()
-    check_hours(tolvd(env=preloaded("short_waits")), agent, 1)
-    assert rounds_of(agent, INPUT_VOLTAGE) >= min(HOURS * 1800, LOGGED / 10) / 2
+    ups, other = Vanishing(weather), world.Agent(OTHER_ADDRESS, control=OTHER_CONTROL)
+    running = tolvd(env=preloaded("short_waits"))
+    check_hours(running, ups, 1, [
+        (lambda: weather.lose(50), lambda: weather.lose(0)),
+        (ups.vanish, ups.come_back),
+        (lambda: go_to(agent_settings, snmp_ip=OTHER_ADDRESS), lambda: go_to(agent_settings))])
+    assert (ups.agent.stop(), other.stop()) == (0, 0)
