@@ -250,12 +250,6 @@ pid_t waitpid(pid_t pid, int* status, int options)
     return ended;
 }
 
-unsigned sleep(unsigned seconds)
-{
-    LeapTo(LeaptNow() + seconds * SECOND);
-    return 0;
-}
-
 // A screen's own pause is leapt over; a child's pause between its rounds is over when the leader's
 // leaps have come so far.
 int clock_nanosleep(clockid_t clock, int flags, const timespec* moment, timespec* left)

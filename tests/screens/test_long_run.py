@@ -1,0 +1,200 @@
+"""Thousands of passes of each screen, in minutes: what it holds does not grow, whatever its UPS,
+its files and its user do.
+
+WARDENLINK_PASSES says how many passes; without it as many as a usual run has time for.
+"""
+
+import contextlib
+import dataclasses
+import os
+import random
+import time
+
+import pytest
+
+import queues
+import world
+from help_painter import place_help
+from issuer_watch import presence
+from local_painter import Files
+from process import MemoryKilobytes, OpenFiles
+from settings import Settings
+from tolvd import preloaded
+from weather import Weather
+
+PASSES = int(os.environ.get("WARDENLINK_PASSES", "300"))
+PARTS = 8  # looks at what it holds, beside the one after the first part
+MOST_KEYS = 50  # typed at once
+OTHER_ADDRESS, OTHER_CONTROL = "192.0.2.11", world.CONTROL + ".other"
+MOST_WAITING = 10  # messages of a queue
+GARBAGE = bytes(range(256)) * 300
+
+
+class AgentWorld:
+    """A UPS behind an agent. Half of what it is asked gets lost, then it is gone, comes back as
+    another process, and is to be found somewhere else."""
+
+    comm_mode = 1
+
+    def __init__(self, weather):
+        self.weather = weather
+        self.agent, self.other = world.Agent(), world.Agent(OTHER_ADDRESS, control=OTHER_CONTROL)
+        self.troubles = [self.lose_half, self.vanish, self.come_back, self.move]
+        for agent in (self.agent, self.other):
+            agent.freeze()  # no command of the command center turns it off
+
+    def lose_half(self):
+        self.weather.lose(50)
+
+    def vanish(self):
+        self.weather.lose(100)  # nobody has to wait for an answer that cannot come
+        assert self.agent.stop() == 0
+
+    def come_back(self):
+        self.agent = world.Agent()
+        self.agent.freeze()
+        self.weather.lose(0)
+
+    def move(self):
+        Settings(comm_mode=1, snmp_ip=OTHER_ADDRESS).write()
+
+    def calm(self):
+        self.weather.lose(0)
+        Settings(comm_mode=1, snmp_ip=world.agent_address()).write()
+
+    def stop(self):
+        assert (self.agent.stop(), self.other.stop()) == (0, 0)
+
+
+class FilesWorld:
+    """A UPS on a serial line, as the daemon's files tell of it: half of them are missing, all are,
+    they hold garbage; then the settings name another line."""
+
+    comm_mode = 0
+
+    def __init__(self, weather):
+        del weather
+        self.count = 0
+        self.troubles = [self.lose_half, self.vanish, self.garble, self.move]
+
+    def lose_half(self):
+        self.count += 1
+        Files(**{name: None for at, name in enumerate(("q1", "rtg", "mdl"))
+                 if (self.count + at) % 2}).write()
+
+    def vanish(self):
+        Files(q1=None, rtg=None, mdl=None).write()
+
+    def garble(self):
+        Files(q1=GARBAGE, rtg=b"", mdl=GARBAGE).write()
+
+    def move(self):
+        Files().write()
+        Settings(comm_mode=0, com_port="/dev/ttyS7").write()
+
+    def calm(self):
+        Files().write()
+        Settings(comm_mode=0).write()
+
+    def stop(self):
+        pass
+
+
+@dataclasses.dataclass(frozen=True)
+class Mode:
+    """A screen in one of its modes. keys: what is typed, one of them after the other; shown: rows
+    that look at the end as at the beginning, [r] typed before each."""
+
+    command: tuple
+    world: type
+    keys: list
+    shown: range = range(0, 1)
+
+
+PANELS = range(2, 23)
+MODES = {
+    "remote": Mode(("wardenlink", "status"), AgentWorld, list("   rx\x1b"), PANELS),
+    "local-serial": Mode(("wardenlink-local",), FilesWorld, list("   rmbx"), PANELS),
+    "local-snmp": Mode(("wardenlink-local",), AgentWorld, list("   rmmb"), PANELS),
+    "issuer-serial": Mode(("wardenlink-command",), FilesWorld, list("sbnacppp\x1b r")),
+    "issuer-snmp": Mode(("wardenlink-command",), AgentWorld, list("sulmfcobditpppp\x1b+- r")),
+    "config": Mode(("wardenlink", "config"), FilesWorld, list("+-imdbuvanlcoptsr\n\n\n\x1b\x7f")),
+    "help": Mode(("wardenlink-help",), FilesWorld, list("123457abcnnnp")),
+    "opening": Mode(("wardenlink-monitor",), FilesWorld,
+                    ["l", "e", "r", "ri198.51.100.7\n", "rcpublic\x7f\n", "\x1b"]),
+}
+
+
+@pytest.fixture
+def weather():
+    made = Weather()
+    yield made
+    made.close()
+
+
+@pytest.fixture
+def around(name, weather):
+    made = MODES[name].world(weather)
+    yield made
+    made.stop()
+
+
+def play_daemon():
+    """It takes what is for it, shows its presence, and has something to say to the local screen."""
+    for name in queues.NAMES:
+        queues.drain(name)
+    for _ in range(5):
+        queues.send("heartbeatQueue", 4, "here")
+    for text in ("010", "001", "\x1b[2J", "x" * 99):
+        queues.send("screenControlQueue", 5, text)
+
+
+def type_keys(screen, mode, chance, passes):
+    """So many passes, each called forth by a key."""
+    while passes > 0:
+        keys = ""
+        while len(keys) < min(passes, MOST_KEYS):
+            keys += chance.choice(mode.keys)
+        screen.press(keys)
+        screen.clear_raw()
+        passes -= len(keys)
+
+
+def holding(screen):
+    """Descriptors, kilobytes and messages; not the kilobytes under the sanitizers, which keep for
+    a while what was given back."""
+    memory = 0 if "ASAN_OPTIONS" in os.environ else MemoryKilobytes(screen.pid)
+    return OpenFiles(screen.pid), memory, [queues.count(name) for name in queues.NAMES]
+
+
+def picture(screen, rows):
+    queues.drain("heartbeatQueue")
+    screen.press("r ")
+    return [screen.row(row) for row in rows]
+
+
+@pytest.mark.parametrize("name", MODES)
+def test_thousands_of_passes_leave_nothing_behind(start, weather, around, name):
+    mode, chance, began = MODES[name], random.Random(1), time.monotonic()
+    around.calm()
+    place_help()
+    with presence() if "issuer" in name else contextlib.nullcontext():
+        screen = start([world.bin(mode.command[0]), *mode.command[1:]],
+                       env=preloaded("short_waits"), quit_keys="\nqq")
+        screen.wait_key()
+    first_picture, looks = picture(screen, mode.shown), []
+    for _ in range(PARTS + 1):
+        for trouble in [*around.troubles, around.calm]:
+            trouble()
+            play_daemon()
+            type_keys(screen, mode, chance, PASSES / (PARTS + 1) / (len(around.troubles) + 1))
+        looks.append(holding(screen))
+    print(f"{name}: {weather.passes()} passes in {time.monotonic() - began:.0f} s: {looks}")
+    (files, memory, _), last = looks[0], looks[-1]
+    assert weather.passes() >= PASSES
+    assert last[0] == files, looks
+    assert last[1] <= memory + 64, looks
+    assert all(max(waiting) <= MOST_WAITING for *_, waiting in looks), looks
+    if name.startswith("local"):
+        screen.press("b")
+    assert picture(screen, mode.shown) == first_picture
