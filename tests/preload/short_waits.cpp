@@ -30,10 +30,11 @@ constexpr char WEATHER[] = "/run/wardenlink-weather";
 constexpr timespec GLANCE = {0, 200000L}; // between two looks at the shared clock
 
 struct Shared {
-    std::atomic<int64_t> leapt;     // nanoseconds that all clocks are ahead of the machine's
-    std::atomic<pid_t> busyChild;   // forked last, and neither in its own wait nor over; or 0
-    std::atomic<pid_t> leader;      // the process that leaps
-    std::atomic<bool> isAnswerOpen; // the leader has asked its line
+    std::atomic<int64_t> leapt;      // nanoseconds that all clocks are ahead of the machine's
+    std::atomic<pid_t> child;        // forked last or at work last, or 0
+    std::atomic<int64_t> childWaits; // its own wait lasts up to this moment of the shared clock
+    std::atomic<pid_t> leader;       // the process that leaps
+    std::atomic<bool> isAnswerOpen;  // the leader has asked its line
 };
 
 // The file, as tests/screens/support/weather.py writes it.
@@ -124,9 +125,9 @@ bool IsLost()
 // One that has ended has nothing more to do, also before it was waited for.
 bool IsChildBusy()
 {
-    pid_t child = Common().busyChild;
+    pid_t child = Common().child;
     siginfo_t ended = {};
-    return child != 0 &&
+    return child != 0 && LeaptNow() >= Common().childWaits &&
            waitid(P_PID, static_cast<id_t>(child), &ended, WEXITED | WNOHANG | WNOWAIT) == 0 &&
            ended.si_pid == 0;
 }
@@ -136,19 +137,29 @@ bool IsUnderWay()
     return Common().isAnswerOpen || IsChildBusy();
 }
 
-// Waits as long as something is under way, then leaps to the end of the wait.
+// The end of a wait, or that of the child's own if it comes first: then the child has its turn.
+int64_t NextMoment(int64_t end)
+{
+    int64_t childs = Common().childWaits;
+    return LeaptNow() < childs ? std::min(childs, end) : end;
+}
+
+// Waits as long as something is under way, and leaps over the rest.
 int PollOrLeap(pollfd* inputs, nfds_t count, int milliseconds)
 {
     int64_t latest = RealNow() + std::min(milliseconds, LONGEST_ANSWER) * MILLISECOND;
     int64_t end = LeaptNow() + milliseconds * MILLISECOND;
     int found = PollReally(inputs, count, 0);
-    while (found == 0 && IsUnderWay() && RealNow() < latest && LeaptNow() < end)
-        found = PollReally(inputs, count, 1);
-    if (found != 0)
-        return found;
-    Common().isAnswerOpen = false;
-    LeapTo(end);
-    return 0;
+    while (found == 0 && LeaptNow() < end) {
+        if (IsUnderWay() && RealNow() < latest) {
+            found = PollReally(inputs, count, 1);
+            continue;
+        }
+        Common().isAnswerOpen = false;
+        LeapTo(NextMoment(end));
+        found = PollReally(inputs, count, 0);
+    }
+    return found;
 }
 
 bool isRequestLost = false; // the last one to an agent, which nothing will answer
@@ -236,8 +247,10 @@ pid_t fork() noexcept
 {
     static const auto next = Next("fork", fork);
     pid_t child = next();
-    if (child > 0 && IsLeader())
-        Common().busyChild = child;
+    if (child > 0 && IsLeader()) {
+        Common().child = child;
+        Common().childWaits = 0;
+    }
     return child;
 }
 
@@ -245,8 +258,8 @@ pid_t waitpid(pid_t pid, int* status, int options)
 {
     static const auto next = Next("waitpid", waitpid);
     pid_t ended = next(pid, status, options);
-    if (ended > 0 && ended == Common().busyChild)
-        Common().busyChild = 0;
+    if (ended > 0 && ended == Common().child)
+        Common().child = 0;
     return ended;
 }
 
@@ -262,10 +275,10 @@ int clock_nanosleep(clockid_t clock, int flags, const timespec* moment, timespec
         LeapTo(end);
         return 0;
     }
-    Common().busyChild = 0;
+    Common().child = getpid();
+    Common().childWaits = end;
     while (LeaptNow() < end)
         next(CLOCK_MONOTONIC, 0, &GLANCE, nullptr);
-    Common().busyChild = getpid();
     return 0;
 }
 }

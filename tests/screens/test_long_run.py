@@ -152,6 +152,7 @@ def play_daemon():
 def type_keys(screen, mode, chance, passes):
     """So many passes, each called forth by a key."""
     while passes > 0:
+        play_daemon()
         keys = ""
         while len(keys) < min(passes, MOST_KEYS):
             keys += chance.choice(mode.keys)
@@ -186,7 +187,6 @@ def test_thousands_of_passes_leave_nothing_behind(start, weather, around, name):
     for _ in range(PARTS + 1):
         for trouble in [*around.troubles, around.calm]:
             trouble()
-            play_daemon()
             type_keys(screen, mode, chance, PASSES / (PARTS + 1) / (len(around.troubles) + 1))
         looks.append(holding(screen))
     print(f"{name}: {weather.passes()} passes in {time.monotonic() - began:.0f} s: {looks}")
