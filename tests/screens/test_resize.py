@@ -1,5 +1,6 @@
 """A terminal whose corner is dragged: every screen repaints, and listens all the while."""
 
+import random
 import time
 
 import pytest
@@ -37,6 +38,39 @@ def test_one_repaint_answers_all_that_was_dragged(start, name):
     drag(screen, 3, 0.001)  # so fast that it meets the painting, too
     screen.wait_paint()
     check_time(lambda: seconds_of_pass(screen), 3.25, 4.2)
+    screen.send("q")
+    assert screen.wait_exit() >= 0
+
+
+def sizes(count):
+    """From the smallest to the largest, and any between."""
+    chance = random.Random(4)
+    yield from ((1, 1), (200, 300), (1, 300), (200, 1))
+    for _ in range(count - 4):
+        yield chance.randint(1, 200), chance.randint(1, 300)
+
+
+PAINTED_ONCE = ("opening", "issuer")  # and again with [r]
+
+
+@pytest.mark.parametrize("name", COMMANDS)
+def test_a_thousand_sizes_leave_the_picture_whole(start, name):
+    screen = open_screen(start, name)
+    screen.press(" ")
+    before = screen.lines()
+    for count, size in enumerate(sizes(1000)):
+        screen.resize(*size)
+        if count % 100 < 4:
+            screen.press(" ")  # painted at this size
+    screen.resize(25, 80)
+    screen.wait_paint()
+    if name in PAINTED_ONCE:
+        screen.press("r")
+
+    def IsWhole():
+        shown = screen.lines()
+        return shown[0] == before[0] and shown[2:] == before[2:]  # row 1 has the time
+    screen.wait_for(IsWhole, what="the whole picture")
     screen.send("q")
     assert screen.wait_exit() >= 0
 
