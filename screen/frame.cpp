@@ -115,7 +115,11 @@ int PutText(Place place, const char* text)
 
 int PutTabbedText(Place place, const char* text)
 {
-    return mvaddnstr(place.row, place.col, text, COLS > place.col ? COLS - place.col : 0);
+    // What lies beyond the margin would go on in the next row.
+    int fitting = 0;
+    for (int col = place.col; col < COLS && text[fitting] != '\0'; fitting++)
+        col += text[fitting] == '\t' ? TABSIZE - col % TABSIZE : 1;
+    return mvaddnstr(place.row, place.col, text, fitting);
 }
 
 void ParkCursor()
