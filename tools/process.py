@@ -13,8 +13,8 @@ KeyWait = collections.namedtuple("KeyWait", "fresh switches")
 
 # What a number of a call means, by machine.
 CALLS = {
-    "x86_64": {0: "read", 23: "select", 270: "select", 230: "sleep"},
-    "aarch64": {63: "read", 72: "select", 115: "sleep"},
+    "x86_64": {0: "read", 1: "write", 23: "select", 270: "select", 230: "sleep"},
+    "aarch64": {63: "read", 64: "write", 72: "select", 115: "sleep"},
 }
 NAMES = CALLS.get(platform.machine(), {})
 
@@ -64,6 +64,11 @@ def IsPausing(pid):
     """Whether pid sleeps for a time of its own."""
     call = ReadCall(pid)
     return call is not None and call[0] == "sleep"
+
+
+def IsHeldUpByOutput(pid):
+    """Whether pid waits until somebody takes what it writes."""
+    return ReadCall(pid) == ("write", 1)
 
 
 def IsWaitingForAnswer(pid):

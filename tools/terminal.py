@@ -4,6 +4,7 @@ Rows and columns count from 0. A thread takes in everything the program writes, 
 program never waits for its terminal, whatever the test does meanwhile.
 """
 
+import contextlib
 import fcntl
 import os
 import select
@@ -257,12 +258,18 @@ class Terminal:
 
     def _wait_taken(self, timeout):
         """Waits until the program has read every key typed up to now."""
-        peer = fcntl.ioctl(self._child.child_fd, TIOCGPTPEER,
-                           os.O_RDWR | os.O_NOCTTY | os.O_NONBLOCK)
-        try:
+        with self._peer() as peer:
             # Asking the terminal also delivers what is still on its way through the kernel.
             self.wait_for(lambda: not select.select([peer], [], [], 0)[0], timeout,
                           "the program reading its keys")
+
+    @contextlib.contextmanager
+    def _peer(self):
+        """The terminal as the program has it."""
+        peer = fcntl.ioctl(self._child.child_fd, TIOCGPTPEER,
+                           os.O_RDWR | os.O_NOCTTY | os.O_NONBLOCK)
+        try:
+            yield peer
         finally:
             os.close(peer)
 
@@ -300,6 +307,11 @@ class Terminal:
             self.rows, self.cols = rows, cols
             self._screen.resize(rows, cols)
             self._child.setwinsize(rows, cols)
+
+    def hold_output(self, on=True):
+        """What the program writes is taken by nobody from now on, or it flows again."""
+        with self._peer() as peer:
+            termios.tcflow(peer, termios.TCOOFF if on else termios.TCOON)
 
     def signal(self, sig):
         """Sends sig to the program itself and waits until it was delivered there; with shell=True

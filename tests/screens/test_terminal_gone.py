@@ -1,0 +1,65 @@
+"""A terminal that is gone, one that nobody reads, and streams that were closed: every screen goes
+on and takes next to nothing of the processor."""
+
+import signal
+
+import pytest
+
+import world
+from process import IsHeldUpByOutput
+from screens import COMMANDS, open_screen
+from stopwatch import Stopwatch
+
+MOST_OF_THE_PROCESSOR = 0.01
+PASSES = 3
+
+
+def processor_seconds(pid):
+    with open(f"/proc/{pid}/schedstat", encoding="ascii") as source:
+        return int(source.read().split()[0]) / 1e9
+
+
+CLOSED = ["/bin/sh", "-c", 'exec "$@" <&- >&- 2>&-', "sh"]
+
+
+def test_without_its_terminal_and_the_daemon_each_takes_next_to_nothing(start):
+    screens = {name: open_screen(start, name) for name in COMMANDS}
+    for screen in screens.values():
+        screen.close_master()
+    for name in ("status", "config", "local", "opening"):
+        program, *words = COMMANDS[name]
+        screens["closed " + name] = start([*CLOSED, world.bin(program), *words], quit_keys="")
+    pauses = {name: screen.wait_pause() for name, screen in screens.items()}
+    took = Stopwatch()
+    before = {name: processor_seconds(screen.pid) for name, screen in screens.items()}
+    for _ in range(PASSES):
+        pauses = {name: screen.wait_pause(after=pauses[name]) for name, screen in screens.items()}
+    used = {name: (processor_seconds(screen.pid) - before[name]) / took.passed()
+            for name, screen in screens.items()}
+    assert all(screen.alive() for screen in screens.values())
+    assert max(used.values()) < MOST_OF_THE_PROCESSOR, used
+
+
+def picture(screen):
+    return [screen.row(row) for row in range(screen.rows) if row != 1]  # row 1 has the time
+
+
+@pytest.mark.parametrize("name", COMMANDS)
+def test_a_terminal_that_nobody_reads_holds_a_screen_up_and_ends_nothing(start, name):
+    screen = open_screen(start, name)
+    screen.press(" ")
+    before = picture(screen)
+    screen.hold_output()
+    screen.signal(signal.SIGCONT)  # the next pass writes every cell
+    screen.send(" ")
+    screen.wait_for(lambda: IsHeldUpByOutput(screen.pid), what="it writing in vain")
+    used = processor_seconds(screen.pid)
+    for number in (signal.SIGHUP, signal.SIGTERM, signal.SIGINT):
+        screen.signal(number)
+    screen.wait_for(lambda: IsHeldUpByOutput(screen.pid), what="it writing in vain")
+    assert processor_seconds(screen.pid) - used < 0.5
+    screen.hold_output(False)
+    screen.press("  ")
+    assert picture(screen) == before
+    screen.send("q")
+    assert screen.wait_exit() >= 0
