@@ -21,13 +21,13 @@ COMMANDS = {
 USUAL_SIGNALS = ["env", "--default-signal=PIPE,XFSZ"]
 
 
-def open_screen(start, name, shell=False):
+def open_screen(start, name, shell=False, **options):
     """The screen of that name, waiting for its first key; on a shell's terminal if so wished."""
     Settings(comm_mode=0).write()
     place_help()
     program, *words = COMMANDS[name]
     command = [*USUAL_SIGNALS, world.bin(program), *words]
     with presence() if name == "issuer" else contextlib.nullcontext():
-        screen = start(command, shell=shell)
+        screen = start(command, shell=shell, **options)
         screen.wait_for(screen.key_wait, what="the screen waiting for a key")
     return screen

@@ -1,5 +1,6 @@
 """Storms: far more of something than anybody needs, as fast as this machine can."""
 
+import contextlib
 import os
 import random
 import re
@@ -10,13 +11,14 @@ COUNT = 50000
 
 
 def udp_ports(pid):
-    """The ports of a process's datagram sockets."""
+    """The ports of a process's datagram sockets; none once it has ended."""
     inodes = set()
-    for name in os.listdir(f"/proc/{pid}/fd"):
-        found = re.match(r"socket:\[(\d+)\]", os.readlink(f"/proc/{pid}/fd/{name}"))
-        if found:
-            inodes.add(found[1])
-    with open(f"/proc/{pid}/net/udp", encoding="ascii") as source:
+    with contextlib.suppress(OSError):  # a file that was closed meanwhile
+        for name in os.listdir(f"/proc/{pid}/fd"):
+            found = re.match(r"socket:\[(\d+)\]", os.readlink(f"/proc/{pid}/fd/{name}"))
+            if found:
+                inodes.add(found[1])
+    with open("/proc/net/udp", encoding="ascii") as source:
         lines = [line.split() for line in list(source)[1:]]
     return [int(line[1].split(":")[1], 16) for line in lines if line[9] in inodes]
 

@@ -1,0 +1,187 @@
+"""The daemon killed at its state files' calls, its files refused, storms, and a clock that is set:
+it protects all the same, and what it leaves can be read."""
+
+import calendar
+import json
+import os
+import re
+import signal
+import subprocess
+
+import pytest
+
+import tolvd as daemon
+import world
+from process import OpenFiles
+from storm import COUNT, send_datagrams, send_signals, udp_ports
+from tolvd import (agent_settings, events, preloaded, record_events, recorded, serial_settings,
+                   wait_recorded)
+from waiting import LIMIT, wait_until
+from weather import Weather
+
+# Only the calls that touch the state's files.
+ON_STATE = [word for name in ("status.json", "outage", "shutdown") for ending in ("", ".new")
+            for word in ("-P", f"{daemon.STATE}/{name}{ending}")]
+
+
+def trace(pid, *options):
+    """strace beside a running daemon, from now on."""
+    tracer = subprocess.Popen(["strace", "-qq", "-o", "/dev/null", *options, "-p", str(pid)],
+                              stderr=subprocess.DEVNULL)
+    wait_until(lambda: is_traced(pid), what="strace")
+    return tracer
+
+
+def is_traced(pid):
+    with open(f"/proc/{pid}/status", encoding="ascii") as source:
+        return re.search(r"^TracerPid:\s*[1-9]", source.read(), re.M)
+
+
+def kept_outage():
+    """The outage's file as it stands: whole, or none."""
+    if not os.path.exists(daemon.OUTAGE):
+        return None
+    with open(daemon.OUTAGE, encoding="ascii") as source:
+        text = source.read()
+    assert re.fullmatch(r"[0-9a-f-]{36} \d+ -?\d+ \d+\n", text), text
+    return text.split()[1]
+
+
+# When the call touches the state's files for the first time, the second time ...: the mains fail,
+# so that the outage is among what is written.
+@pytest.mark.parametrize("call, last", [("openat", 3), ("fchmod", 3), ("write", 3), ("close", 2),
+                                        ("rename", 3)])
+def test_a_daemon_killed_at_a_call_leaves_whole_files_to_the_next(serial_ups, tolvd, call, last):
+    serial_ups.freeze()
+    serial_settings(ac_fail_delay=5)
+    for number in range(1, last + 1):
+        running = tolvd()
+        tracer = trace(running.pid, *ON_STATE, "-e",
+                       f"inject={call}:signal=KILL:when={number}")
+        serial_ups.mains("fail")
+        assert running.wait_end(LIMIT) == -signal.SIGKILL
+        tracer.wait(LIMIT)
+        with open(daemon.STATUS, encoding="ascii") as source:
+            assert json.load(source)["pid"] == running.pid
+        since = kept_outage()
+        follower = tolvd()
+        follower.wait_status(status=2, mains="failed")
+        assert since in (None, kept_outage())
+        follower.stop()
+        assert sorted(os.listdir(daemon.STATE)) == ["outage", "tolvd.lock"]
+        os.remove(daemon.OUTAGE)
+        serial_ups.mains("restore")
+    assert recorded("shutdown") == []
+
+
+def test_whoever_is_killed_at_a_call_of_an_event_the_outage_is_watched(serial_ups, tolvd):
+    """The daemon itself, the process that runs the event's programs, or a program of them."""
+    serial_ups.freeze()
+    serial_settings(ac_fail_delay=5)
+    record_events()
+    for call in ("clone", "setsid", "getdents64", "execve"):
+        running = tolvd()
+        wait_until(lambda: "start" in events(), what="the first event")
+        tracer = trace(running.pid, "-f", "-e", f"inject={call}:signal=KILL:when=1")
+        serial_ups.mains("fail")
+        wait_until(lambda: running.process.poll() or running.status().get("status") == 2,
+                   what="its end or the outage")
+        tracer.terminate()
+        tracer.wait(LIMIT)
+        if running.process.poll() is not None:
+            running = tolvd()
+        running.wait_status(status=2, pending="outage")
+        running.stop()
+        wait_until(lambda: "stop" in events(), what="the last event")
+        os.remove(daemon.RECORDED)
+        os.remove(daemon.OUTAGE)
+        serial_ups.mains("restore")
+
+
+@pytest.mark.parametrize("calls, error", [("write", "EIO"), ("rename", "EIO"), ("openat", "EMFILE"),
+                                          ("openat,rename,unlink", "EROFS")])
+def test_files_that_are_refused_do_not_keep_the_system_up(serial_ups, tolvd, calls, error):
+    serial_ups.freeze()
+    serial_settings()
+    running = tolvd(env=preloaded("short_waits"))
+    files = OpenFiles(running.pid)
+    tracer = trace(running.pid, *ON_STATE, "-e", f"inject={calls}:error={error}")
+    running.wait_log("/run/wardenlink cannot be written: a daemon that follows will not know")
+    serial_ups.mains("fail")
+    wait_recorded("shutdown", "-h now")
+    wait_until(lambda: "serial S03R0003" in serial_ups.log(), what="the order to the UPS")
+    assert len(running.lines("cannot be written")) == 1 and not os.path.exists(daemon.OUTAGE)
+    tracer.terminate()
+    tracer.wait(LIMIT)
+    running.wait_status(status=3)
+    assert OpenFiles(running.pid) <= files + 1
+
+
+def test_a_log_on_a_full_disk_costs_its_lines_only(serial_ups, tolvd):
+    serial_settings()
+    running = tolvd(prefix=["sh", "-c", 'exec "$@" 2>/dev/full', "sh"])
+    serial_ups.freeze()
+    serial_ups.mains("fail")
+    running.wait_status(status=2)
+    assert running.log == []
+
+
+def test_a_storm_of_signals_is_a_few_orders(serial_ups, tolvd):
+    serial_settings()
+    running = tolvd()
+    send_signals(running.pid, [signal.SIGHUP, signal.SIGCONT, signal.SIGPIPE, signal.SIGXFSZ])
+    running.reload()
+    serial_ups.load(44)
+    running.wait_status(status=0, load=44)
+    assert 1 < len(running.lines("settings were read again")) < COUNT / 2
+
+
+def children(pid):
+    with open(f"/proc/{pid}/task/{pid}/children", encoding="ascii") as source:
+        return [int(number) for number in source.read().split()]
+
+
+@pytest.mark.parametrize("place", ["another", "the agent's"])
+def test_a_storm_of_datagrams_is_no_outage(agent, tolvd, place):
+    address = world.agent_address() if place == "the agent's" else "192.0.2.11"
+    agent_settings()
+    running = tolvd()
+    worker = wait_until(lambda: [pid for pid in children(running.pid) if udp_ports(pid)],
+                        what="the process that asks")[0]
+    assert send_datagrams(worker, address) == COUNT
+    agent.load(44)
+    running.wait_status(status=0, load=44, mains="good")
+    assert recorded() == []
+
+
+@pytest.fixture
+def weather():
+    made = Weather()
+    yield made
+    made.close()
+
+
+def test_a_clock_that_is_set_moves_no_delay_and_misses_no_outage(serial_ups, tolvd, weather):
+    """From 1970 to 2040 and back, first at rest, then in a power failure."""
+    serial_settings(ac_fail_delay=60, schedule_on=1, schedule=[[-1, -1, 12, 0]] + [[-1] * 4] * 6)
+    running = tolvd(env=preloaded("short_waits"))
+    serial_ups.freeze()
+    moments = [calendar.timegm((year, 3, 7, 3, 14, 8)) for year in (2040, 1970, 2039, 2001)]
+
+    def set_clock(moment):
+        """By as much as the daemon's own clock is away from it."""
+        shift.append(shift[-1] + moment - running.status()["time"])
+        weather.shift_clock(shift[-1])
+        return wait_until(lambda: abs(running.status().get("time", 0) - moment) < 20000 and
+                          running.status(), what="the new time")
+
+    shift = [0]
+    for moment in moments:
+        assert set_clock(moment)["status"] == 0
+    serial_ups.mains("fail")
+    left = [running.wait_status(status=2)["shutdown_in"]]
+    for moment in moments:
+        left.append(set_clock(moment)["shutdown_in"])
+    assert 0 < left[0] <= 3600 and left == sorted(left, reverse=True), left
+    wait_recorded("shutdown", "-h now")
+    running.wait_status(status=3)
