@@ -9,6 +9,7 @@ import pytest
 
 import queues
 import world
+from screens import COMMANDS, open_screen
 from settings import Settings
 from stopwatch import Stopwatch
 from world import run, wait_until
@@ -133,3 +134,37 @@ def test_a_save_reaches_daemon_and_screen_through_queues_that_somebody_else_made
     for name in ("daemonControlQueue", "screenControlQueue"):
         info = queues.info(name)
         assert (info.uid, info.cuid, info.mode & 0o777) == (0, 0, 0o666)
+
+
+# --- while a screen runs -------------------------------------------------------------------
+
+def remove():
+    for name in NAMES:
+        queues.remove(name)
+
+
+def fill():
+    remove()
+    for name in NAMES:
+        with contextlib.suppress(OSError):
+            while True:
+                queues.send(name, 4, "x" * 99)
+
+
+def take_them_all():
+    remove()
+    assert run_as_ordinary_user(squat)
+
+
+@pytest.mark.parametrize("screen_name", COMMANDS)
+def test_queues_that_go_fill_or_change_hands_leave_a_screen_its_picture(start, screen_name):
+    screen = open_screen(start, screen_name)
+    screen.press(" ")
+    before = screen.lines()
+    for harm in (remove, fill, take_them_all):
+        harm()
+        screen.press("   ")
+        shown = screen.lines()
+        assert (shown[0], shown[2:]) == (before[0], before[2:]), harm  # row 1 has the time
+    screen.send("q")
+    assert screen.wait_exit() >= 0
