@@ -159,9 +159,10 @@ int ReportLine(const PowerConfig& cfg)
     if (openError == EBUSY)
         printf("The line is held by another program: it was not asked.\n");
     else if (openError != 0)
-        printf("The line %s cannot be opened: %s.\n", cfg.comPort, strerror(openError));
+        PrintAnswer("The line %s cannot be opened: %s.", cfg.comPort, strerror(openError));
     else if (!isAnswered)
-        printf("The UPS does not answer on %s: check cable, device and baud rate.\n", cfg.comPort);
+        PrintAnswer("The UPS does not answer on %s: check cable, device and baud rate.",
+                    cfg.comPort);
     else
         PrintReading(reading, source.names, PATH_SERIAL);
     if (source.serial.garbled > 0)
@@ -175,8 +176,8 @@ int ReportAgent(const PowerConfig& cfg)
     Reading reading;
     UpsNames names;
     if (!AskAgentOnce(cfg.snmpIp, cfg.snmpCommunity, reading, names)) {
-        printf("The agent %s does not answer for its UPS: check address and community.\n",
-               cfg.snmpIp);
+        PrintAnswer("The agent %s does not answer for its UPS: check address and community.",
+                    cfg.snmpIp);
         return 1;
     }
     PrintReading(reading, names, PATH_AGENT);

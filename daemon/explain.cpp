@@ -6,17 +6,20 @@
 #include "daemon/policy_settings.h"
 #include "daemon/tell.h"
 
+#include <cstdarg>
 #include <cstdio>
 #include <ctime>
 
 namespace {
 
+constexpr size_t ANSWER_SIZE = 2048; // longer than any trouble with its remedy
+
 void PrintWay(const PowerConfig& cfg, UpsPath path)
 {
     if (path == PATH_SERIAL)
-        printf("The UPS is on the serial line %s.\n", cfg.comPort);
+        PrintAnswer("The UPS is on the serial line %s.", cfg.comPort);
     else if (path == PATH_AGENT)
-        printf("The UPS is behind the SNMP agent %s.\n", cfg.snmpIp);
+        PrintAnswer("The UPS is behind the SNMP agent %s.", cfg.snmpIp);
     else
         printf("The settings name no UPS: nothing is protected. See --setup.\n");
 }
@@ -68,6 +71,17 @@ void PrintSchedule(const PolicySettings& settings)
 }
 
 } // namespace
+
+void PrintAnswer(const char* format, ...)
+{
+    char line[ANSWER_SIZE];
+    va_list arguments;
+    va_start(arguments, format);
+    vsnprintf(line, sizeof(line), format, arguments);
+    va_end(arguments);
+    MakePrintable(line);
+    puts(line);
+}
 
 void FormatWhen(char (&text)[WHEN_SIZE], time_t at)
 {

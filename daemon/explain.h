@@ -9,6 +9,10 @@
 
 inline constexpr size_t WHEN_SIZE = 64;
 
+// Prints a line on standard output for whoever asked. Whatever it quotes of files, nothing of it
+// acts on a terminal; what passes 2047 characters is cut.
+void PrintAnswer(const char* format, ...) __attribute__((format(printf, 1, 2)));
+
 // A moment as date and minute of the local time.
 void FormatWhen(char (&text)[WHEN_SIZE], time_t at);
 

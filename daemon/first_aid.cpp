@@ -3,6 +3,7 @@
 #include "base/system.h"
 #include "base/text.h"
 #include "daemon/events.h"
+#include "daemon/explain.h"
 #include "daemon/policy_settings.h"
 #include "daemon/state_files.h"
 #include "daemon/status_command.h"
@@ -30,7 +31,7 @@ int troubles;
 void Tell(const char* trouble, const char* remedy)
 {
     troubles++;
-    printf("Trouble: %s. Remedy: %s.\n", trouble, remedy);
+    PrintAnswer("Trouble: %s. Remedy: %s.", trouble, remedy);
 }
 
 // A path, what is the matter with it, and the remedy.
@@ -152,7 +153,6 @@ void CheckEventPrograms()
         FormatText(path, sizeof(path), "%s/%s", EVENT_FOLDER, entry->d_name);
         if (entry->d_name[0] == '.' || lstat(path, &file) != 0 || (file.st_mode & 0111) == 0)
             continue;
-        MakePrintable(path);
         if (!IsEventProgramName(entry->d_name))
             TellOfPath(path, "never runs: its name", "name it by letters, digits, '_' and '-'");
         else if (!S_ISREG(file.st_mode))
@@ -213,9 +213,8 @@ void PrintHolder(const char* pid)
     FormatText(path, sizeof(path), "/proc/%s/comm", pid);
     ReadSmallFile(path, name, sizeof(name));
     name[strcspn(name, "\n")] = '\0';
-    MakePrintable(name);
-    printf("Trouble: process %s (%s) has it open. Remedy: end it, or take it off this line.\n", pid,
-           name);
+    PrintAnswer("Trouble: process %s (%s) has it open. Remedy: end it, or take it off this line.",
+                pid, name);
 }
 
 // Also the process that opened the line for this one, and may not quite have ended.

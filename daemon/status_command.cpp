@@ -93,6 +93,16 @@ void PrintLine(const Line& line, const char* value)
     printf("%-18s %s%s\n", line.label, value, line.unit);
 }
 
+// The file may be somebody else's who made its folder first: no line of it acts on a terminal.
+void PrintJson(char* status)
+{
+    char* rest = status;
+    while (char* line = strtok_r(rest, "\n", &rest)) {
+        MakePrintable(line);
+        puts(line);
+    }
+}
+
 } // namespace
 
 void FindStatusMember(const char* status, const char* name, char (&value)[STATUS_VALUE_SIZE])
@@ -163,7 +173,7 @@ int ShowStatus(bool isJson)
         return 1;
     }
     if (isJson)
-        fputs(text, stdout);
+        PrintJson(text);
     else
         PrintStatusLines(text);
     return static_cast<int>(StatusNumber(text, "status"));

@@ -1,0 +1,176 @@
+"""Nothing that tolvd writes for people holds a byte from outside raw: its log, on standard error
+and to the system's, its trace, its status and its answers."""
+
+import contextlib
+import fcntl
+import json
+import os
+import re
+import shutil
+import signal
+import socket
+import subprocess
+
+import pytest
+
+import queues
+import tolvd as daemon
+import world
+from outside import check_lines, pieces
+from snmp_painter import NAMES
+from tolvd import agent_settings, put_program, serial_settings
+from waiting import LIMIT, wait_until
+
+
+@pytest.fixture(autouse=True)
+def private_world():
+    daemon.require_recorders()
+
+
+def answer(*options):
+    """What tolvd says to that, as bytes; looked over."""
+    shown = subprocess.run([daemon.program(), *options], stdin=subprocess.DEVNULL,
+                           capture_output=True, timeout=LIMIT, check=False)
+    check_lines(shown.stdout + shown.stderr)
+    return shown.stdout
+
+
+def as_reply(text):
+    """Bytes as the simulated UPS takes them."""
+    return "".join(f"\\x{byte:02X}" for byte in text) + "\\r"
+
+
+# --- the log ---------------------------------------------------------------------------------
+
+
+def disturb(serial_ups):
+    """All bytes in turn, in what the UPS says and in the orders; how many orders."""
+    texts = pieces(90, without=b"\0\r\n")
+    for text in texts:
+        for request in ("Q1", "F", "I"):
+            serial_ups.serial(f"reply {request} {as_reply(b'#' + text)}")
+        serial_ups.serial(f"send {as_reply(text)}")
+        wait_until(lambda: queues.count("commandQueue") == 0, what="the last order taken")
+        queues.send("commandQueue", 9, text)
+        queues.send("daemonControlQueue", 5, text)
+    return len(texts)
+
+
+def test_the_log_on_standard_error(serial_ups, tolvd):
+    serial_settings()
+    with open(world.FOLDER + "/powerd.dbg", "w", encoding="ascii") as target:
+        target.write("debug\n")
+    running = tolvd()
+    orders = disturb(serial_ups)
+    running.wait_log("is dropped: it is none", count=orders)
+    running.wait_log("^from the UPS: #")
+    texts = pieces(29, without=b"\0 []")
+    for at, text in enumerate(texts):
+        serial_settings(com_port=text.decode("latin-1"))
+        running.reload()
+        running.wait_log("cannot be opened", count=at + 1)
+        answer("--status")
+        json.loads(answer("--status", "--json"))
+    shown = "".join(line.text for line in running.lines("cannot be opened"))
+    assert shown.count("?") > 120
+    # Each line was looked over as it came: whatever is not printable is strange.
+    assert running.strange == []
+
+
+# The daemon with a system log of its own, in place of the machine's.
+WITH_LOG = ["unshare", "--mount", "sh", "-c", """
+mkdir -p /run/dev && mount --rbind /dev /run/dev && mount -t tmpfs tmpfs /dev &&
+mkdir /dev/pts && mount --rbind /run/dev/pts /dev/pts &&
+touch /dev/null && mount --bind /run/dev/null /dev/null && ln -s /run/system-log /dev/log &&
+exec "$@" """, "sh"]
+
+
+@contextlib.contextmanager
+def system_log():
+    with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as log:
+        log.bind("/run/system-log")
+        log.settimeout(LIMIT)
+        try:
+            yield log
+        finally:
+            os.remove("/run/system-log")
+
+
+def test_the_lines_for_the_systems_log(serial_ups):
+    serial_settings()
+    with system_log() as log:
+        subprocess.run([*WITH_LOG, daemon.program()], check=True, timeout=LIMIT)
+        pid = wait_until(lambda: daemon.read_status().get("ups") == "heard" and
+                         daemon.read_status()["pid"], what="the daemon")
+        try:
+            for text in pieces(90):
+                queues.send("commandQueue", 9, text)
+                line = log.recv(4096)
+                while b"is dropped: it is none" not in line:
+                    check_lines(line)
+                    line = log.recv(4096)
+                check_lines(line)
+                assert re.match(rb"<28>tolvd\[%d\]: command \"" % pid, line)
+        finally:
+            os.kill(pid, signal.SIGTERM)
+            wait_until(lambda: not os.path.exists(f"/proc/{pid}"), what="its end")
+
+
+# --- answers ---------------------------------------------------------------------------------
+
+
+def test_an_agents_names_in_status_and_check(agent, tolvd):
+    agent_settings()
+    for text in pieces(60):
+        for name in ("ident_1", "ident_2", *NAMES):
+            agent.set(name, text)
+        answer("--check")
+    agent.set("ident_1", b"a\tb\nc\vd")
+    agent.set("ident_2", b"e\ff\rg")
+    running = tolvd()
+    running.wait_status(ups="heard")
+    model = json.loads(answer("--status", "--json"))["model"]
+    assert model and model.encode() in answer("--status") and model.encode() in answer("--check")
+
+
+def test_a_status_that_somebody_else_wrote():
+    """Who makes the folder before root does decides what stands in it."""
+    os.makedirs(daemon.STATE, exist_ok=True)
+    for text in pieces(60, without=b"\0\n"):
+        told = [f'"pid": {os.getpid()}', f'"boot_milliseconds": {daemon.boot_now() * 1000:.0f}',
+                '"status": 0', f'"model": "{text.decode("latin-1")}"']
+        with open(daemon.STATUS, "w", encoding="latin-1") as target:
+            target.write("{\n  " + ",\n  ".join(told) + "\n}\n")
+        assert b'"model": "' in answer("--status", "--json")
+        assert b"\nmodel " in b"\n" + answer("--status")
+
+
+def test_settings_and_names_of_files_in_a_check(serial_ups):
+    serial_settings()
+    program = put_program(daemon.EVENT_FOLDER + "/10mine", "exit 0\n")
+    texts = pieces(24, without=b"\0 []/")
+    for text in texts:
+        shutil.copy(program, daemon.EVENT_FOLDER.encode() + b"/" + text)
+    assert answer("--check").count(b"never runs: its name") == len(texts)
+    shutil.rmtree(daemon.EVENT_FOLDER)
+    for source in ("power.ini", "wardenlink.cfg"):
+        for text in texts:
+            serial_settings(com_port=text.decode("latin-1"))
+            if source == "power.ini":
+                open(world.FOLDER + "/wardenlink.cfg", "wb").close()
+            assert answer("--check").startswith(b"The UPS is on the serial line ")
+
+
+def test_the_name_of_who_holds_the_line(serial_ups):
+    serial_settings()
+    with open("/proc/self/comm", "rb") as source:
+        before = source.read().rstrip(b"\n")
+    with open(world.DEVICE, "r+b", buffering=0) as line, \
+            open("/proc/self/comm", "r+b", buffering=0) as name:
+        fcntl.flock(line, fcntl.LOCK_EX)
+        try:
+            for text in pieces(15, without=b"\0\n"):
+                name.write(text)
+                assert b"Trouble: process %d (" % os.getpid() in answer("--check")
+        finally:
+            name.write(before)
