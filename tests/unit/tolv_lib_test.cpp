@@ -286,6 +286,12 @@ TEST(SettingsRead, StopsCollectingValuesWhenItsBufferIsFull)
         EXPECT_EQ(cfg.turnOffUps, fits ? 4 : 0) << length;
         EXPECT_STREQ(cfg.snmpIp, fits ? "ip" : "192.0.2.77") << length;
     }
+    // It holds 523 characters and their terminator.
+    for (size_t left : {3U, 2U, 1U}) {
+        std::string port(523 - front.size() - 1 - left, 'p');
+        PowerConfig cfg = ReadWithText(TextOf({"30", "9", "6.0", "48.0", port, "123"}));
+        EXPECT_EQ(std::to_string(cfg.turnOffUps), std::string("123").substr(0, left));
+    }
 }
 
 TEST(SettingsRead, TakesNoValueFromBeyondTheFirstMebibyte)
