@@ -1,8 +1,5 @@
 """Commands and screens beside ordinary users who mean harm to the message queues."""
 
-import contextlib
-import os
-import signal
 import time
 
 import pytest
@@ -12,63 +9,12 @@ import world
 from screens import COMMANDS, open_screen
 from settings import Settings
 from stopwatch import Stopwatch
+from users import end, spawn, storm, try_as_ordinary_user
 from world import run, wait_until
 
-ORDINARY_USER = 65534
 NAMES = list(queues.NAMES)
 
-
-def become_ordinary_user():
-    os.setgroups([])
-    os.setresuid(ORDINARY_USER, ORDINARY_USER, ORDINARY_USER)
-
-
-def spawn(*steps):
-    """A process that takes the steps, one after the other, and ends; its id."""
-    pid = os.fork()
-    if pid:
-        return pid
-    status = 1
-    try:
-        for step in steps:
-            step()
-        status = 0
-    finally:
-        os._exit(status)
-
-
-def end(pid):
-    os.kill(pid, signal.SIGKILL)
-    os.waitpid(pid, 0)
-
-
-def run_as_ordinary_user(step):
-    return os.waitpid(spawn(become_ordinary_user, step), 0)[1] == 0
-
-
-@pytest.fixture(autouse=True)
-def other_user():
-    if not run_as_ordinary_user(lambda: None):
-        pytest.skip("this world knows one user only")
-
-
-def is_full(name):
-    info = queues.info(name)
-    return info.bytes == info.most_bytes
-
-
-@contextlib.contextmanager
-def storm(name, kind=4, senders=32):
-    """Processes of an ordinary user that fill every gap of a full queue at once."""
-    queues.open(name)
-    running = [spawn(become_ordinary_user, lambda: queues.flood(name, kind))
-               for _ in range(senders)]
-    try:
-        wait_until(lambda: is_full(name), what="a full queue")
-        yield
-    finally:
-        for pid in running:
-            end(pid)
+pytestmark = pytest.mark.usefixtures("other_user")
 
 
 # --- senders that never rest ---------------------------------------------------------------
@@ -109,7 +55,7 @@ def beat():
 
 
 def test_stop_reaches_the_daemon_through_queues_that_somebody_else_made_first():
-    assert run_as_ordinary_user(squat)
+    assert try_as_ordinary_user(squat) == 0
     with pytest.raises(OSError):
         queues.send("daemonControlQueue", 5, "100")
     queues.remove("heartbeatQueue")  # as root's daemon does at its start
@@ -124,7 +70,7 @@ def test_stop_reaches_the_daemon_through_queues_that_somebody_else_made_first():
 
 
 def test_a_save_reaches_daemon_and_screen_through_queues_that_somebody_else_made_first(start):
-    assert run_as_ordinary_user(squat)
+    assert try_as_ordinary_user(squat) == 0
     Settings().write()
     screen = start([world.bin("wardenlink"), "config"])
     screen.wait_key()

@@ -121,7 +121,20 @@ def count(name):
     return info(name).count if exists(name) else 0
 
 
+def make_private():
+    """A queue without a key: its identifier, or None when the system has no more to give."""
+    queue = _libc.msgget(0, 0o600)
+    if queue < 0 and ctypes.get_errno() == errno.ENOSPC:
+        return None
+    return _check(queue)
+
+
+def remove_number(queue):
+    """Removes a queue by its identifier."""
+    _check(_libc.msgctl(queue, IPC_RMID, None))
+
+
 def remove(name):
     """Removes the queue if there is one."""
     if exists(name):
-        _check(_libc.msgctl(open(name), IPC_RMID, None))
+        remove_number(open(name))

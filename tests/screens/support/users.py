@@ -1,0 +1,71 @@
+"""Ordinary users of the world, and what they do that root would rather not have."""
+
+import contextlib
+import os
+import signal
+
+import pytest
+
+import queues
+from waiting import wait_until
+
+ORDINARY_USER = 65534
+
+
+def become_ordinary_user():
+    os.setgroups([])
+    os.setresgid(ORDINARY_USER, ORDINARY_USER, ORDINARY_USER)
+    os.setresuid(ORDINARY_USER, ORDINARY_USER, ORDINARY_USER)
+
+
+def spawn(*steps):
+    """A process that takes the steps, one after the other, and ends; its id."""
+    pid = os.fork()
+    if pid:
+        return pid
+    status = 255
+    try:
+        for step in steps:
+            step()
+        status = 0
+    except OSError as failure:
+        status = failure.errno
+    finally:
+        os._exit(status)
+
+
+def end(pid):
+    os.kill(pid, signal.SIGKILL)
+    os.waitpid(pid, 0)
+
+
+def try_as_ordinary_user(step, *words):
+    """What comes of it: 0, or the number of the system's error."""
+    pid = spawn(become_ordinary_user, lambda: step(*words))
+    return os.waitstatus_to_exitcode(os.waitpid(pid, 0)[1])
+
+
+@pytest.fixture
+def other_user():
+    """Somebody else than root, whom a world may not know."""
+    if try_as_ordinary_user(os.getpid) != 0:
+        pytest.skip("this world knows one user only")
+
+
+def is_full(name):
+    info = queues.info(name)
+    return info.bytes == info.most_bytes
+
+
+@contextlib.contextmanager
+def storm(name, kind=4, senders=32):
+    """Processes of an ordinary user that fill every gap of a full queue at once."""
+    queues.open(name)
+    running = [spawn(become_ordinary_user, lambda: queues.flood(name, kind))
+               for _ in range(senders)]
+    try:
+        wait_until(lambda: is_full(name), what="a full queue")
+        yield
+    finally:
+        for pid in running:
+            end(pid)

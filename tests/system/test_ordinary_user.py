@@ -1,0 +1,250 @@
+"""What an ordinary user of the machine can and cannot do: the table of SECURITY.md, tried."""
+
+import errno
+import os
+import re
+import shutil
+import signal
+import subprocess
+import time
+
+import pytest
+
+import queues
+import tolvd as daemon
+import world
+from process import OrdinaryUser
+from settings import FOLDER, Settings
+from tolvd import leave_outage, put_program, serial_settings, wait_recorded
+from users import become_ordinary_user, end, spawn, storm, try_as_ordinary_user
+from waiting import LIMIT, wait_until
+
+pytestmark = pytest.mark.usefixtures("other_user")
+
+SETTINGS = [f"{FOLDER}/{name}" for name in ("power.ini", "wardenlink.cfg")]
+LOCK = daemon.STATE + "/tolvd.lock"
+TURN_OFF = ".1.3.6.1.4.1.935.1.1.1.6.2.1.0"
+
+
+def write_into(path):
+    os.close(os.open(path, os.O_WRONLY))
+
+
+def read_from(path):
+    os.close(os.open(path, os.O_RDONLY))
+
+
+def make_in(folder):
+    os.close(os.open(folder + "/mine", os.O_WRONLY | os.O_CREAT, 0o755))
+
+
+def is_refused(step, *words):
+    return try_as_ordinary_user(step, *words) in (errno.EACCES, errno.EPERM)
+
+
+# --- files ---------------------------------------------------------------------------------
+
+
+def test_the_community_is_everybodys_until_the_mode_is_narrowed():
+    Settings(snmp_community="secret").write()
+    for path in SETTINGS:
+        assert try_as_ordinary_user(read_from, path) == 0
+        os.chmod(path, 0o640)
+        assert is_refused(read_from, path)
+
+
+def test_the_settings_and_what_lies_beside_them_are_roots():
+    Settings().write()
+    os.mkdir(daemon.EVENT_FOLDER)
+    for folder in (FOLDER, daemon.EVENT_FOLDER):
+        assert is_refused(make_in, folder)
+        assert is_refused(os.symlink, "/run/elsewhere", folder + "/power.ini.new")
+    for path in SETTINGS:
+        assert is_refused(write_into, path)
+        assert is_refused(os.remove, path)
+        assert is_refused(os.rename, path, path + ".mine")
+        assert is_refused(os.chmod, path, 0o666)
+
+
+def test_a_save_replaces_a_link_and_leaves_alone_where_it_leads(start):
+    Settings(ac_fail_delay=7).write()
+    for path in SETTINGS:
+        shutil.move(path, "/run/" + os.path.basename(path))
+        os.symlink("/run/" + os.path.basename(path), path)
+        os.chown("/run/" + os.path.basename(path), 65534, -1)
+    screen = start([world.bin("wardenlink"), "config"])
+    screen.wait_key()
+    for key in "d+s":
+        screen.press(key)
+    for path in SETTINGS:
+        assert not os.path.islink(path)
+        with open("/run/" + os.path.basename(path), "rb") as old, open(path, "rb") as new:
+            assert old.read() != new.read()
+        os.remove("/run/" + os.path.basename(path))
+
+
+def test_the_daemons_files_its_lock_and_its_programs_are_roots(serial_ups, tolvd):
+    put_program(daemon.EVENT_FOLDER + "/10mine", "exit 0\n")
+    serial_settings()
+    tolvd()
+    for folder in (daemon.STATE, daemon.EVENT_FOLDER):
+        assert is_refused(make_in, folder)
+        assert is_refused(os.symlink, "/run/elsewhere", folder + "/status.json.new")
+    for path in (daemon.STATUS, LOCK, daemon.EVENT_FOLDER + "/10mine"):
+        assert is_refused(write_into, path)
+        assert is_refused(os.remove, path)
+    # A lock may be held through a file that is open for reading only.
+    assert is_refused(read_from, LOCK)
+
+
+# --- the daemon ----------------------------------------------------------------------------
+
+
+def test_no_signal_reaches_the_daemon(serial_ups, tolvd):
+    serial_settings()
+    running = tolvd()
+    for number in (0, signal.SIGTERM, signal.SIGINT, signal.SIGHUP, signal.SIGSTOP, signal.SIGKILL):
+        assert try_as_ordinary_user(os.kill, running.pid, number) == errno.EPERM
+    asked = serial_ups.log().count("serial Q1")
+    wait_until(lambda: serial_ups.log().count("serial Q1") > asked + 2, what="rounds")
+    assert not running.lines("settings were read again")
+
+
+def beat():
+    while True:
+        if queues.count("heartbeatQueue") < 5:
+            queues.send("heartbeatQueue", 4, "alive")
+        time.sleep(0.1)
+
+
+def test_a_presence_that_is_made_up_keeps_start_from_starting_and_no_more(placed, serial_ups):
+    serial_settings()
+    queues.open("heartbeatQueue")  # root's: one that he made is removed before it is believed
+    user = spawn(become_ordinary_user, beat)
+    try:
+        wait_until(lambda: queues.count("heartbeatQueue"), what="his presence")
+        assert world.run("start").returncode == 0
+        assert placed.pids() == []
+        # The way of the service asks nobody whether there is a daemon.
+        subprocess.run([world.DAEMON], timeout=LIMIT, check=True)
+        assert placed.wait_running() in placed.pids()
+    finally:
+        end(user)
+
+
+def fill(name):
+    while True:
+        try:
+            queues.send(name, 4, "x" * 512)
+        except BlockingIOError:
+            return
+
+
+def test_the_presence_comes_back_to_a_queue_that_was_filled_or_emptied(serial_ups, tolvd):
+    serial_settings()
+    running = tolvd()
+    for spoil in (lambda: fill("heartbeatQueue"), lambda: queues.drain("heartbeatQueue")):
+        assert try_as_ordinary_user(spoil) == 0
+        told = queues.count("heartbeatQueue")
+        wait_until(lambda: queues.info("heartbeatQueue").last_sender == running.pid and
+                   queues.count("heartbeatQueue") != told, what="the presence")
+    assert running.status()["ups"] == "heard"
+
+
+def hold_all_queues(ready, ended):
+    """Takes every queue that the system has to give, until it is told to give them back."""
+    made = []
+    while True:
+        made.append(queues.make_private())
+        if made[-1] is None:
+            break
+    os.write(ready, b"x")
+    os.read(ended, 1)
+    for queue in made[:-1]:
+        queues.remove_number(queue)
+
+
+def test_a_daemon_without_a_single_queue_protects(serial_ups, tolvd):
+    serial_settings(ac_fail_delay=10)
+    serial_ups.freeze()
+    (seen, ready), (ended, done) = os.pipe(), os.pipe()
+    user = spawn(become_ordinary_user, lambda: hold_all_queues(ready, ended))
+    try:
+        assert os.read(seen, 1) == b"x"
+        running = tolvd()
+        assert not any(map(queues.exists, queues.NAMES))
+        serial_ups.mains("fail")
+        running.wait_status(status=2, pending="outage")
+    finally:
+        os.write(done, b"x")
+        assert os.waitpid(user, 0)[1] == 0
+        for end_of_pipe in (seen, ready, ended, done):
+            os.close(end_of_pipe)
+    wait_until(lambda: queues.count("heartbeatQueue"), what="the presence, now that there is room")
+
+
+def test_no_storm_on_any_queue_holds_up_a_shutdown(serial_ups, tolvd):
+    serial_settings()
+    serial_ups.freeze()
+    serial_ups.mains("fail")
+    leave_outage(55)
+    with storm("heartbeatQueue", senders=4), storm("daemonControlQueue", 5, 4), \
+            storm("commandQueue", 9, 4), storm("dataQueue", 1, 4):
+        tolvd().wait_log("the system goes down now")
+        wait_recorded("shutdown", "-h now")
+
+
+# --- the UPS -------------------------------------------------------------------------------
+
+
+def test_the_line_is_the_daemons_alone(serial_ups, tolvd):
+    serial_settings()
+    os.chmod(world.DEVICE, 0o666)
+    assert try_as_ordinary_user(write_into, os.path.realpath(world.DEVICE)) == 0
+    tolvd()
+    os.chmod(world.DEVICE, 0o666)  # a line that was closed is a new one
+    for step in (read_from, write_into):
+        assert try_as_ordinary_user(step, os.path.realpath(world.DEVICE)) == errno.EBUSY
+
+
+def test_who_knows_the_community_commands_an_agent_that_lets_him(agent):
+    words = [*OrdinaryUser(), "snmpset", "-v1", "-r0", "-cpublic", agent.address, TURN_OFF, "i", "2"]
+    agent.freeze()
+    assert subprocess.run(words, capture_output=True, check=False).returncode == 0
+    assert agent.log() == [f"set {TURN_OFF} integer 2"]
+    agent.error("turn_off", "readOnly")
+    assert subprocess.run(words, capture_output=True, check=False).returncode != 0
+
+
+# --- the screens ---------------------------------------------------------------------------
+
+
+def test_a_local_screen_whose_queue_is_full_follows_the_settings_within_twelve_passes(start):
+    Settings(comm_mode=0, com_port="/dev/ttyS1").write()
+    screen = start([world.bin("wardenlink-local")])
+    screen.wait_key()
+    with storm("screenControlQueue", 5, 4):
+        Settings(comm_mode=0, com_port="/dev/ttyS2").write()
+        screen.press("x" * 12)
+        screen.press("x")
+        assert screen.cells(8, 26, 10) == "/dev/ttyS2"
+
+
+# --- the page ------------------------------------------------------------------------------
+
+
+def test_each_line_of_the_page_names_tests_that_there_are():
+    with open(f"{world.ROOT}/SECURITY.md", encoding="utf-8") as source:
+        rows = [line.split("|") for line in source if re.match(r"\| [a-z]", line)]
+    rows = [row for row in rows if row[1].strip() != "wish"]
+    assert len(rows) >= 15 and {len(row) for row in rows} == {5}
+    for row in rows:
+        names = re.findall(r"`((?:system|screens|unit)\.[\w.]+)`", row[3])
+        assert names, f"no test of: {row[1]}"
+        for name in names:
+            folder, file, *rest = name.split(".")
+            unit = folder == "unit"
+            path = f"tests/{folder}/" + (f"{file}_test.cpp" if unit else f"test_{file}.py")
+            with open(f"{world.ROOT}/{path}", encoding="utf-8") as source:
+                wanted = rf"TEST(_F|_P)?\({rest[0]}, {rest[1]}\)" if unit else rf"def {rest[0]}\("
+                assert re.search(wanted, source.read()), name
