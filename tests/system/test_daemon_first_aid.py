@@ -73,10 +73,11 @@ def test_folders_that_others_can_change(path, mode, uid):
 @pytest.mark.parametrize("path", [world.FOLDER, daemon.STATE])
 def test_folders_that_are_closed_to_the_users_of_the_screens(path):
     os.makedirs(path, exist_ok=True)
-    os.chmod(path, 0o750)
     try:
-        assert troubles() == [f"Trouble: {path} is closed to ordinary users: they see nothing of "
-                              f"the UPS. Remedy: chmod 755 {path}."]
+        for mode in (0o750, 0o751, 0o754):
+            os.chmod(path, mode)
+            assert troubles() == [f"Trouble: {path} is closed to ordinary users: they see nothing "
+                                  f"of the UPS. Remedy: chmod 755 {path}."]
     finally:
         os.chmod(path, 0o755)
 

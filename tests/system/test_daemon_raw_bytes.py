@@ -96,24 +96,34 @@ def system_log():
             os.remove("/run/system-log")
 
 
+def hear_drops(log, pid):
+    """A line for each order that is none, in the system's log."""
+    for text in pieces(90):
+        queues.send("commandQueue", 9, text)
+        line = log.recv(4096)
+        while b"is dropped: it is none" not in line:
+            check_lines(line)
+            line = log.recv(4096)
+        check_lines(line)
+        assert re.match(rb"<28>tolvd\[%d\]: command \"" % pid, line)
+
+
+def end_detached(pid):
+    os.kill(pid, signal.SIGTERM)
+    wait_until(lambda: not os.path.exists(f"/proc/{pid}"), what="its end")
+
+
 def test_the_lines_for_the_systems_log(serial_ups):
     serial_settings()
-    with system_log() as log:
-        subprocess.run([*WITH_LOG, daemon.program()], check=True, timeout=LIMIT)
-        pid = wait_until(lambda: daemon.read_status().get("ups") == "heard" and
-                         daemon.read_status()["pid"], what="the daemon")
-        try:
-            for text in pieces(90):
-                queues.send("commandQueue", 9, text)
-                line = log.recv(4096)
-                while b"is dropped: it is none" not in line:
-                    check_lines(line)
-                    line = log.recv(4096)
-                check_lines(line)
-                assert re.match(rb"<28>tolvd\[%d\]: command \"" % pid, line)
-        finally:
-            os.kill(pid, signal.SIGTERM)
-            wait_until(lambda: not os.path.exists(f"/proc/{pid}"), what="its end")
+    with contextlib.ExitStack() as last:
+        with system_log() as log:
+            subprocess.run([*WITH_LOG, daemon.program()], check=True, timeout=LIMIT)
+            pid = wait_until(lambda: daemon.read_status().get("ups") == "heard" and
+                             daemon.read_status()["pid"], what="the daemon")
+            last.callback(end_detached, pid)
+            hear_drops(log, pid)
+        with system_log() as log:  # that was started anew
+            hear_drops(log, pid)
 
 
 # --- answers ---------------------------------------------------------------------------------

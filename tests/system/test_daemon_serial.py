@@ -330,7 +330,7 @@ def test_a_line_that_takes_long_to_open_holds_nothing_up(serial_ups, tolvd, slow
     serial_settings()
     leave_outage(40)
     running = tolvd(ready=False, env=slow_line)
-    running.wait_log(f"the line {world.DEVICE} cannot be opened: Connection timed out")
+    told = running.wait_log(f"the line {world.DEVICE} cannot be opened: Connection timed out")
 
     def Opening():
         children = children_of(running.pid)
@@ -341,6 +341,7 @@ def test_a_line_that_takes_long_to_open_holds_nothing_up(serial_ups, tolvd, slow
     assert wait_until(Opening, what="a single child") == opening, "one at a time"
     # The UPS that cannot be told holds it up by 15 s at the most.
     decided = running.wait_log("the system goes down now")
+    assert told.at < decided.at, "after five of the twenty seconds that were left"
     assert wait_recorded("shutdown", "-h now").at - decided.at < 30
     running.stop()
     wait_until(lambda: not os.path.exists(f"/proc/{opening[0]}"), what="its end")

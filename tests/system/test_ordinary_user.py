@@ -132,23 +132,30 @@ def test_a_presence_that_is_made_up_keeps_start_from_starting_and_no_more(placed
         end(user)
 
 
-def fill(name):
-    while True:
-        try:
-            queues.send(name, 4, "x" * 512)
-        except BlockingIOError:
-            return
-
-
 def test_the_presence_comes_back_to_a_queue_that_was_filled_or_emptied(serial_ups, tolvd):
     serial_settings()
     running = tolvd()
-    for spoil in (lambda: fill("heartbeatQueue"), lambda: queues.drain("heartbeatQueue")):
-        assert try_as_ordinary_user(spoil) == 0
-        told = queues.count("heartbeatQueue")
-        wait_until(lambda: queues.info("heartbeatQueue").last_sender == running.pid and
-                   queues.count("heartbeatQueue") != told, what="the presence")
+    assert try_as_ordinary_user(queues.fill, "heartbeatQueue", 4) == 0
+    wait_until(lambda: queues.info("heartbeatQueue").last_sender == running.pid, what="the presence")
+    assert try_as_ordinary_user(queues.drain, "heartbeatQueue") == 0
+    wait_until(lambda: queues.count("heartbeatQueue"), what="the presence")
     assert running.status()["ups"] == "heard"
+
+
+def make_and_give(name):
+    queues.open(name)
+    queues.give(name, 0)
+
+
+def test_a_queue_that_he_made_and_gave_to_root_is_made_anew(serial_ups, tolvd):
+    serial_settings()
+    for name in ("daemonControlQueue", "commandQueue"):
+        assert try_as_ordinary_user(make_and_give, name) == 0
+        assert (queues.info(name).uid, queues.info(name).cuid) == (0, 65534)
+    tolvd()
+    for name in ("daemonControlQueue", "commandQueue"):
+        made = queues.info(name)
+        assert (made.uid, made.cuid, made.mode & 0o777) == (0, 0, 0o600)
 
 
 def hold_all_queues(ready, ended):

@@ -2,6 +2,7 @@
 #include "base/newfile.h"
 #include "tests/unit/support/files.h"
 
+#include <ctime>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
@@ -52,6 +53,21 @@ TEST(NewFile, LeavesNothingWhenItIsDropped)
     DropNewFile(file);
     EXPECT_EQ(ReadFile(PLACE), "old");
     EXPECT_EQ(ListFolder(), std::set<std::string>{"place"});
+}
+
+TEST(NewFile, ClearsUpWhatASaveLeftMoreThanAMinuteAgo)
+{
+    const std::string left = FOLDER + "/.place.save-abcdef";
+    for (time_t age : {30, 61}) {
+        WriteFile(left, "half");
+        timespec then = {time(nullptr) - age, 0};
+        timespec times[] = {then, then};
+        ASSERT_EQ(utimensat(AT_FDCWD, left.c_str(), times, 0), 0);
+        NewFile file = FileForThePlace();
+        ASSERT_TRUE(WriteNew(file));
+        DropNewFile(file);
+        EXPECT_EQ(ListFolder().count(".place.save-abcdef"), age < 60 ? 1U : 0U) << age;
+    }
 }
 
 TEST(NewFile, NeedsItsFolder)

@@ -151,7 +151,8 @@ TEST(PolicyDamage, LeavesTheScheduleOut)
             bench.Start();
             bench.Round(1, Ups::good);
             bench.cfg.commMode = mode;
-            bench.Change();
+            if (!atStart)
+                bench.Change();
             bench.Run(100, Ups::none);
             EXPECT_EQ(bench.HasBegun(), mode == 0 || mode == 1) << mode;
         }

@@ -346,6 +346,22 @@ TEST_F(SerialProtocol, OpensALineThatIsBack)
     EXPECT_EQ(Heard(), "F\r");
 }
 
+TEST_F(SerialProtocol, DropsAnOrderThatWaitedWhenTheLineWent)
+{
+    BeginWell();
+    Run(1000);
+    EXPECT_EQ(Heard(), "Q1\r");
+    EXPECT_TRUE(SendSerialText(source, "S03R0003"));
+    Pull();
+    Run(1000);
+    EXPECT_EQ(source.fd, -1);
+    Plug();
+    WaitForNext();
+    EXPECT_EQ(Heard(), "Q1\r");
+    Say(GOOD);
+    EXPECT_EQ(Heard(), "F\r");
+}
+
 TEST_F(SerialProtocol, GivesWayToAnotherProgramOnlyWhenItShall)
 {
     SerialSource other = {};

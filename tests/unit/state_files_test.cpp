@@ -126,6 +126,10 @@ TEST_F(StateFiles, AreReplacedWholeAndLeaveNothingBeside)
     EXPECT_EQ(ReadFile(path), "x");
     EXPECT_EQ(ReadFile("/run/wardenlink/file.new"), NO_FILE);
     EXPECT_FALSE(ReplaceWholeFile("/run/no/such/folder", "x", 1, 0600));
+    // Nothing takes a folder's place: what was written for it goes.
+    ASSERT_EQ(mkdir("/run/wardenlink/folder", 0755), 0);
+    EXPECT_FALSE(ReplaceWholeFile("/run/wardenlink/folder", "x", 1, 0600));
+    EXPECT_EQ(ReadFile("/run/wardenlink/folder.new"), NO_FILE);
 }
 
 TEST_F(StateFiles, AreReadUpToTheRoomThereIs)
