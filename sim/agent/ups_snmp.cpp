@@ -237,16 +237,17 @@ int AddAgentFds(fd_set* readers, timeval* wait, int count)
 // All that has come: who reads the log next finds everything in it that was sent before.
 void ServeAgent(fd_set* readers)
 {
+    fd_set own = *readers; // in the caller's are the control channel's descriptors too
     int isMore = 1;
     for (int count = 0; isMore > 0 && count < MOST_AT_ONCE; count++) {
-        snmp_read(readers);
+        snmp_read(&own);
         int descriptors = 0;
         int block = 0;
         timeval unused = {};
         timeval atOnce = {};
-        FD_ZERO(readers);
-        snmp_select_info(&descriptors, readers, &unused, &block);
-        isMore = select(descriptors, readers, nullptr, nullptr, &atOnce);
+        FD_ZERO(&own);
+        snmp_select_info(&descriptors, &own, &unused, &block);
+        isMore = select(descriptors, &own, nullptr, nullptr, &atOnce);
     }
     netsnmp_check_outstanding_agent_requests();
     SendLateAnswers();
