@@ -46,6 +46,15 @@ void CatchSignals()
 
 namespace {
 
+// Time that passed before what is asked now: a stall does not count behind it.
+void LetTimePass(UpsSim& sim)
+{
+    static long last = NowMilliseconds();
+    long now = NowMilliseconds();
+    AdvanceSim(sim, static_cast<double>(now - last) / 1000.0);
+    last = now;
+}
+
 void Pass(ControlServer& server, const UpsFace& face, UpsSim& sim)
 {
     fd_set readers;
@@ -59,6 +68,7 @@ void Pass(ControlServer& server, const UpsFace& face, UpsSim& sim)
         FD_ZERO(&readers);
         FD_ZERO(&writers);
     }
+    LetTimePass(sim);
     // The face first: who asks for the log finds there what was sent before.
     face.serve(&readers);
     ServeControl(server, readers, writers, sim);
@@ -71,11 +81,6 @@ void RunFace(UpsSim& sim, const UpsFace& face, ControlServer& server)
     server.verbs = face.verbs;
     printf("ready\n");
     fflush(stdout);
-    long last = NowMilliseconds();
-    while (!isEnding) {
+    while (!isEnding)
         Pass(server, face, sim);
-        long now = NowMilliseconds();
-        AdvanceSim(sim, static_cast<double>(now - last) / 1000.0);
-        last = now;
-    }
 }
