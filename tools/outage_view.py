@@ -27,6 +27,7 @@ LONGEST = 240  # seconds; the shortest delay is one minute
 STEP = 0.5
 RECORDED = "/run/wardenlink-recorded"
 OUTAGE_TEXT = "AC FAILS"
+OUTAGE_SAID = re.compile(r"to all users: .* will be shut down in ")  # the log tells of it before
 WHOLE = slice(0, 24)
 PANELS = slice(2, 18)  # what counts, where the terminal is too low for more
 LEAST_LOG = 9  # rows, with the one that sums up
@@ -140,6 +141,11 @@ def PrintPicture(screen):
     print(f"\n{ReadPicture(screen)}\n", flush=True)
 
 
+def IsOutage(view, screen):
+    """Whether the screen shows the outage that the log has told of."""
+    return any(map(OUTAGE_SAID.search, view.lines)) and OUTAGE_TEXT in ReadPicture(screen)
+
+
 def PrintAll(view, screen):
     PrintPicture(screen)
     is_outage_shown = False
@@ -148,7 +154,7 @@ def PrintAll(view, screen):
             print(line, flush=True)
         if not ReadStatus():
             return "the daemon does not run any more"
-        if not is_outage_shown and OUTAGE_TEXT in ReadPicture(screen):
+        if not is_outage_shown and IsOutage(view, screen):
             is_outage_shown = True
             PrintPicture(screen)
         if view.is_over():

@@ -17,6 +17,7 @@ from world import ROOT, wait_until
 
 FOLDER = os.path.join(ROOT, "docs", "pictures")
 NAMESPACE = "{http://www.w3.org/2000/svg}"
+LAST_WALL = "is being shut down NOW"
 
 
 def committed(name):
@@ -92,21 +93,31 @@ def said_in(lines):
     return [xml.etree.ElementTree.fromstring(line).text for line in log]
 
 
-def wrapped(said):
-    return [row.strip() for row in outage.wrap_lines(said)]
-
-
 def rows_from(rows, text):
     """The rows from the first one that holds this text; none while there is none."""
     return rows[next((at for at, row in enumerate(rows) if text in row), len(rows)):]
 
 
-def hear(daemon, text, count):
-    """What the daemon says from this text on, as rows, once there are so many of them."""
-    def Rows():
-        return rows_from(wrapped(outage.read_said(daemon)), text)
-    wait_until(lambda: len(Rows()) >= count, what="what the daemon says", describe=daemon.report)
-    return Rows()
+def is_said(rows, logged, called):
+    """Whether the rows tell what was logged and called, each kind in its order and from its
+    begin. Between both kinds there is none: their moments are those of two readers."""
+    kinds = [[[row.strip() for row in outage.wrap_lines([line])] for line in kind]
+             for kind in (logged, called)]
+    while rows:
+        told = next((kind for kind in kinds if kind and rows[:len(kind[0])] == kind[0]), None)
+        if told is None:
+            return False
+        rows = rows[len(told.pop(0)):]
+    return True
+
+
+def wait_said(daemon, rows, logged_from="", called_from=""):
+    """Waits until the daemon has said all that these rows tell, from these texts on."""
+    def IsSaid():
+        logged = [line.text for line in daemon.log]
+        called = [text for _, text in outage.read_calls()]
+        return is_said(rows, rows_from(logged, logged_from), rows_from(called, called_from))
+    wait_until(IsSaid, what="\n".join(rows), describe=daemon.report)
 
 
 def test_an_outage_is_drawn_as_in_its_moving_picture():
@@ -126,8 +137,8 @@ def test_an_outage_begins_in_the_words_of_its_moving_picture():
         stage.settings(comm_mode=0, **SHORTEST)
         daemon = stage.daemon()
         ups.mains("fail")
-        said = hear(daemon, "", len(shown[-1]))
-    assert all(rows == said[:len(rows)] for rows in shown)
+        for rows in shown:
+            wait_said(daemon, rows)
 
 
 def test_an_outage_ends_in_the_words_of_its_moving_picture():
@@ -140,10 +151,9 @@ def test_an_outage_ends_in_the_words_of_its_moving_picture():
         stage.settings(comm_mode=0, **SHORTEST)
         tolvd.leave_outage(55)
         daemon = stage.daemon()
-        said = hear(daemon, GOES_DOWN, len(last))
-        before = wrapped(outage.read_said(daemon))
-    assert sorted(said) == sorted(last)
-    assert {row for rows in there for row in rows if LOW in row} <= set(before)
+        wait_said(daemon, last, GOES_DOWN, LAST_WALL)
+        low = {row for rows in there for row in rows if LOW in row}
+        assert low and all(daemon.lines(re.escape(row)) for row in low)
 
 
 # --- the files ---------------------------------------------------------------------------

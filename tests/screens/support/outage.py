@@ -58,11 +58,16 @@ LOG_ROWS = 9
 LOG_HEAD = " What the daemon says:"
 
 
+def read_calls():
+    """What the daemon called: the moment and the words of each."""
+    return [(call.at, f"to all users: {call.words}" if call.name == "wall" else
+             f"called: /sbin/{call.name} {call.words}") for call in tolvd.recorded()]
+
+
 def read_said(daemon):
     """The daemon's log and what it called, oldest first."""
-    calls = [(call.at + 0.01, f"to all users: {call.words}" if call.name == "wall" else
-              f"called: /sbin/{call.name} {call.words}") for call in tolvd.recorded()]
     # A recorder's time is cut to hundredths: what is called comes after what announces it.
+    calls = [(at + 0.01, text) for at, text in read_calls()]
     return [text for _, text in sorted([(line.at, line.text) for line in daemon.log] + calls)]
 
 
