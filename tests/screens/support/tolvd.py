@@ -30,6 +30,8 @@ STATUS = STATE + "/status.json"
 OUTAGE = STATE + "/outage"
 LAST_DEED = STATE + "/shutdown"
 RECORDED = "/run/wardenlink-recorded"
+HELD = "/run/wardenlink-held"
+AHEAD = "/run/wardenlink-clock-ahead"
 EVENT_FOLDER = world.FOLDER + "/event.d"
 REPLIES = tuple(f"{world.FOLDER}/wardenlink.{name}" for name in ("q1", "rtg", "mdl"))
 
@@ -117,10 +119,16 @@ def events():
     return [record.words for record in recorded("event")]
 
 
+def wait_event(name, count=1):
+    """Waits until the event was recorded so often. The programs of one event run beside those of
+    the next: what causes the next one waits, where their order is looked at."""
+    wait_until(lambda: events().count(name) >= count, what=f"the event {name}")
+
+
 def course():
     """The same without a UPS that was lost for a moment and came back: on a machine that stands
     still for some seconds it is."""
-    return re.sub(r"\bups-lost ups-back ?", "", " ".join(events())).split()
+    return [name for name in events() if name not in ("ups-lost", "ups-back")]
 
 
 def event_environment(event):
@@ -167,6 +175,20 @@ def memory_of(running):
     return 0 if "ASAN_OPTIONS" in os.environ else MemoryKilobytes(running.pid)
 
 
+@contextlib.contextmanager
+def standing_still(pid):
+    """A daemon that does nothing meanwhile."""
+    def IsStopped():
+        with open(f"/proc/{pid}/stat", encoding="ascii") as source:
+            return source.read().rsplit(")", 1)[1].split()[0] == "T"
+    os.kill(pid, signal.SIGSTOP)
+    try:
+        wait_until(IsStopped, what="the daemon standing still")
+        yield
+    finally:
+        os.kill(pid, signal.SIGCONT)
+
+
 # --- the daemon ---------------------------------------------------------------------------
 
 
@@ -182,8 +204,15 @@ def ask(*options, prefix=(), **how):
 
 def preloaded(name):
     """The environment of a daemon with this library of tests/preload before the system's own."""
-    return {"LD_PRELOAD": world.bin(f"tests/lib{name}.so"), "ASAN_OPTIONS":
+    return {"LD_PRELOAD": world.bin(f"tests/lib{name}.so"), "CLOCK_AHEAD": AHEAD, "ASAN_OPTIONS":
             os.environ.get("ASAN_OPTIONS", "") + ":verify_asan_link_order=0"}
+
+
+def set_clocks_ahead(seconds):
+    """Where the clocks stand of a daemon with clock_ahead before the system's library."""
+    with open(AHEAD + ".new", "w", encoding="ascii") as target:
+        target.write(f"{seconds}\n")
+    os.rename(AHEAD + ".new", AHEAD)
 
 
 def read_status():
@@ -276,6 +305,28 @@ class Tolvd:
         if self.process.poll() is None:
             self.stop()
         assert not self.strange, self.strange
+
+
+def hold_last_deed():
+    """Lets the event shutdown stop the process that shuts the system down, which waits for the
+    event's programs: see held_deed."""
+    with contextlib.suppress(FileNotFoundError):
+        os.remove(HELD)
+    put_program(f"{EVENT_FOLDER}/10hold", f"""[ "$1" = shutdown ] || exit 0
+deed=$(sed -n 's/^PPid:[[:space:]]*//p' "/proc/$PPID/status")
+kill -STOP "$deed"
+echo "$deed" >{HELD}
+""")
+
+
+def held_deed():
+    """The process that shuts the system down, once it stands still; SIGCONT lets it go on."""
+    def Find():
+        with contextlib.suppress(FileNotFoundError), open(HELD, encoding="ascii") as source:
+            return re.fullmatch(r"(\d+)\n", source.read())
+    found = wait_until(Find, what="the last deed, held")
+    os.remove(HELD)
+    return int(found[1])
 
 
 def end_last_deed():
