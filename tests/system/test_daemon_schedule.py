@@ -8,11 +8,12 @@ from tolvd import agent_settings, record_events, recorded, serial_settings, wait
 
 UPS = ".1.3.6.1.4.1.935.1.1.1."
 NO_EVENT = -1
+LAST_WORDS = "UPS: the system is being shut down NOW (scheduled). The UPS will turn off."
 
 
 def coming_minute(ahead=0):
-    """A full minute that is at least ten seconds away, and so many minutes after it."""
-    soon = datetime.datetime.now() + datetime.timedelta(seconds=70)
+    """A full minute that is at least half a minute away, and so many minutes after it."""
+    soon = datetime.datetime.now() + datetime.timedelta(seconds=90)
     return soon.replace(second=0, microsecond=0) + datetime.timedelta(minutes=ahead)
 
 
@@ -30,7 +31,7 @@ def wait_shutdown(running, at):
     wait_recorded("shutdown", "-h now", timeout=200)
     decided = running.wait_log("the system goes down now, by the schedule")
     wall_offset = time.time() - daemon.boot_now()
-    assert -0.1 <= decided.at + wall_offset - at.timestamp() < 5
+    assert -0.1 <= decided.at + wall_offset - at.timestamp() < 30
 
 
 def test_the_schedule_shuts_down_and_says_when_the_ups_comes_back(serial_ups, tolvd):
@@ -39,18 +40,19 @@ def test_the_schedule_shuts_down_and_says_when_the_ups_comes_back(serial_ups, to
     serial_settings(schedule_on=1, schedule=schedule_of(at, at + datetime.timedelta(minutes=20)),
                     ac_fail_delay=5)
     running = tolvd()
+    daemon.wait_event("start")
     status = running.wait_status(pending="schedule", scheduled_at=int(at.timestamp()), status=0)
-    assert 5 <= status["shutdown_in"] <= 70
+    assert at.timestamp() - time.time() - 1 <= status["shutdown_in"] <= 90
     wait_shutdown(running, at)
     # Off three minutes later, and on again 20 minutes after the shutdown.
     assert [line for line in serial_ups.log() if line.startswith("serial S")] == [
         "serial S03R0017"]
+    wait_recorded("wall", LAST_WORDS)
     words = [record.words for record in recorded("wall")]
     assert words[0].startswith("UPS: the system will be shut down in ")
     assert words[0].endswith(" (scheduled).")
-    assert words[-2:] == ["UPS: the system will be shut down in 10 seconds (scheduled).",
-                          "UPS: the system is being shut down NOW (scheduled)."
-                          " The UPS will turn off."]
+    assert words[-2:] == ["UPS: the system will be shut down in 10 seconds (scheduled).", LAST_WORDS]
+    daemon.wait_event("shutdown")
     assert daemon.course() == ["start", "shutdown"]
 
 
@@ -95,4 +97,4 @@ def test_the_schedule_counts_without_a_ups_too(tolvd):
                     schedule=schedule_of(at)).write()
     running = tolvd(ready=False)
     assert running.wait_status(pending="schedule")["scheduled_at"] == int(at.timestamp())
-    assert running.lines("NOTHING is protected")
+    running.wait_log("NOTHING is protected")
