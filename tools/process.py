@@ -1,6 +1,7 @@
 """What a running program waits for and holds, as the kernel tells it; and whose it is."""
 
 import collections
+import contextlib
 import os
 import platform
 import re
@@ -108,6 +109,15 @@ def MemoryKilobytes(pid):
 def OpenFiles(pid):
     """Number of open descriptors."""
     return len(os.listdir(f"/proc/{pid}/fd"))
+
+
+def FilesOf(pid):
+    """What is open, by the descriptors; without those that are closed just now."""
+    found = {}
+    for name in os.listdir(f"/proc/{pid}/fd"):
+        with contextlib.suppress(FileNotFoundError):
+            found[name] = os.readlink(f"/proc/{pid}/fd/{name}")
+    return found
 
 
 def FewestOpenFiles(pid, looks=50):

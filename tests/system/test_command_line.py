@@ -16,7 +16,7 @@ import time
 import pytest
 
 import queues
-from process import FindKeyWait, OrdinaryUser, Refused, Traced
+from process import FilesOf, FindKeyWait, OrdinaryUser, Refused, Traced
 from settings import Settings
 from stopwatch import Stopwatch
 from waiting import LIMIT
@@ -325,9 +325,9 @@ def test_start_gives_the_daemon_none_of_its_callers_files_but_the_standard_strea
         assert run("start", pass_fds=(lock.fileno(), 900)).returncode == 0
         os.close(900)
     pid = placed.wait_running()
-    held = [os.readlink(f"/proc/{pid}/fd/{number}") for number in os.listdir(f"/proc/{pid}/fd")]
-    assert FOLDER + "/lock" not in held
-    assert {"0", "1", "2"} <= set(os.listdir(f"/proc/{pid}/fd"))
+    held = FilesOf(pid)
+    assert FOLDER + "/lock" not in held.values()
+    assert {"0", "1", "2"} <= set(held)
 
 
 def test_start_then_stop_ends_the_daemon(placed):
@@ -458,8 +458,8 @@ def agent_side_port(pid):
     """The port of a program's own UDP socket."""
     with open(f"/proc/{pid}/net/udp", encoding="ascii") as source:
         rows = [line.split() for line in source.read().splitlines()[1:]]
-    sockets = {os.stat(f"/proc/{pid}/fd/{name}").st_ino for name in os.listdir(f"/proc/{pid}/fd")
-               if os.readlink(f"/proc/{pid}/fd/{name}").startswith("socket:")}
+    sockets = {int(target[len("socket:["):-1]) for target in FilesOf(pid).values()
+               if target.startswith("socket:")}
     port, = [int(row[1].split(":")[1], 16) for row in rows if int(row[9]) in sockets]
     return port
 

