@@ -11,7 +11,7 @@ import world
 from process import OrdinaryUser
 from stopwatch import Stopwatch
 from tolvd import (EVENT_FOLDER, boot_now, event_environment, events, put_program, record_events,
-                   recorded, serial_settings)
+                   recorded, serial_settings, wait_event)
 from world import wait_until
 
 
@@ -35,19 +35,21 @@ def test_every_event_has_its_name_and_the_reading(serial_ups, tolvd):
     serial_settings(ac_fail_delay=10, batt_low_delay=5)
     serial_ups.freeze()
     running = tolvd()
+    wait_event("start")
     running.reload()
+    wait_event("settings")
     serial_ups.mains("fail")
-    running.wait_status(status=2)
+    wait_event("outage")
     serial_ups.battery("low")
-    running.wait_status(battery="low")
+    wait_event("battery-low")
     serial_ups.serial("silent on")
-    running.wait_status(timeout=120, ups="lost")
+    wait_event("ups-lost")
     serial_ups.recover()
     serial_ups.serial("silent off")
-    running.wait_log("the mains are back", timeout=120)
-    wait_until(lambda: "mains-back" in events(), what="its event: each runs beside the others")
+    wait_event("ups-back")
+    wait_event("mains-back")
     running.stop()
-    wait_until(lambda: "stop" in events(), what="the last event")
+    wait_event("stop")
     assert events() == ["start", "settings", "outage", "battery-low", "ups-lost", "ups-back",
                         "mains-back", "stop"]
     outage = event_environment("outage")
@@ -105,7 +107,7 @@ def test_programs_that_others_could_have_written_do_not_run(serial_ups, tolvd):
     wait_until(ran, what="the good program")
     assert ran() == ["zz"]
     for name in wrong:
-        assert running.lines(f"event.d/{name} does not run: it is no plain file of root's alone")
+        running.wait_log(f"event.d/{name} does not run: it is no plain file of root's alone")
 
 
 @pytest.mark.parametrize("what", ["group may write", "everybody may write", "a link"])
@@ -136,11 +138,10 @@ def test_no_folder_is_no_fault(serial_ups, tolvd):
 
 def is_alive(pid):
     try:
-        os.kill(pid, 0)
-    except ProcessLookupError:
+        with open(f"/proc/{pid}/stat", encoding="ascii", errors="replace") as source:
+            return source.read().rsplit(")", 1)[1].split()[0] != "Z"
+    except OSError:
         return False
-    with open(f"/proc/{pid}/stat", encoding="ascii", errors="replace") as source:
-        return source.read().rsplit(")", 1)[1].split()[0] != "Z"
 
 
 def test_a_program_that_hangs_is_killed_with_all_that_it_started(serial_ups, tolvd):
@@ -164,9 +165,9 @@ sleep 300
     queues.drain("heartbeatQueue")
     watch = Stopwatch()
     wait_until(lambda: queues.count("heartbeatQueue") >= 5, what="presence")
-    assert watch.below(20) and running.wait_status(status=0)
-    killed = running.wait_log("event start: 10hang took longer than 30 seconds and was killed", 60)
-    assert 30 <= killed.at - began < 36
+    assert watch.below(40) and running.wait_status(status=0)
+    killed = running.wait_log("event start: 10hang took longer than 30 seconds and was killed")
+    assert 30 <= killed.at - began < 66
     wait_until(lambda: not any(map(is_alive, hanging)), what="the end of the group")
     wait_until(lambda: ran() == ["20after"] * 2, what="the program behind it")
     os.remove("/run/hanging")

@@ -239,8 +239,8 @@ def test_a_check_shows_a_ups_on_a_line_and_the_settings_in_words(serial_ups):
                   "input voltage      230 V\n", "load               35 %\n"):
         assert words in text
     assert not os.path.exists(daemon.STATE)
-    assert [line for line in serial_ups.log() if line.startswith("serial")][:3] == [
-        "serial Q1", "serial F", "serial I"]
+    asked = [line for line in serial_ups.log() if line.startswith("serial")]
+    assert list(dict.fromkeys(asked))[:3] == ["serial Q1", "serial F", "serial I"]
 
 
 def test_a_check_shows_a_ups_behind_an_agent(agent):
