@@ -6,6 +6,8 @@ import select
 import termios
 import time
 
+from waiting import LIMIT
+
 DEVICE = "/run/wardenlink-sim-tty"
 
 
@@ -50,7 +52,7 @@ class Client:
         self.rest += data
         return True
 
-    def line(self, wait=10.0):
+    def line(self, wait=LIMIT):
         """The next line with its CR, or None when it is not whole in time."""
         until = time.monotonic() + wait
         while b"\r" not in self.rest:
@@ -59,9 +61,18 @@ class Client:
         line, end, self.rest = self.rest.partition(b"\r")
         return line + end
 
-    def ask(self, request, wait=10.0):
+    def ask(self, request, wait=LIMIT):
         self.send(request + b"\r")
         return self.line(wait)
+
+    def ask_for(self, request, count):
+        """So many bytes of a reply, and what came with them."""
+        until = time.monotonic() + LIMIT
+        self.send(request + b"\r")
+        while len(self.rest) < count and self._take(until):
+            pass
+        data, self.rest = self.rest, b""
+        return data
 
     def listen(self, seconds):
         """All that comes within that time, whole lines or not."""

@@ -56,14 +56,17 @@ def test_a_ups_at_rest_stands_still(control):
 
 
 def test_a_mains_failure_runs_the_battery_down_and_recovery_fills_it(control):
+    control.do("speed 2")
+    control.do("battery 30")
     control.do("mains fail")
-    control.do("speed 50")
     control.wait_for("output_status", "3")
     control.wait_for("battery_status", "3")
-    assert int(control.state()["time_on_battery"]) >= 59
+    assert int(control.state()["time_on_battery"]) >= 7, "from 30 to 20 percent"
     control.wait_for("output_status", "5")
+    assert int(control.state()["time_on_battery"]) >= 22, "to none"
     assert number(UPS + "4.2.2.0") == 0
     control.do("mains restore")
+    control.do("speed 50")
     control.wait_for("charge", "100")
     assert control.state()["output_status"] == "2"
 
@@ -142,14 +145,14 @@ def test_silence_for_one_object_leaves_the_others(control):
 
 
 def test_a_late_answer_holds_up_nothing(control):
-    control.do("delay 2000 load")
+    control.do("delay 10000 load")
     with open_socket() as sock:
         started = time.monotonic()
         sock.send(request(LOAD))
         assert number(INPUT) == 2300 and control.do("get load") == ["integer 35"]
         assert not select.select([sock], [], [], 0)[0], "the late answer came first"
         assert parse(sock.recv(4096))[1] == 0
-        assert time.monotonic() - started > 1.95
+        assert time.monotonic() - started > 9.95
 
 
 def test_another_request_id_is_far_from_the_own(control):
@@ -242,10 +245,10 @@ def test_the_demonstration_fails_and_recovers():
 
 def test_an_outage_begins_after_eight_seconds_and_has_no_end():
     with scenario("outage") as channel:
-        channel.do("reset")
         began = time.monotonic()
-        channel.do("speed 4")
+        channel.do("reset")
         assert channel.state()["mains"] == "on"
+        channel.do("speed 4")
         channel.wait_for("mains", "off")
         assert 1.8 < time.monotonic() - began
         channel.do("speed 100")
@@ -255,5 +258,5 @@ def test_an_outage_begins_after_eight_seconds_and_has_no_end():
 
 
 def test_another_scenario_is_refused():
-    assert subprocess.run([program("ups_agent"), "--scenario", "other"], timeout=20,
+    assert subprocess.run([program("ups_agent"), "--scenario", "other"], timeout=LIMIT,
                           capture_output=True, check=False).returncode == 2
