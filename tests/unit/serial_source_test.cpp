@@ -18,7 +18,7 @@ namespace {
 
 // Milliseconds: in which nothing is to be heard, and in which something is.
 constexpr int SILENCE = 50;
-constexpr int LONG = 5000;
+constexpr int LONG = 60000;
 
 const std::string GOOD = "(230.0 230.0 230.0 035 50.0 13.6 25.0 00000000\r";
 const std::string FAILED = "(000.0 230.0 230.0 035 00.0 12.6 25.0 10000000\r";

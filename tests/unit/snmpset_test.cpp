@@ -243,7 +243,7 @@ TEST_F(SnmpSet, ALostSecondRequestKeepsTheRefusal)
     OpenWire(wire, [](const WireMessage& request, int number) {
         return number == 1 ? AnswerError(3, 1)(request, number) : Lines{};
     });
-    ss = OpenSession(AgentAddress(), 2000000);
+    ss = OpenSession(AgentAddress(), 5000000);
     EXPECT_EQ(Set({SHUTDOWN_DELAY, SLEEP_TIME}, "ii", {"30", "10"}),
               "No Response from Destination\n");
     EXPECT_EQ(result, 2);

@@ -127,7 +127,7 @@ TEST(StatusFile, TellsOfTheSoonerShutdownAndNeverOfAPastOne)
         int least, most;
     } const cases[] = {
         {70000, 0, "outage", 30, 30},    {70000, 100, "outage", 30, 30},
-        {70000, 20, "schedule", 19, 20}, {NEVER, 20, "schedule", 19, 20},
+        {70000, 20, "schedule", 15, 20}, {NEVER, 20, "schedule", 15, 20},
         {10000, 0, "outage", 0, 0},      {NEVER, -20, "schedule", 0, 0},
     };
     for (const auto& test : cases) {

@@ -385,7 +385,7 @@ TEST(InstanceExist, BelievesAFreshPresenceMessageOnly)
 TEST(InstanceExist, WaitsForADaemonThatShowsItselfSeldom)
 {
     RawSend(RawQueue('2'), 4, "leftover");
-    pid_t beater = StartBeating(11);
+    pid_t beater = StartBeating(8);
     EXPECT_EQ(InstanceExist(), 1);
     StopBeating(beater);
 }
