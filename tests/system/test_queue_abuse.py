@@ -23,7 +23,7 @@ def test_stop_is_not_held_up_by_senders_that_never_rest():
     with storm("heartbeatQueue"):
         took = Stopwatch()
         result = run("stop")
-        assert took.below(20)
+        assert took.below(50)
     assert (result.stdout, result.stderr) == ("", "")
     assert queues.drain("daemonControlQueue") == [(5, b"100")]
 
@@ -36,7 +36,7 @@ def test_a_local_screen_opens_beside_senders_that_never_rest(start):
         screen.wait_key()
         screen.send("q")
         assert screen.wait_exit() == 0
-        assert took.below(20)
+        assert took.below(50)
 
 
 # --- queues that somebody else made first --------------------------------------------------
