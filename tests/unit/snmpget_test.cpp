@@ -426,3 +426,24 @@ TEST_F(SnmpGet, AnIdentifierMayHave128NumbersButNotMore)
               "Invalid object identifier: " + longest + "\n");
     EXPECT_EQ(Requests(wire)[0].variables[0].objectId, longest.substr(0, longest.size() - 4));
 }
+
+TEST_F(SnmpGet, IdentifiersAreReadAsTheLibraryReadsThem)
+{
+    netsnmp_session unused;
+    StartLibrary(unused);
+    for (const char* text : {INPUT_VOLTAGE, ".1.3", ".1.3.0.00.010", ".1.3.4294967295",
+                             ".1.3.4294967296", ".1.3.99999999999999999999", ".1", ".", "", "1.3.6",
+                             ".1..3", ".1.3.", ".1.-3", ".1. 3", ".1.3x", ".iso.3", ".9.99.1"}) {
+        ObjectId expected = {};
+        expected.length = MAX_OID_LEN;
+        if (read_objid(text, expected.name, &expected.length) == 0)
+            expected.length = 0;
+        ObjectId id = {};
+        testing::internal::CaptureStdout();
+        ParseObjectId(text, id);
+        EXPECT_EQ(testing::internal::GetCapturedStdout().empty(), expected.length > 0) << text;
+        EXPECT_EQ(std::vector<oid>(id.name, id.name + id.length),
+                  std::vector<oid>(expected.name, expected.name + expected.length))
+            << text;
+    }
+}
