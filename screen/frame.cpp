@@ -130,8 +130,10 @@ void ParkCursor()
 int PutBlanks(Place place, int count)
 {
     char blanks[SCREEN_COLS + 1];
-    FormatText(blanks, sizeof(blanks), "%*s", CutToRange(count, 0, SCREEN_COLS), "");
-    return PutText(place, blanks);
+    int width = CutToRange(count, 0, SCREEN_COLS);
+    memset(blanks, ' ', static_cast<size_t>(width));
+    blanks[width] = '\0';
+    return PutTabbedText(place, blanks);
 }
 
 int DrawBox(int height, int width, int top, int left)
