@@ -12,7 +12,8 @@
 
 namespace {
 
-constexpr size_t VALUE_BUFFER_SIZE = 524;   // all bracketed values of wardenlink.cfg
+constexpr size_t VALUE_BUFFER_SIZE = 524; // all bracketed values of wardenlink.cfg
+constexpr size_t READ_BUFFER_SIZE = 4096;
 constexpr size_t TEXT_READ_LIMIT = 1 << 20; // what lies beyond is no settings file's
 
 // power.ini as a whole.
@@ -209,6 +210,7 @@ bool ReadBinary(PowerConfig& cfg, ScheduleEntry sched[7])
         return false;
     SettingsImage image;
     FillImage(image, cfg, sched);
+    setvbuf(file, nullptr, _IONBF, 0); // it is read at once
     if (fread(&image, 1, sizeof(image), file) > 0) {
         memcpy(&cfg, &image.config, sizeof(image.config));
         memcpy(sched, image.schedule, sizeof(image.schedule));
@@ -226,7 +228,7 @@ void CollectValues(FILE* file, char values[VALUE_BUFFER_SIZE])
     bool started = false;
     size_t index = 0;
     for (size_t count = 0; count < TEXT_READ_LIMIT && index < VALUE_BUFFER_SIZE - 1; count++) {
-        int c = fgetc(file);
+        int c = getc_unlocked(file);
         if (c == EOF)
             break;
         if (c == '[')
@@ -248,7 +250,9 @@ bool ReadTextFile(PowerConfig& cfg)
     FILE* file = OpenToRead(TEXT_CFG_PATH);
     if (file == nullptr)
         return false;
+    char buffer[READ_BUFFER_SIZE];
     char values[VALUE_BUFFER_SIZE];
+    setvbuf(file, buffer, _IOFBF, sizeof(buffer));
     CollectValues(file, values);
     fclose(file);
     char* rest = values;

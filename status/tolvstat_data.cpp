@@ -116,10 +116,11 @@ static_assert(sizeof(SWITCH_WORD) - 1 <= SWITCH_LENGTH);
 
 // --- reading the files -----------------------------------------------------------------
 
-// Reads at most length bytes and drops the last character, the line end.
+// Reads at most length bytes of a file just opened and drops the last character, the line end.
 int ReadReply(FILE* file, size_t length, char* dst)
 {
     char reply[REPLY_SIZE] = "";
+    setvbuf(file, nullptr, _IONBF, 0); // it is read at once
     size_t count = fread(reply, 1, length, file);
     reply[count] = '\0';
     dst[0] = '\0';
