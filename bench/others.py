@@ -17,8 +17,8 @@ import world
 from pairs import Row
 from settings import Settings
 
-LONG, SHORT = 42, 4  # seconds; the second run's cost is that of the start, and is taken off
-PERIOD = 2           # seconds between two refreshes of the others
+WARM_UP, SECONDS = 4, 38
+PERIOD = 2  # seconds between two refreshes of the others
 HOME = "/run/bench-home"
 
 PREFIX = ".1.3.6.1.4.1.935.1.1.1."
@@ -56,39 +56,49 @@ def TakeOutput(terminals, seconds):
         readable = select.select(terminals, [], [], max(0, until - time.monotonic()))[0]
         for terminal in readable:
             written[terminal] += len(os.read(terminal, 65536))
-    return [written[terminal] for terminal in terminals]
+    return written
 
 
-def RunAll(agent, commands, seconds):
+def Spent(pid):
+    """Microseconds of the processor that a process had, its threads and its ended children."""
+    total = 0
+    for thread in os.listdir(f"/proc/{pid}/task"):
+        with open(f"/proc/{pid}/task/{thread}/schedstat", encoding="ascii") as source:
+            total += int(source.read().split()[0]) / 1000
+    with open(f"/proc/{pid}/stat", encoding="ascii") as source:
+        fields = source.read().rpartition(")")[2].split()
+    ticks = int(fields[13]) + int(fields[14])
+    return total + ticks * 1e6 / os.sysconf("SC_CLK_TCK")
+
+
+def RunAll(agent, commands):
     """{name: (microseconds of the processor, bytes)}, and how many passes the status screen had."""
+    started = {name: Start(command) for name, command in commands.items()}
+    terminals = [terminal for _, terminal in started.values()]
+    TakeOutput(terminals, WARM_UP)
     agent.clear_log()
-    started = [Start(command) for command in commands.values()]
-    written = TakeOutput([terminal for _, terminal in started], seconds)
+    before = {name: Spent(pid) for name, (pid, _) in started.items()}
+    written = TakeOutput(terminals, SECONDS)
+    costs = {name: (Spent(pid) - before[name], written[terminal])
+             for name, (pid, terminal) in started.items()}
     passes = agent.log().count(f"get {FREQUENCY}")
-    spent = []
-    for pid, terminal in started:
+    for pid, terminal in started.values():
         os.kill(pid, signal.SIGKILL)
-        usage = os.wait4(pid, 0)[2]  # with the children that it waited for
-        spent.append((usage.ru_utime + usage.ru_stime) * 1e6)
+        os.waitpid(pid, 0)
         os.close(terminal)
-    return dict(zip(commands, zip(spent, written))), passes
+    return costs, passes
 
 
 def MeasureOthers(agent):
     os.makedirs(HOME, exist_ok=True)
     Settings(snmp_ip=world.agent_address()).write()
-    commands = Commands()
-    short, first = RunAll(agent, commands, SHORT)
-    long, passes = RunAll(agent, commands, LONG)
-    refreshes = dict.fromkeys(commands, (LONG - SHORT) / PERIOD)
-    refreshes["status"] = passes - first
-    costs = {name: [(long[name][kind] - short[name][kind]) / refreshes[name] for kind in range(2)]
-             for name in commands}
-    own = costs.pop("status")
+    costs, passes = RunAll(agent, Commands())
+    own = [cost / passes for cost in costs.pop("status")]
     rows = []
     for name, cost in costs.items():
         for kind, unit in enumerate(("µs", "bytes")):
             what = ("CPU", "bytes")[kind] + " of a status pass, nothing typed"
-            rows.append(Row(what, f"a refresh of {name}", own[kind], cost[kind], unit,
-                            own[kind] / cost[kind], 1.00))
+            other = cost[kind] * PERIOD / SECONDS
+            rows.append(Row(what, f"a refresh of {name}", own[kind], other, unit,
+                            own[kind] / other, 1.00))
     return rows
