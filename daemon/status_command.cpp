@@ -94,9 +94,11 @@ void PrintLine(const Line& line, const char* value)
 }
 
 // The file may be somebody else's who made its folder first: no line of it acts on a terminal.
-void PrintJson(char* status)
+void PrintJson(const char* status)
 {
-    char* rest = status;
+    char text[STATUS_TEXT_SIZE];
+    CopyField(text, status);
+    char* rest = text;
     while (char* line = strtok_r(rest, "\n", &rest)) {
         MakePrintable(line);
         puts(line);
