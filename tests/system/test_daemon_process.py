@@ -230,7 +230,7 @@ def children(pid):
 
 
 def worker_of(pid):
-    """The only child of a daemon whose UPS is behind an agent, once those of its events are over."""
+    """The only child of a daemon of an agent's, once those of its events are over."""
     found = wait_until(lambda: len(children(pid)) == 1 and children(pid), what="a single child")
     return int(found[0])
 

@@ -51,7 +51,8 @@ def test_the_schedule_shuts_down_and_says_when_the_ups_comes_back(serial_ups, to
     words = [record.words for record in recorded("wall")]
     assert words[0].startswith("UPS: the system will be shut down in ")
     assert words[0].endswith(" (scheduled).")
-    assert words[-2:] == ["UPS: the system will be shut down in 10 seconds (scheduled).", LAST_WORDS]
+    assert words[-2:] == [
+        "UPS: the system will be shut down in 10 seconds (scheduled).", LAST_WORDS]
     daemon.wait_event("shutdown")
     assert daemon.course() == ["start", "shutdown"]
 
