@@ -6,8 +6,8 @@ import socket
 import queues
 import world
 from stopwatch import check_time, seconds_of
-from tolvd import (agent_settings, boot_now, course, events, leave_outage, record_events, recorded,
-                   read_status, request_times, serial_settings, wait_event, wait_recorded)
+from tolvd import (agent_settings, boot_now, course, read_status, record_events, recorded,
+                   request_times, serial_settings, wait_event, wait_recorded)
 from waiting import LIMIT
 from world import wait_until
 
