@@ -9,6 +9,7 @@
 #include <ctime>
 #include <gtest/gtest.h>
 #include <string>
+#include <unistd.h>
 
 namespace {
 
@@ -224,10 +225,12 @@ TEST(RenderedSettings, ShowNoPowerOnWhenTheUpsStaysOnOrNoneIsSet)
     EXPECT_STREQ(rendering.fields.nextPowerOn, "---  --:--");
 }
 
-// What is shown so many minutes before a shutdown.
+// What is shown less than so many minutes before a shutdown, by a second at least.
 Rendering RenderedBefore(int minutes, int16_t acFailDelay)
 {
     return InOneMinute([=](time_t minute) {
+        while (time(nullptr) == minute) // so many minutes to the second: no nearer than a delay of
+            usleep(10'000);             // as many
         Rendering rendering = Prepared();
         rendering.config.scheduleOn = 1;
         rendering.config.acFailDelay = acFailDelay;
