@@ -1,26 +1,10 @@
 // No target ever meets the machine's own settings, queues, devices and network.
 #include "fuzz/support/target.h"
+#include "tests/unit/support/enter_world.h"
 
 #include <cstdio>
 #include <cstdlib>
 #include <string_view>
-#include <unistd.h>
-#include <vector>
-
-namespace {
-
-[[noreturn]] void EnterWorld(int argc, char** argv)
-{
-    char world[] = WORLD_SCRIPT;
-    std::vector<char*> words = {world};
-    words.insert(words.end(), argv, argv + argc);
-    words.push_back(nullptr);
-    execv(world, words.data());
-    perror(world);
-    exit(1);
-}
-
-} // namespace
 
 int LLVMFuzzerInitialize(int* argc, char*** argv)
 {

@@ -4,6 +4,7 @@ import os
 import re
 import shutil
 import tempfile
+import time
 
 import pytest
 
@@ -12,6 +13,9 @@ import tolvd
 import world
 from settings import Settings
 from terminal import Terminal
+
+os.environ["TZ"] = "UTC0"  # every day has 24 hours, but where a test says otherwise
+time.tzset()
 
 SANITIZER = re.compile(rb"(ERROR: \w+Sanitizer|runtime error:)[^\r\n]*")
 

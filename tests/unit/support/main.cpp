@@ -1,12 +1,10 @@
 // The main of every unit test program. One that is started outside a world brings itself into
 // one, so that no test ever meets the machine's own settings and queues.
-#include <cstdio>
-#include <cstdlib>
-#include <string_view>
-#include <vector>
+#include "tests/unit/support/enter_world.h"
 
+#include <cstdlib>
 #include <gtest/gtest.h>
-#include <unistd.h>
+#include <string_view>
 
 namespace {
 
@@ -19,23 +17,13 @@ bool IsListing(int argc, char** argv)
     return false;
 }
 
-void EnterWorld(int argc, char** argv)
-{
-    char world[] = WORLD_SCRIPT;
-    std::vector<char*> words = {world};
-    words.insert(words.end(), argv, argv + argc);
-    words.push_back(nullptr);
-    execv(world, words.data());
-    perror(world);
-    exit(1);
-}
-
 } // namespace
 
 int main(int argc, char** argv)
 {
     if (getenv("WARDENLINK_WORLD") == nullptr && !IsListing(argc, argv))
         EnterWorld(argc, argv);
+    setenv("TZ", "UTC0", 1); // every day has 24 hours, but where a test says otherwise
     testing::InitGoogleTest(&argc, argv);
     return RUN_ALL_TESTS();
 }
