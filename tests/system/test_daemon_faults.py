@@ -6,7 +6,6 @@ import json
 import os
 import re
 import signal
-import subprocess
 
 import pytest
 
@@ -15,26 +14,13 @@ import world
 from process import OpenFiles
 from storm import COUNT, send_datagrams, send_signals, udp_ports
 from tolvd import (agent_settings, events, preloaded, record_events, recorded, serial_settings,
-                   wait_recorded)
+                   trace, wait_recorded)
 from waiting import LIMIT, wait_until
 from weather import Weather
 
 # Only the calls that touch the state's files.
 ON_STATE = [word for name in ("status.json", "outage", "shutdown") for ending in ("", ".new")
             for word in ("-P", f"{daemon.STATE}/{name}{ending}")]
-
-
-def trace(pid, *options):
-    """strace beside a running daemon, from now on."""
-    tracer = subprocess.Popen(["strace", "-qq", "-o", "/dev/null", *options, "-p", str(pid)],
-                              stderr=subprocess.DEVNULL)
-    wait_until(lambda: is_traced(pid), what="strace")
-    return tracer
-
-
-def is_traced(pid):
-    with open(f"/proc/{pid}/status", encoding="ascii") as source:
-        return re.search(r"^TracerPid:\s*[1-9]", source.read(), re.M)
 
 
 def kept_outage():

@@ -189,6 +189,17 @@ def standing_still(pid):
         os.kill(pid, signal.SIGCONT)
 
 
+def trace(pid, *options):
+    """strace beside a running daemon, from now on, or until it has ended the daemon."""
+    def IsTraced():
+        with open(f"/proc/{pid}/status", encoding="ascii") as source:
+            return re.search(r"^TracerPid:\s*[1-9]", source.read(), re.M)
+    tracer = subprocess.Popen(["strace", "-qq", "-o", "/dev/null", *options, "-p", str(pid)],
+                              stderr=subprocess.DEVNULL)
+    wait_until(lambda: tracer.poll() is not None or IsTraced(), what="strace")
+    return tracer
+
+
 # --- the daemon ---------------------------------------------------------------------------
 
 
