@@ -1,10 +1,15 @@
 """The weekly schedule as the daemon carries it out, at the coming full minute."""
 
+import calendar
 import datetime
 import time
 
+import pytest
+
 import tolvd as daemon
-from tolvd import agent_settings, record_events, recorded, serial_settings, wait_recorded
+from tolvd import (agent_settings, preloaded, record_events, recorded, serial_settings,
+                   wait_recorded)
+from waiting import wait_until
 
 UPS = ".1.3.6.1.4.1.935.1.1.1."
 NO_EVENT = -1
@@ -99,3 +104,22 @@ def test_the_schedule_counts_without_a_ups_too(tolvd):
     running = tolvd(ready=False)
     assert running.wait_status(pending="schedule")["scheduled_at"] == int(at.timestamp())
     running.wait_log("NOTHING is protected")
+
+
+# Clocks leave out the hour after two in the one night, and show it twice in the other one: universal
+# time when the daemon starts, and the minutes from there until clocks show ten past three.
+@pytest.mark.parametrize("now, minutes", [((2037, 3, 29, 0, 50, 0), 20),
+                                          ((2037, 10, 25, 0, 50, 0), 80)])
+def test_a_night_of_change_ends_at_the_time_that_clocks_show(serial_ups, tolvd, now, minutes):
+    serial_settings(schedule_on=1, schedule=[[NO_EVENT, NO_EVENT, 3, 10]] + [[NO_EVENT] * 4] * 6,
+                    ac_fail_delay=5)
+    ahead = calendar.timegm(now) - int(time.time())
+    daemon.set_clocks_ahead(ahead)
+    running = tolvd(env={**preloaded("clock_ahead"), "TZ": "CET-1CEST,M3.5.0,M10.5.0/3"})
+    running.wait_status(pending="schedule", scheduled_at=calendar.timegm(now) + minutes * 60)
+    daemon.set_clocks_ahead(ahead + (minutes - 2) * 60)
+    wait_until(lambda: (running.status().get("shutdown_in") or 7200) <= 120, what="the last minutes")
+    assert recorded("shutdown") == []
+    daemon.set_clocks_ahead(ahead + minutes * 60)
+    running.wait_log("the system goes down now, by the schedule")
+    wait_recorded("shutdown", "-h now")
