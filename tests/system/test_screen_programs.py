@@ -79,3 +79,23 @@ def test_a_screen_without_its_files_says_so():
     assert (result.returncode, result.stdout) == (1, "/etc/wardenlink/power.ini not found!\n")
     result = run(world.bin("wardenlink-help"))
     assert result.stdout == "\nerror.....exiting\n"
+
+
+@pytest.mark.parametrize("name", ["wardenlink-command", "wardenlink-local"])
+def test_no_socket_takes_the_place_of_a_closed_stream(agent, settings, name):
+    """The agent's datagrams would count as keys."""
+    closed = ["/bin/sh", "-c", 'exec "$0" <&- >&- 2>&-', world.bin(name)]
+    with presence(), subprocess.Popen(closed, env={**os.environ, "TERM": "linux"}) as process:
+        try:
+            world.wait_until(agent.log, what="a request")
+            streams = [os.readlink(f"/proc/{process.pid}/fd/{number}") for number in range(3)]
+        finally:
+            process.kill()
+    assert streams == ["/dev/null"] * 3
+
+
+def test_the_refusal_comes_before_the_look_at_the_terminal(everyones_programs):
+    command = os.path.join(everyones_programs, "wardenlink-command")
+    result = run(command, prefix=[*OrdinaryUser(), "env", "-u", "TERM"])
+    assert "Sorry. You must login as super-user" in result.stderr
+    assert "terminal" not in result.stderr
