@@ -235,6 +235,17 @@ def test_start_gives_the_daemon_exactly_its_path_and_one_argument(placed):
         assert source.read() == DAEMON.encode() + b"\0" + b" " * 12 + b"\0"
 
 
+@pytest.mark.parametrize("environment", [("-u", "TERM"), ("TERM=nonsense",)])
+def test_start_and_stop_need_no_terminal(environment):
+    """From a boot script, say."""
+    place_recorder()
+    stopped = call("env", *environment, bin("wardenlink"), "stop")
+    assert (stopped.stdout, stopped.stderr) == (BANNER + "is not running!\n", "")
+    started = call("env", *environment, bin("wardenlink"), "start")
+    assert (started.returncode, started.stderr) == (0, "")
+    wait_until(launches, what="the launch")
+
+
 def test_start_does_not_wait_for_the_daemon():
     go_on = FOLDER + "/go-on"
     os.mkfifo(go_on)
@@ -544,7 +555,10 @@ def test_a_mode_left_raw_meanwhile_is_put_back_when_the_command_is_over():
         assert modes(pty.slave) == pty.before
 
 
-def test_the_mode_of_before_comes_back_after_the_status_screen():
+# With its other streams elsewhere a screen shows nothing, but sets the terminal that it reads.
+@pytest.mark.parametrize("words", [("wardenlink", "status"), ("wardenlink-monitor",)])
+@pytest.mark.parametrize("elsewhere", ["", ">/dev/null 2>&1"])
+def test_the_mode_of_before_comes_back_after_a_screen(words, elsewhere):
     Settings(snmp_ip="127.0.0.1").write()
     with Pty() as pty:
         def PressQuit(process):
@@ -554,7 +568,9 @@ def test_the_mode_of_before_comes_back_after_the_status_screen():
             assert not during[3] & termios.ECHO
             wait_until(lambda: FindKeyWait(process.pid), what="the screen waiting for a key")
             os.write(pty.master, b"q")
-        assert pty.run_while([bin("wardenlink"), "status"], PressQuit) == 0
+        name, *options = words
+        screen = ["sh", "-c", f'exec "$@" {elsewhere}', "sh", bin(name), *options]
+        assert pty.run_while(screen, PressQuit) == 0
         assert modes(pty.slave) == pty.before
 
 
