@@ -15,6 +15,7 @@ from stopwatch import Stopwatch, check_time, seconds_of_pass
 # Seconds: less than the passes take, of three seconds each, that a notice of its own for every
 # size would call forth; much more than one pass.
 BACKLOG = 45
+FOOTER = 23  # the row that a terminal of as many rows has lost
 
 
 @pytest.fixture
@@ -105,3 +106,26 @@ def test_while_dragging_a_key_counts_within_one_pass(watch):
         drag(watch.screen, 0.2)
     assert took.below(BACKLOG), took.passed()
     assert watch.screen.wait_exit() == 0
+
+
+def test_a_resize_ends_the_wait_for_a_key_each_time(start):
+    screen = open_screen(start, "help")
+    rows, cols = screen.rows, screen.cols
+    last = screen.row(FOOTER)
+
+    def IsReading():
+        """In the long part of a wait; there is none where the terminal stays unblocked."""
+        wait = screen.key_wait()
+        return wait is not None and not wait.fresh
+
+    def Answer():
+        screen.resize(FOOTER, cols)
+        screen.wait_paint()
+        screen.wait_for(IsReading, what="the read of a wait")
+        took = Stopwatch()
+        screen.resize(rows, cols)
+        screen.wait_for(lambda: screen.row(FOOTER) == last, what="the repaint")
+        return took.passed()
+
+    for _ in range(2):
+        check_time(Answer, 0, 1)
