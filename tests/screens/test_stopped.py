@@ -14,6 +14,7 @@ from stopwatch import check_time, seconds_of_pass
 from terminal_mode import modes, read_timeout
 
 RAW, READ_TIMEOUT = 0, (0, 20)
+CLEARED = b"\x1b[J"  # behind the cursor, sent home: the whole screen
 
 
 @pytest.fixture
@@ -154,3 +155,13 @@ def test_other_signals_keep_their_effect(start, number):
     screen = open_screen(start, "status")
     screen.signal(number)
     assert screen.wait_exit() == -number
+
+
+def test_one_repaint_makes_up_for_a_stop(start):
+    screen = open_screen(start, "help")
+    screen.clear_raw()
+    screen.signal(signal.SIGCONT)
+    screen.press(" ")
+    assert CLEARED in screen.clear_raw()
+    screen.press(" ")
+    assert CLEARED not in screen.clear_raw()

@@ -1,6 +1,7 @@
 // What a screen makes of the signals that would end it, and the date in its header.
 #include "screen/frame.h"
 #include "tests/unit/support/curses_screen.h"
+#include "tests/unit/support/files.h"
 
 #include <csignal>
 #include <cstdlib>
@@ -71,6 +72,54 @@ TEST_F(Header, ShowsAMomentInLocalTimeUpToColumn76)
         EXPECT_EQ(CellText(1, 0, 80), Blanks(55) + test.text + Blanks(3));
     }
     unsetenv("TZ");
+}
+
+TEST_F(Header, ATabbedTextGoesToTheLastColumn)
+{
+    PutTabbedText({3, 70}, "a\tbcdefgh"); // the tab ends before column 72
+    EXPECT_EQ(CellText(3, 70, 10), "a bcdefgh ");
+    PutTabbedText({4, 70}, "a\tbcdefghij");
+    EXPECT_EQ(CellText(4, 70, 10), "a bcdefghi");
+    EXPECT_EQ(CellText(5, 0, 1), " ");
+}
+
+// In a child, on a terminal of its own that nobody reads; whether work is true there.
+template <class Work> bool IsTrueOnScreen(Work work)
+{
+    int master = -1;
+    int slave = -1;
+    winsize size = {25, 80, 0, 0};
+    if (openpty(&master, &slave, nullptr, nullptr, &size) != 0)
+        return false;
+    Outcome outcome = RunInChild([&] {
+        for (int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+            dup2(slave, stream);
+        setenv("TERM", "linux", 1);
+        InitScreen();
+        return work() ? 0 : 1;
+    });
+    close(master);
+    close(slave);
+    return outcome.status == 0;
+}
+
+TEST(Continued, IsToldOnce)
+{
+    EXPECT_TRUE(IsTrueOnScreen([] {
+        raise(SIGCONT);
+        return TakeContinued() && !TakeContinued();
+    }));
+}
+
+TEST(Continued, LeavesTheTerminalOfASuspendedScreenToTheShell)
+{
+    EXPECT_TRUE(IsTrueOnScreen([] {
+        endwin(); // as the stop key does
+        raise(SIGCONT);
+        termios mode = {};
+        return tcgetattr(STDIN_FILENO, &mode) == 0 && (mode.c_lflag & ICANON) != 0 &&
+               !TakeContinued();
+    }));
 }
 
 } // namespace
