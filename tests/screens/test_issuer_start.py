@@ -19,6 +19,7 @@ from waiting import LIMIT
 NO_DAEMON = b"Initialize Daemon Process first by typing [wardenlink start]\r\n\r\n"
 NO_SETTINGS = b"File /etc/wardenlink/power.ini Error!\r\n"
 NO_AGENT = b"Error......Exiting"
+BEFORE_THE_WAY = 108  # bytes of power.ini that stand before the way to the UPS
 
 
 def refusal(start):
@@ -116,3 +117,24 @@ def test_an_ordinary_user_is_refused_before_anything_else():
                              b"(User ID: 65534)!!\n")
     assert result.stdout == b"" and result.returncode == 1, "it returned to its caller"
     assert queues.count("heartbeatQueue") == 1, "nobody looked for a daemon"
+
+
+def test_an_unknown_way_to_the_ups_offers_no_command(agent, start):
+    Settings(comm_mode=2, snmp_ip=world.agent_address()).write()
+    with presence():
+        screen = start([world.bin(DRIVER)])
+        screen.wait_key()
+    screen.press("snpt")
+    rows = (*range(3, 14), *range(16, 23))  # of the menu, and of what is under way
+    assert [screen.cells(row, 1, 77).strip() for row in rows] == [""] * len(rows)
+    assert queues.drain("commandQueue") == [] and agent.log() == []
+    screen.send("q")
+    assert screen.wait_exit() == 0
+
+
+def test_what_a_short_record_leaves_out_is_the_default(agent, start):
+    chosen = Settings(snmp_ip=world.agent_address()).write()
+    os.truncate(f"{FOLDER}/power.ini", BEFORE_THE_WAY)
+    os.truncate(f"{FOLDER}/wardenlink.cfg", 0)
+    center = open_center(start, chosen)
+    center.check()  # the menu of a UPS behind an agent
