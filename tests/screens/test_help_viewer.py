@@ -164,8 +164,9 @@ def test_lines_beyond_the_eighth_page_are_not_read(read):
     assert screen.cells(19, 3, 8) == "line 136"
 
 
-def test_blank_lines_at_the_end_open_no_page(read):
-    data = numbered(17) + b"\n" * 30
+@pytest.mark.parametrize("blank", [b"\n", b" \n", b"\t\n", b"\r\n"])
+def test_blank_lines_at_the_end_open_no_page(read, blank):
+    data = numbered(17) + blank * 30
     assert turn_to_end(read(data), 20, data) == 1
 
 

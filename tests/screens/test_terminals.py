@@ -210,7 +210,7 @@ def test_a_terminal_that_nobody_knows_is_refused_in_one_line(name):
         Settings(comm_mode=0).write()  # they would refuse to start without
     place_help()
     before = sorted(os.listdir(world.FOLDER))
-    for environment in (["TERM=nonsense"], ["-u", "TERM"]):
+    for environment in (["TERM=nonsense"], ["TERM="], ["-u", "TERM"]):
         with prepared(name), Terminal(["env", *environment, *command_of(name)]) as screen:
             assert screen.wait_exit() == 1
             assert re.fullmatch(rb"Error opening terminal: \w+\.\r\n", screen.raw), screen.raw

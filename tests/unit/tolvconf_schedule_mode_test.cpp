@@ -241,6 +241,9 @@ TEST_F(ScheduleMode, WipesTheAlertPlaceByCursorRowAndAlert)
         // The last cells of the place, where no text stands.
         EXPECT_EQ(CellText(12, 74, 6), test.isWiped ? "   ###" : "######")
             << test.row << " " << test.alert;
+        if (test.alert == 2) { // of the other form: no text at all
+            EXPECT_EQ(CellText(12, 41, 39), std::string(39, '#'));
+        }
     }
 }
 
