@@ -6,8 +6,11 @@ import signal
 import pytest
 
 import world
+from help_painter import place_help
+from issuer_watch import presence
 from process import IsHeldUpByOutput
 from screens import COMMANDS, open_screen
+from settings import Settings
 from stopwatch import Stopwatch
 
 MOST_OF_THE_PROCESSOR = 0.01
@@ -22,13 +25,24 @@ def processor_seconds(pid):
 CLOSED = ["/bin/sh", "-c", 'exec "$@" <&- >&- 2>&-', "sh"]
 
 
+def open_closed(start, name):
+    """The screen of that name without any stream, at work."""
+    program, *words = COMMANDS[name]
+    screen = start([*CLOSED, world.bin(program), *words], quit_keys="")
+    screen.wait_pause()
+    return screen
+
+
 def test_without_its_terminal_and_the_daemon_each_takes_next_to_nothing(start):
-    screens = {name: open_screen(start, name) for name in COMMANDS}
-    for screen in screens.values():
-        screen.close_master()
-    for name in ("status", "config", "local", "opening"):
-        program, *words = COMMANDS[name]
-        screens["closed " + name] = start([*CLOSED, world.bin(program), *words], quit_keys="")
+    Settings(comm_mode=0).write()
+    place_help()
+    with presence():  # the command center looks for it, while no other screen takes it
+        screens = {"closed issuer": open_closed(start, "issuer")}
+    for name in COMMANDS:
+        screens[name] = open_screen(start, name)
+        screens[name].close_master()
+        if name != "issuer":
+            screens["closed " + name] = open_closed(start, name)
     pauses = {name: screen.wait_pause() for name, screen in screens.items()}
     took = Stopwatch()
     before = {name: processor_seconds(screen.pid) for name, screen in screens.items()}
