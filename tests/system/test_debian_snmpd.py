@@ -8,6 +8,7 @@ import subprocess
 import pytest
 
 import world
+from tolvd import agent_settings, empty_the_world, leave_outage, wait_recorded
 from waiting import wait_until
 
 UPS = ".1.3.6.1.4.1.935.1.1.1."
@@ -173,3 +174,25 @@ def test_another_community_gets_no_data_until_it_is_the_right_one(serve, setting
     settings.write()
     other = start([world.bin("wardenlink"), "status"])
     other.wait_text(3, 62, "228.4")
+
+
+def alert_of_a_shutdown(tolvd):
+    """What the daemon says of the agent when the system goes down."""
+    empty_the_world()
+    agent_settings()
+    leave_outage(54)
+    running = tolvd()
+    alert = running.wait_log("^telling the UPS: failed|could not be told", timeout=120)
+    wait_recorded("shutdown", "-h now")
+    running.stop()
+    return alert.text
+
+
+@pytest.mark.parametrize("seconds, words", [
+    (179, "failed to set the turn-off delay, which is too short: the UPS stays on"),
+    (180, "failed to turn the UPS off: its agent refuses it"),
+])
+def test_a_delay_that_cannot_be_set_has_to_be_long_enough(serve, tolvd, seconds, words):
+    """It is asked for within two seconds: a busy machine has several tries."""
+    serve({**AT_REST, "4.1.1.0": ("integer", 3), "5.2.10.0": ("integer", seconds)})
+    assert any(words in alert_of_a_shutdown(tolvd) for _ in range(3))
