@@ -10,8 +10,9 @@ import pytest
 
 import queues
 import tolvd as daemon
-from tolvd import (agent_settings, boot_now, course, events, leave_outage, record_events, recorded,
-                   request_times, serial_settings, wait_event, wait_recorded)
+from tolvd import (agent_settings, boot_now, course, events, leave_outage, preloaded,
+                   record_events, recorded, request_times, serial_settings, wait_event,
+                   wait_recorded)
 from world import wait_until
 
 DELAY = 60
@@ -219,21 +220,34 @@ def test_silence_confirms_only_an_outage_that_was_watched_not_long_ago(serial_up
     assert recorded("shutdown") == []
 
 
+def last_look():
+    """The moment of the last look as it is kept, in seconds."""
+    with open(daemon.OUTAGE, encoding="ascii") as source:
+        return int(source.read().split()[3]) / 1000
+
+
 def test_the_moment_of_the_last_look_is_kept_at_the_end(serial_ups, tolvd):
     serial_settings(ac_fail_delay=30)
     serial_ups.freeze()
     serial_ups.mains("fail")
     running = tolvd()
     running.wait_log("the mains failed")
-
-    def Looked():
-        with open(daemon.OUTAGE, encoding="ascii") as source:
-            return int(source.read().split()[3]) / 1000
-    kept = Looked()
+    kept = last_look()
     wait_until(lambda: running.status()["outage_seconds"] >= 3, what="three seconds")
-    assert Looked() == kept, "it is written once a minute"
+    assert last_look() == kept, "it is written once a minute"
     running.stop()
-    assert Looked() >= kept + 2
+    assert last_look() >= kept + 2
+
+
+def test_the_moment_of_the_last_look_is_noted_in_a_long_outage(serial_ups, tolvd):
+    serial_settings(ac_fail_delay=1440)
+    serial_ups.freeze()
+    serial_ups.mains("fail")
+    running = tolvd(env=preloaded("short_waits"))
+    running.wait_status(status=2)
+    wait_until(lambda: running.status()["outage_seconds"] > 240, what="four minutes")
+    with daemon.standing_still(running.pid):
+        assert running.status()["boot_milliseconds"] / 1000 - last_look() < 120
 
 
 def test_an_outage_of_another_boot_is_none(serial_ups, tolvd):
