@@ -110,20 +110,31 @@ def test_programs_that_others_could_have_written_do_not_run(serial_ups, tolvd):
         running.wait_log(f"event.d/{name} does not run: it is no plain file of root's alone")
 
 
-@pytest.mark.parametrize("what", ["group may write", "everybody may write", "a link"])
-def test_a_folder_that_others_could_have_filled_is_left_alone(serial_ups, tolvd, what):
-    record_name("a")
-    if what == "a link":
-        os.rename(EVENT_FOLDER, EVENT_FOLDER + ".d")
-        os.symlink(EVENT_FOLDER + ".d", EVENT_FOLDER)
-    else:
-        os.chmod(EVENT_FOLDER, 0o775 if what == "group may write" else 0o757)
+def check_left_alone(tolvd, folder):
+    """No program runs, because of this folder."""
     serial_settings()
     running = tolvd()
-    running.wait_log(f"no event programs run: {EVENT_FOLDER} is not a folder of root's alone")
     running.reload()
-    wait_until(lambda: len(running.lines("no event programs run")) == 2, what="the second event")
+    running.wait_log(f"no event programs run: {folder} is not a folder of root's alone", count=2)
     assert ran() == []
+
+
+@pytest.mark.parametrize("folder", [EVENT_FOLDER, world.FOLDER])
+@pytest.mark.parametrize("mode", [0o775, 0o757])
+def test_a_folder_that_others_could_have_filled_is_left_alone(serial_ups, tolvd, folder, mode):
+    record_name("a")
+    os.chmod(folder, mode)
+    try:
+        check_left_alone(tolvd, folder)
+    finally:
+        os.chmod(folder, 0o755)
+
+
+def test_a_link_in_the_folders_place_is_left_alone(serial_ups, tolvd):
+    record_name("a")
+    os.rename(EVENT_FOLDER, EVENT_FOLDER + ".d")
+    os.symlink(EVENT_FOLDER + ".d", EVENT_FOLDER)
+    check_left_alone(tolvd, EVENT_FOLDER)
 
 
 def test_no_folder_is_no_fault(serial_ups, tolvd):
