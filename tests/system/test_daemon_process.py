@@ -13,6 +13,7 @@ import tolvd as daemon
 import world
 from process import FewestOpenFiles
 from stopwatch import check_time, seconds_of
+from storm import fill
 from tolvd import (agent_settings, events, leave_outage, record_events, recorded,
                    serial_settings, wait_recorded)
 from waiting import LIMIT
@@ -74,6 +75,18 @@ def test_a_notify_socket_that_nobody_serves_is_no_fault(serial_ups, tolvd):
     serial_settings()
     running = tolvd(env={"NOTIFY_SOCKET": "/run/nobody"})
     assert running.wait_status(status=0)
+
+
+def test_a_systemd_that_hears_nothing_does_not_hold_it_up(serial_ups, tolvd):
+    serial_settings()
+    with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as deaf:
+        deaf.bind("/run/notify")
+        fill("/run/notify")
+        running = tolvd(env={"NOTIFY_SOCKET": "/run/notify"})
+        serial_ups.load(44)
+        running.wait_status(load=44)
+        running.stop()
+    os.remove("/run/notify")
 
 
 # --- full disks ---------------------------------------------------------------------------

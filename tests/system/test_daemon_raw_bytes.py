@@ -18,6 +18,7 @@ import tolvd as daemon
 import world
 from outside import check_lines, pieces
 from snmp_painter import NAMES
+from storm import fill
 from tolvd import agent_settings, put_program, serial_settings
 from waiting import LIMIT, wait_until
 
@@ -108,6 +109,12 @@ def hear_drops(log, pid):
         assert re.match(rb"<28>tolvd\[%d\]: command \"" % pid, line)
 
 
+def pid_of_detached():
+    """The daemon, once it has heard its UPS."""
+    return wait_until(lambda: daemon.read_status().get("ups") == "heard" and
+                      daemon.read_status()["pid"], what="the daemon")
+
+
 def end_detached(pid):
     os.kill(pid, signal.SIGTERM)
     wait_until(lambda: not os.path.exists(f"/proc/{pid}"), what="its end")
@@ -118,12 +125,22 @@ def test_the_lines_for_the_systems_log(serial_ups):
     with contextlib.ExitStack() as last:
         with system_log() as log:
             subprocess.run([*WITH_LOG, daemon.program()], check=True, timeout=LIMIT)
-            pid = wait_until(lambda: daemon.read_status().get("ups") == "heard" and
-                             daemon.read_status()["pid"], what="the daemon")
+            pid = pid_of_detached()
             last.callback(end_detached, pid)
             hear_drops(log, pid)
         with system_log() as log:  # that was started anew
             hear_drops(log, pid)
+
+
+def test_a_system_log_that_nobody_reads_costs_its_lines_only(serial_ups):
+    serial_settings()
+    with system_log():
+        fill("/run/system-log")
+        subprocess.run([*WITH_LOG, daemon.program()], check=True, timeout=LIMIT)
+        pid = pid_of_detached()
+        serial_ups.load(44)
+        wait_until(lambda: daemon.read_status()["load"] == 44, what="another reading")
+        end_detached(pid)
 
 
 # --- answers ---------------------------------------------------------------------------------

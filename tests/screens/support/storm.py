@@ -50,3 +50,12 @@ def send_datagrams(pid, address, count=COUNT):
 def send_signals(pid, signals, count=COUNT):
     for number in range(count):
         os.kill(pid, signals[number % len(signals)])
+
+
+def fill(path):
+    """Leaves no room in a datagram socket for anybody's next message."""
+    with contextlib.suppress(BlockingIOError):
+        while True:
+            with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as sender:
+                sender.setblocking(False)
+                sender.sendto(b"x", path)
