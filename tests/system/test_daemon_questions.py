@@ -120,6 +120,15 @@ def test_without_a_daemon_nothing_is_known(serial_ups, tolvd):
     assert status_of()[0] == 1, "a status that nobody keeps up is none"
 
 
+def test_a_status_counts_for_ten_seconds():
+    os.makedirs(daemon.STATE, exist_ok=True)
+    for age, counts in ((0, True), (10, False), (1000, False), (-1000, False)):
+        with open(daemon.STATUS, "w", encoding="ascii") as target:
+            target.write(f'{{\n  "status": 0,\n  "pid": {os.getpid()},\n'
+                         f'  "boot_milliseconds": {int((daemon.boot_now() - age) * 1000)}\n}}\n')
+        assert status_of()[0] == (0 if counts else 1), age
+
+
 def test_the_exit_status_says_how_it_is(serial_ups, tolvd):
     serial_settings(ac_fail_delay=10, batt_low_delay=10)
     serial_ups.freeze()
