@@ -155,13 +155,16 @@ def test_commands_that_cannot_be_run():
         assert len(found) == 1 and found[0].startswith(f"Trouble: {path} cannot be run"), found
 
 
-def test_a_line_that_another_program_holds():
+def test_a_line_that_another_program_holds(serial_ups):
     holder = [f"Trouble: process {os.getpid()} (python3) has it open. Remedy: end it, or take it "
               "off this line."]
     with open(world.DEVICE, "r+b", buffering=0) as line:
         assert troubles() == holder, "and takes the UPS's words away, now and then"
         fcntl.flock(line, fcntl.LOCK_EX)
+        serial_ups.clear_log()
         assert troubles() == holder
+        assert "The line is held by another program: it was not asked.\n" in ask("--check").stdout
+        assert "serial Q1" not in serial_ups.log()
 
 
 def test_nothing_is_changed_by_looking():

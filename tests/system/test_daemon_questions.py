@@ -288,6 +288,8 @@ def test_a_check_does_not_ask_a_line_that_the_daemon_holds(serial_ups, tolvd):
     assert shown.returncode == 0
     assert "The running daemon holds the line. Its last reading:\n" in shown.stdout
     assert "load               35 %\n" in shown.stdout
+    serial_settings(com_port=os.path.realpath(world.DEVICE))  # the same line by its other name
+    assert ask("--check").stdout.count("The running daemon holds the line.") == 1
     assert "line opened" not in serial_ups.log()
     serial_ups.serial("silent on")
     wait_until(lambda: daemon.read_status()["ups"] == "lost", 40, "a silent UPS")
