@@ -4,6 +4,7 @@ import contextlib
 import fcntl
 import os
 import shutil
+import subprocess
 
 import pytest
 
@@ -96,6 +97,24 @@ def test_settings_files_that_are_missing_or_others(path):
     assert troubles() == [f"Trouble: {path} is missing. Remedy: {remedy}"]
 
 
+@pytest.mark.parametrize("path", [INI, CFG])
+def test_a_folder_in_the_place_of_a_settings_file(path):
+    os.remove(path)
+    os.mkdir(path)
+    assert [line for line in troubles() if line.startswith(f"Trouble: {path} is no plain file. ")]
+
+
+@pytest.mark.parametrize("path", [daemon.EVENT_FOLDER, daemon.STATE])
+def test_a_link_in_the_place_of_a_folder(path):
+    shutil.rmtree(path, ignore_errors=True)
+    os.symlink("/run", path)
+    try:
+        assert troubles() == [f"Trouble: {path} is no folder and has to go away. Remedy: "
+                              f"mkdir -m 755 {path}."]
+    finally:
+        os.remove(path)
+
+
 def test_half_a_settings_file():
     os.truncate(INI, 231)
     assert troubles() == [f"Trouble: {INI} is not 232 bytes long. Remedy: wardenlink config, save "
@@ -153,6 +172,23 @@ def test_commands_that_cannot_be_run():
         with gone(path):
             found = troubles()
         assert len(found) == 1 and found[0].startswith(f"Trouble: {path} cannot be run"), found
+
+
+@contextlib.contextmanager
+def mounted_over(path, source):
+    subprocess.run(["mount", "--bind", source, path], check=True)
+    try:
+        yield
+    finally:
+        subprocess.run(["umount", "--lazy", path], check=True)
+
+
+def test_users_who_cannot_be_told():
+    with mounted_over("/usr/bin/wall", INI):  # which is no program
+        found = troubles()
+        assert len(found) == 1 and found[0].startswith("Trouble: /usr/bin/wall cannot be run")
+        serial_settings(countdown_on=0)
+        assert troubles() == []
 
 
 def test_a_line_that_another_program_holds(serial_ups):
