@@ -326,8 +326,11 @@ def test_setting_up_an_agent_keeps_the_community_unless_told(agent):
     found = settings_file.read()
     assert (found.comm_mode, found.snmp_ip, found.snmp_community, found.ac_fail_delay) == (
         1, world.agent_address(), "public", 9)
-    assert ask("--setup", "snmp", world.agent_address(), "private").returncode == 1
-    assert settings_file.read().snmp_community == "private"
+    for length in (8, 29):
+        shown = ask("--setup", "snmp", world.agent_address(), "x" * length)
+        assert shown.returncode == 1 and settings_file.read().snmp_community == "x" * length
+        is_noted = "Note: the settings editor cuts a community name to 8" in shown.stdout
+        assert is_noted == (length > 8)
 
 
 def test_setting_up_tells_the_running_daemon_and_the_screen(serial_ups, tolvd):
@@ -354,3 +357,25 @@ def test_what_the_settings_cannot_hold_is_refused(words):
     assert shown.returncode == 1 and shown.stdout == ""
     assert shown.stderr.startswith("tolvd: ") and shown.stderr.count("\n") == 1
     assert files() == before
+
+
+def test_a_line_is_named_from_the_root_on(serial_ups):
+    """The daemon stands in another folder than whoever sets it up."""
+    Settings().write()
+    before = files()
+    folder, name = os.path.split(world.DEVICE)
+    shown = ask("--setup", "serial", name, cwd=folder)
+    assert shown.returncode == 1 and "a line is a path from / on" in shown.stderr
+    assert files() == before
+
+
+@pytest.mark.parametrize("name", TEXTS)
+@pytest.mark.parametrize("words", [["serial", world.DEVICE], ["snmp", "192.0.2.11"]], ids=str)
+def test_settings_that_cannot_be_read_are_not_replaced(serial_ups, name, words):
+    Settings().write()
+    path = os.path.join(world.FOLDER, name)
+    os.remove(path)
+    os.symlink("/run", path)  # which is there, and no file to read
+    shown = ask("--setup", *words)
+    assert shown.returncode == 1 and "the settings that are there cannot be read" in shown.stderr
+    assert os.path.islink(path)
