@@ -6,8 +6,8 @@ import socket
 import queues
 import world
 from stopwatch import check_time, seconds_of
-from tolvd import (agent_settings, boot_now, course, read_status, record_events, recorded,
-                   request_times, serial_settings, wait_event, wait_recorded)
+from tolvd import (agent_settings, boot_now, course, preloaded, read_status, record_events,
+                   recorded, request_times, serial_settings, wait_event, wait_recorded)
 from waiting import LIMIT
 from world import wait_until
 
@@ -95,6 +95,21 @@ def test_without_the_input_voltage_nothing_else_is_asked(agent, tolvd):
     running.wait_status(ups="lost", mains="unknown", status=1)
     agent.silent(False, name="input_voltage")
     running.wait_log("the UPS answers again")
+
+
+def test_without_the_outputs_state_the_ups_is_lost(agent, tolvd):
+    """However its other values go on: nobody would learn of an outage."""
+    agent_settings()
+    running = tolvd(env=preloaded("short_waits"))
+    name = "output_status"
+    for spoil, mend in ((lambda: agent.missing(name), lambda: agent.missing(name, False)),
+                        (lambda: agent.error(name, "genErr"), lambda: agent.error(name, "off")),
+                        (lambda: agent.set(name, "on line"), lambda: agent.unset(name)),
+                        (lambda: agent.set(name, 0), lambda: agent.unset(name))):
+        spoil()
+        running.wait_status(timeout=120, ups="lost", mains="unknown", status=1)
+        mend()
+        running.wait_status(timeout=120, ups="heard", mains="good", status=0)
 
 
 def test_two_rounds_in_a_row_without_an_answer_lose_the_ups(agent, tolvd):
