@@ -262,6 +262,26 @@ def test_an_outage_of_another_boot_is_none(serial_ups, tolvd):
     assert running.lines("power failure") == []
 
 
+def test_a_machine_that_slept_believes_no_word_of_before(serial_ups, tolvd):
+    """It slept longer than the delay, and the mains came back meanwhile."""
+    daemon.set_clocks_ahead(0)
+    serial_settings(ac_fail_delay=3)
+    serial_ups.freeze()
+    serial_ups.mains("fail")
+    running = tolvd(env=preloaded("clock_ahead"))
+    running.wait_status(status=2)
+    serial_ups.serial("silent on")
+    serial_ups.clear_log()
+    wait_until(lambda: "serial Q1" in serial_ups.log(), what="a question under way")
+    with daemon.standing_still(running.pid):
+        serial_ups.serial(r"send (000.0 230.0 230.0 035 00.0 12.6 25.0 10000000\r")
+        serial_ups.serial("silent off")
+        serial_ups.mains("restore")
+        daemon.set_clocks_ahead(0, asleep=200)
+    running.wait_log("the mains are back", timeout=120)
+    assert recorded("shutdown") == []
+
+
 # --- silence ------------------------------------------------------------------------------
 
 

@@ -219,10 +219,11 @@ def preloaded(name):
             os.environ.get("ASAN_OPTIONS", "") + ":verify_asan_link_order=0"}
 
 
-def set_clocks_ahead(seconds):
-    """Where the clocks stand of a daemon with clock_ahead before the system's library."""
+def set_clocks_ahead(seconds, asleep=0):
+    """Where the clocks stand of a daemon with clock_ahead before the system's library, and how
+    long the machine slept besides."""
     with open(AHEAD + ".new", "w", encoding="ascii") as target:
-        target.write(f"{seconds}\n")
+        target.write(f"{seconds} {asleep}\n")
     os.rename(AHEAD + ".new", AHEAD)
 
 
