@@ -252,8 +252,11 @@ bool WaitForWork(Daemon& daemon, int signals)
 bool Watch(Daemon& daemon, int64_t now, bool isTick)
 {
     SourceNews news = {};
-    if (AsleepMilliseconds() - daemon.asleep > LONGEST_NAP)
+    int64_t asleep = AsleepMilliseconds();
+    if (asleep - daemon.asleep > LONGEST_NAP)
         ForgetAnswers(daemon.source, AwakeMilliseconds());
+    if (daemon.isToGoDown) // no decision notes it any more
+        daemon.asleep = asleep;
     RunSource(daemon.source, AwakeMilliseconds(), news);
     const Reading* reading = TakeNews(daemon, now, news);
     if (!daemon.isToGoDown && (reading != nullptr || isTick))

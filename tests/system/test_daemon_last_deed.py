@@ -92,6 +92,16 @@ def test_a_daemon_that_follows_a_shutdown_begins_no_other(serial_ups, tolvd):
     second.stop()
 
 
+def test_a_daemon_that_follows_a_shutdown_hears_the_ups_after_a_sleep(serial_ups, tolvd):
+    daemon.set_clocks_ahead(0)
+    serial_settings()
+    leave_done(5)
+    running = tolvd(env=preloaded("clock_ahead"))
+    daemon.set_clocks_ahead(0, asleep=200)
+    serial_ups.load(44)
+    running.wait_status(load=44, pending="shutdown")
+
+
 def test_a_system_that_stays_up_is_an_emergency(serial_ups, tolvd):
     daemon.set_clocks_ahead(0)
     daemon.hold_last_deed()
