@@ -112,6 +112,20 @@ def test_a_log_on_a_full_disk_costs_its_lines_only(serial_ups, tolvd):
     assert running.log == []
 
 
+def test_without_room_for_a_process_the_daemon_itself_shuts_down(serial_ups, tolvd):
+    serial_ups.freeze()
+    serial_settings()
+    running = tolvd(env=preloaded("short_waits"))
+    tracer = trace(running.pid, "-b", "execve", "-e",
+                   "inject=clone,clone3,fork,vfork:error=EAGAIN")
+    serial_ups.mains("fail")
+    wait_recorded("shutdown", "-h now", timeout=120)
+    assert "serial S03R0003" in serial_ups.log()
+    tracer.wait(LIMIT)
+    assert running.wait_end() == 0, "the program took its place"
+    assert len(running.lines("the shutdown cannot be begun: ")) == 3
+
+
 def test_a_storm_of_signals_is_a_few_orders(serial_ups, tolvd):
     serial_settings()
     running = tolvd()
