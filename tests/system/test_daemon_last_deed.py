@@ -34,7 +34,11 @@ def orders(ups):
 def test_it_is_begun_again_when_it_was_killed(serial_ups, tolvd):
     daemon.hold_last_deed()
     running = go_down(serial_ups, tolvd)
-    os.kill(daemon.held_deed(), signal.SIGKILL)
+    deed = daemon.held_deed()
+    serial_settings(com_port="/dev/no-such-line")  # nothing is read again now
+    queues.send("daemonControlQueue", 5, "010")
+    wait_until(lambda: queues.count("daemonControlQueue") == 0, what="the order taken")
+    os.kill(deed, signal.SIGKILL)
     again = running.wait_log("the shutdown was cut off: it is begun again")
     assert again.priority == 0
     os.kill(daemon.held_deed(), signal.SIGCONT)
@@ -44,7 +48,7 @@ def test_it_is_begun_again_when_it_was_killed(serial_ups, tolvd):
     assert orders(serial_ups) == ["serial S03R0003"]
     running.wait_status(status=3, pending="shutdown")
     running.stop()
-    assert len(recorded("shutdown")) == 1
+    assert len(recorded("shutdown")) == 1 and not running.lines("settings were read again")
 
 
 def test_a_daemon_that_follows_waits_for_it(serial_ups, tolvd):
