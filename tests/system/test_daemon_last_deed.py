@@ -90,9 +90,11 @@ def test_a_daemon_that_follows_a_shutdown_begins_no_other(serial_ups, tolvd):
     told = second.wait_log("the system was told to go down [0-9]+ seconds ago: nothing is begun")
     assert told.priority == 1
     second.wait_status(ups="heard", status=3, pending="shutdown", shutdown_in=0)
+    queues.send("commandQueue", 9, "e")  # none is taken now
     asked = len(request_times(serial_ups, "serial Q1"))
     wait_until(lambda: len(request_times(serial_ups, "serial Q1")) > asked + 8, what="rounds")
     assert len(recorded("shutdown")) == 1 and os.path.exists(daemon.OUTAGE)
+    assert queues.count("commandQueue") == 1 and "serial C" not in serial_ups.log()
     second.stop()
 
 
