@@ -51,6 +51,16 @@ def test_it_is_begun_again_when_it_was_killed(serial_ups, tolvd):
     assert len(recorded("shutdown")) == 1 and not running.lines("settings were read again")
 
 
+def test_it_is_done_once_whatever_its_caller_ignores(serial_ups, tolvd):
+    running = go_down(serial_ups, tolvd, prefix=["env", "--ignore-signal=CHLD"])
+    wait_recorded("shutdown", "-h now")
+    wait_until(daemon.last_deed_done, what="its end")
+    at = running.status()["boot_milliseconds"]
+    wait_until(lambda: running.status()["boot_milliseconds"] > at + 3000, what="three looks")
+    running.stop()
+    assert not running.lines("cut off") and len(recorded("shutdown")) == 1
+
+
 def test_a_daemon_that_follows_waits_for_it(serial_ups, tolvd):
     daemon.hold_last_deed()
     first = go_down(serial_ups, tolvd)
