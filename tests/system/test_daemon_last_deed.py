@@ -51,6 +51,17 @@ def test_it_is_begun_again_when_it_was_killed(serial_ups, tolvd):
     assert len(recorded("shutdown")) == 1 and not running.lines("settings were read again")
 
 
+def test_no_signal_of_a_system_that_stops_ends_it(serial_ups, tolvd):
+    daemon.hold_last_deed()
+    running = go_down(serial_ups, tolvd)
+    deed = daemon.held_deed()
+    for number in (signal.SIGHUP, signal.SIGINT, signal.SIGQUIT, signal.SIGTERM, signal.SIGPIPE,
+                   signal.SIGCONT):
+        os.kill(deed, number)
+    wait_recorded("shutdown", "-h now")
+    assert not running.lines("cut off")
+
+
 def test_it_is_done_once_whatever_its_caller_ignores(serial_ups, tolvd):
     running = go_down(serial_ups, tolvd, prefix=["env", "--ignore-signal=CHLD"])
     wait_recorded("shutdown", "-h now")
