@@ -168,13 +168,22 @@ def test_a_daemon_starts_afresh_long_after_a_shutdown_that_did_not_work(serial_u
     assert recorded("shutdown") == []
 
 
-@pytest.mark.parametrize("mark", ["", "1 1\n", "999999 -1\n", "-1 -1\n", "999999 0\n", "x"])
+@pytest.mark.parametrize("mark", ["", "1 1\n", "999999 -1\n", "-1 -1\n", "999999 0\n", "x",
+                                  "STRANGER 1\n"])
 def test_a_mark_that_names_no_such_process_is_none(serial_ups, tolvd, mark):
     serial_settings()
     os.makedirs(daemon.STATE, mode=0o755, exist_ok=True)
     with open(daemon.LAST_DEED, "w", encoding="ascii") as target:
-        target.write(mark)
+        target.write(mark.replace("STRANGER", str(serial_ups.process.pid)))
     tolvd().wait_status(status=0, mains="good")
+    os.remove(daemon.LAST_DEED)
+
+
+def test_a_finished_shutdown_of_another_boot_is_none(serial_ups, tolvd, monkeypatch):
+    serial_settings()
+    monkeypatch.setattr(daemon, "boot_id", lambda: "00000000-0000-0000-0000-000000000000")
+    leave_done(5)
+    assert tolvd().wait_status(status=0)["pending"] == "none"
     os.remove(daemon.LAST_DEED)
 
 
