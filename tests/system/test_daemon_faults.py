@@ -126,6 +126,22 @@ def test_without_room_for_a_process_the_daemon_itself_shuts_down(serial_ups, tol
     assert len(running.lines("the shutdown cannot be begun: ")) == 3
 
 
+def test_a_disk_that_hangs_is_waited_for_ten_seconds(serial_ups, tolvd):
+    serial_ups.freeze()
+    serial_settings()
+    serial_ups.mains("fail")
+    daemon.hold_last_deed()
+    daemon.leave_outage(56)
+    tolvd()
+    deed = daemon.held_deed()
+    tracer = trace(deed, "-f", "-e", "inject=sync:delay_enter=100000000")
+    began = daemon.boot_now()
+    os.kill(deed, signal.SIGCONT)
+    assert 9.9 < wait_recorded("shutdown", "-h now", timeout=120).at - began < 50
+    tracer.terminate()
+    tracer.wait(LIMIT)
+
+
 def test_a_storm_of_signals_is_a_few_orders(serial_ups, tolvd):
     serial_settings()
     running = tolvd()
