@@ -2,6 +2,7 @@
 it protects all the same, and what it leaves can be read."""
 
 import calendar
+import contextlib
 import json
 import os
 import re
@@ -110,6 +111,21 @@ def test_a_log_on_a_full_disk_costs_its_lines_only(serial_ups, tolvd):
     serial_ups.mains("fail")
     running.wait_status(status=2)
     assert running.log == []
+
+
+def test_a_log_that_nobody_reads_costs_its_lines_only(serial_ups, tolvd):
+    os.mkfifo("/run/log")
+    log = os.open("/run/log", os.O_RDWR | os.O_NONBLOCK)
+    with contextlib.suppress(BlockingIOError):
+        while True:
+            os.write(log, b"x" * 4096)
+    serial_settings()
+    running = tolvd(prefix=["sh", "-c", 'exec "$@" 2>/run/log', "sh"])
+    serial_ups.load(44)
+    running.wait_status(load=44)
+    running.stop()
+    os.close(log)
+    os.remove("/run/log")
 
 
 def test_without_room_for_a_process_the_daemon_itself_shuts_down(serial_ups, tolvd):
