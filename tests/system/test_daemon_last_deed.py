@@ -144,6 +144,20 @@ def test_a_system_that_stays_up_is_an_emergency(serial_ups, tolvd):
     assert running.status()["status"] == 3 and len(recorded("shutdown")) == 1
 
 
+def test_a_system_that_stays_up_after_a_trial_is_none(serial_ups, tolvd):
+    daemon.set_clocks_ahead(0)
+    daemon.hold_last_deed()
+    running = go_down(serial_ups, tolvd, "--dry-run", env=preloaded("clock_ahead"))
+    deed = daemon.held_deed()
+    os.kill(deed, signal.SIGCONT)
+    wait_until(lambda: not os.path.exists(f"/proc/{deed}"), what="its end, and that it was seen")
+    end = (boot_now() + 601) * 1000
+    daemon.set_clocks_ahead(602)
+    wait_until(lambda: running.status()["boot_milliseconds"] > end, what="another look")
+    running.stop()
+    assert not running.lines("the system should be down")
+
+
 def test_a_daemon_that_follows_begins_afresh_when_the_system_stays_up(serial_ups, tolvd):
     serial_settings()
     leave_done(590)
