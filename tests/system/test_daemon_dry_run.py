@@ -1,9 +1,12 @@
 """A dry run that was forgotten looks like protection: it says everywhere that it is none."""
 
+import os
+
 import pytest
 
 from settings import Settings
-from tolvd import agent_settings, ask, boot_now, preloaded, serial_settings
+from tolvd import (OUTAGE, agent_settings, ask, boot_now, leave_outage, preloaded,
+                   serial_settings)
 
 REMINDER = "^dry run: nothing is protected$"
 HOUR = 3600000  # milliseconds
@@ -42,6 +45,22 @@ def test_every_question_is_answered_with_it(request, tolvd, kind):
     shown = ask("--check")
     assert shown.returncode == 0
     assert "Trouble: the daemon that runs is a dry run: nothing is protected. " in shown.stdout
+
+
+def test_no_power_failure_is_kept_or_ended_by_it(serial_ups, tolvd):
+    serial_settings(ac_fail_delay=60)
+    serial_ups.freeze()
+    serial_ups.mains("fail")
+    trial = tolvd("--dry-run")
+    trial.wait_status(status=2, pending="outage")
+    trial.stop()
+    assert not os.path.exists(OUTAGE), "it would be taken over by a daemon that means it"
+    serial_ups.mains("restore")
+    leave_outage(5)
+    trial = tolvd("--dry-run", env=preloaded("short_waits"))
+    trial.wait_log("the mains are back")
+    trial.stop()
+    assert os.path.exists(OUTAGE), "of a daemon that meant it"
 
 
 def test_a_second_daemon_is_told_that_the_first_is_a_dry_run(serial_ups, tolvd):
