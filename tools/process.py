@@ -101,6 +101,12 @@ def RunningFrom(path):
     return sorted(found)
 
 
+def Children(pid):
+    """The processes that pid started and has not collected."""
+    with open(f"/proc/{pid}/task/{pid}/children", encoding="ascii") as source:
+        return [int(child) for child in source.read().split()]
+
+
 def MemoryKilobytes(pid):
     """Resident memory."""
     return ReadStatus(pid, "VmRSS")

@@ -5,6 +5,7 @@ import os
 import subprocess
 
 import world
+from process import Children
 from stopwatch import check_time
 from tolvd import agent_settings, serial_settings
 from world import wait_until
@@ -60,8 +61,7 @@ def test_a_round_behind_an_agent_costs_little_more_than_its_requests(agent, tolv
     first = log.index(INPUT_VOLTAGE)
     objects = log[first:log.index(INPUT_VOLTAGE, first + 1)]
     assert len(objects) == 9
-    with open(f"/proc/{running.pid}/task/{running.pid}/children", encoding="ascii") as source:
-        worker = int(source.read().split()[0])
+    worker = Children(running.pid)[0]
     with bare_client(objects) as bare:
         def WaitRounds():
             agent.clear_log()

@@ -12,7 +12,7 @@ import pytest
 
 import tolvd as daemon
 import world
-from process import OpenFiles
+from process import Children, OpenFiles
 from storm import COUNT, send_datagrams, send_signals, udp_ports
 from tolvd import (agent_settings, events, preloaded, record_events, recorded, serial_settings,
                    trace, wait_recorded)
@@ -168,17 +168,12 @@ def test_a_storm_of_signals_is_a_few_orders(serial_ups, tolvd):
     assert 1 < len(running.lines("settings were read again")) < COUNT / 2
 
 
-def children(pid):
-    with open(f"/proc/{pid}/task/{pid}/children", encoding="ascii") as source:
-        return [int(number) for number in source.read().split()]
-
-
 @pytest.mark.parametrize("place", ["another", "the agent's"])
 def test_a_storm_of_datagrams_is_no_outage(agent, tolvd, place):
     address = world.agent_address() if place == "the agent's" else "192.0.2.11"
     agent_settings()
     running = tolvd()
-    worker = wait_until(lambda: [pid for pid in children(running.pid) if udp_ports(pid)],
+    worker = wait_until(lambda: [pid for pid in Children(running.pid) if udp_ports(pid)],
                         what="the process that asks")[0]
     assert send_datagrams(worker, address) == COUNT
     agent.load(44)

@@ -12,7 +12,7 @@ import pytest
 
 import queues
 import world
-from process import MemoryKilobytes, OpenFiles
+from process import Children, MemoryKilobytes, OpenFiles
 from tolvd import agent_settings, preloaded, recorded, serial_settings
 from waiting import wait_until
 from weather import Weather
@@ -34,11 +34,6 @@ def weather():
     made.close()
 
 
-def children(pid):
-    with open(f"/proc/{pid}/task/{pid}/children", encoding="ascii") as source:
-        return [int(number) for number in source.read().split()]
-
-
 def fewest_files(pid):
     """Of looks so far apart that a process which does not run just now has its turn between."""
     looks = []
@@ -53,7 +48,7 @@ def holding(running, workers):
     started is over; not the kilobytes under the sanitizers, which keep for a while what was given
     back. A file may just be open: the least of several looks counts."""
     def Look():
-        pids = [running.pid, *children(running.pid)]
+        pids = [running.pid, *Children(running.pid)]
         if len(pids) != 1 + workers:
             return None
         try:

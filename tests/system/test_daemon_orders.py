@@ -9,7 +9,7 @@ import pytest
 import queues
 import tolvd as daemon
 import world
-from process import FewestOpenFiles, OrdinaryUser
+from process import Children, FewestOpenFiles, OrdinaryUser
 from stopwatch import Stopwatch, check_time
 from tolvd import (agent_settings, leave_outage, record_events, recorded, serial_settings,
                    wait_recorded)
@@ -202,8 +202,7 @@ def test_many_reloads_cost_nothing_that_stays(serial_ups, tolvd):
     files = FewestOpenFiles(running.pid)
     Reload(200)
     wait_until(lambda: FewestOpenFiles(running.pid) == files, what="no leak")
-    with open(f"/proc/{running.pid}/task/{running.pid}/children", encoding="ascii") as source:
-        assert len(source.read().split()) < 20
+    assert len(Children(running.pid)) < 20
     assert running.wait_status(status=0)
 
 

@@ -11,7 +11,7 @@ import pytest
 import queues
 import tolvd as daemon
 import world
-from process import FewestOpenFiles
+from process import Children, FewestOpenFiles
 from stopwatch import check_time, seconds_of
 from storm import fill
 from tolvd import (agent_settings, events, leave_outage, record_events, recorded,
@@ -230,21 +230,15 @@ def test_an_outage_that_comes_and_goes_leaves_nothing_behind(serial_ups, tolvd):
         running.wait_log("the mains are back", timeout=120, count=count)
         wait_until(lambda count=count: events().count("mains-back") == count, what="the event")
         running.wait_status(status=0)
-        wait_until(lambda: not children(running.pid), what="the end of all that it started")
+        wait_until(lambda: not Children(running.pid), what="the end of all that it started")
         sizes.append((FewestOpenFiles(running.pid), daemon.memory_of(running)))
     assert sizes[1][0] == sizes[2][0]
     assert sizes[2][1] <= sizes[1][1] + 64
 
 
-def children(pid):
-    with open(f"/proc/{pid}/task/{pid}/children", encoding="ascii") as source:
-        return source.read().split()
-
-
 def worker_of(pid):
     """The only child of a daemon of an agent's, once those of its events are over."""
-    found = wait_until(lambda: len(children(pid)) == 1 and children(pid), what="a single child")
-    return int(found[0])
+    return wait_until(lambda: len(Children(pid)) == 1 and Children(pid), what="a single child")[0]
 
 
 def test_a_lost_agent_costs_no_descriptors(agent, tolvd):

@@ -8,6 +8,7 @@ import pytest
 import queues
 import tolvd as daemon
 import world
+from process import Children
 from tolvd import (REPLIES, Tolvd, leave_outage, record_events, recorded, serial_settings,
                    wait_recorded)
 from world import bin as built, wait_until
@@ -348,11 +349,6 @@ def slow_line():
             os.environ.get("ASAN_OPTIONS", "") + ":verify_asan_link_order=0"}
 
 
-def children_of(pid):
-    with open(f"/proc/{pid}/task/{pid}/children", encoding="ascii") as source:
-        return [int(child) for child in source.read().split()]
-
-
 def test_a_line_that_takes_long_to_open_holds_nothing_up(serial_ups, tolvd, slow_line):
     serial_settings()
     leave_outage(40)
@@ -360,7 +356,7 @@ def test_a_line_that_takes_long_to_open_holds_nothing_up(serial_ups, tolvd, slow
     told = running.wait_log(f"the line {world.DEVICE} cannot be opened: Connection timed out")
 
     def Opening():
-        children = children_of(running.pid)
+        children = Children(running.pid)
         return children if len(children) == 1 else None  # what announces ends soon
     opening = wait_until(Opening, what="a single child")
     running.wait_log("the UPS does not answer: the delays of the power failure go on")
