@@ -109,6 +109,20 @@ def test_orders_that_waited_before_the_start_are_dropped(serial_ups, tolvd):
     assert running.process.poll() is None
 
 
+def test_orders_too_late_for_the_daemon_before_are_dropped(serial_ups, tolvd):
+    serial_settings()
+    tolvd().stop()
+    assert rights(CONTROL) == rights(COMMAND) == (0, 0, 0o600), "not dropped for their rights"
+    serial_ups.clear_log()
+    for _ in range(3):
+        queues.send(CONTROL, 5, "100")
+        queues.send(COMMAND, 9, "d")
+    running = tolvd()
+    running.reload()
+    assert not running.lines("^command ") and requests(serial_ups) == ["line opened"]
+    assert running.process.poll() is None
+
+
 def test_control_texts_that_say_nothing_are_passed_over(serial_ups, tolvd):
     serial_settings()
     running = tolvd()
