@@ -224,6 +224,10 @@ TEST_F(SerialProtocol, AsksAgainAtOnceAfterAGarbledReply)
     EXPECT_TRUE(news.hasReading);
     Run(900);
     EXPECT_EQ(Heard(SILENCE), "") << "the next one is due a second later";
+    Run(100);
+    EXPECT_EQ(Heard(), "Q1\r");
+    Say("(230.0 2x0.0\r");
+    EXPECT_EQ(Heard(), "Q1\r") << "the first failure since the reply";
 }
 
 TEST_F(SerialProtocol, PutsTogetherWhatComesInPieces)
@@ -249,6 +253,21 @@ TEST_F(SerialProtocol, PassesOverAnEchoAndALateReply)
     // Nothing that comes unasked is taken for an answer.
     Say(FAILED);
     EXPECT_FALSE(news.hasReading);
+}
+
+TEST_F(SerialProtocol, PassesOverEmptyLinesAndLateRepliesToEveryRequest)
+{
+    Run();
+    EXPECT_EQ(Heard(), "Q1\r");
+    Say("\r" + GOOD);
+    EXPECT_TRUE(news.hasReading);
+    EXPECT_EQ(Heard(), "F\r");
+    Say(GOOD + RATING);
+    EXPECT_EQ(news.rating, RATING);
+    EXPECT_EQ(Heard(), "I\r");
+    Say(RATING + GOOD + MODEL);
+    EXPECT_EQ(news.model, MODEL);
+    EXPECT_EQ(source.garbled, 0U);
 }
 
 TEST_F(SerialProtocol, ReadsNoStatusFromALineThatIsTooLong)
@@ -287,6 +306,11 @@ TEST_F(SerialProtocol, LosesASilentUpsAfterFiveSecondsAndAsksItAnewWhatItIs)
 TEST_F(SerialProtocol, AsksTheUpsOnceMoreAfterTimeInWhichNothingRan)
 {
     BeginWell();
+    Run(1000);
+    EXPECT_EQ(Heard(), "Q1\r");
+    Run(1000);
+    EXPECT_EQ(Heard(), "Q1\r") << "the first one stayed without a reply";
+    Say(GOOD);
     Run(30 * 1000);
     EXPECT_FALSE(source.isLost);
     EXPECT_EQ(Heard(), "Q1\r");
