@@ -2,9 +2,12 @@
 #include "base/newfile.h"
 #include "tests/unit/support/files.h"
 
+#include <cerrno>
 #include <ctime>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -77,6 +80,15 @@ TEST(NewFile, NeedsItsFolder)
     DropNewFile(file);
     EXPECT_FALSE(FlushFolder("/etc/wardenlink/missing"));
     EXPECT_TRUE(FlushFolder(FOLDER.c_str()));
+}
+
+TEST(NewFile, NeedsNoFolderThatCanBeFlushed)
+{
+    int folder = open("/proc", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    ASSERT_EQ(fsync(folder), -1);
+    ASSERT_EQ(errno, EINVAL) << "file systems may have no such thing";
+    close(folder);
+    EXPECT_TRUE(FlushFolder("/proc"));
 }
 
 // --- whose it is -------------------------------------------------------------------------
