@@ -128,6 +128,7 @@ def test_half_a_settings_file():
     ({"turn_off_ups": 2}, "Turn Off UPS? is 2, neither 0 nor 1"),
     ({"schedule_on": -1}, "Schedule Function is -1, neither 0 nor 1"),
     ({"countdown_on": 7}, "Countdown Function is 7, neither 0 nor 1"),
+    ({"battery_rating": 11.0}, "the battery rating is out of range"),
     ({"battery_rating": 97.0}, "the battery rating is out of range"),
     ({"comm_mode": 192}, "the communication mode is neither 0 nor 1"),
 ], ids=lambda value: next(iter(value)) if isinstance(value, dict) else "")
@@ -135,6 +136,12 @@ def test_settings_out_of_range(changes, words):
     Settings(**{"comm_mode": 0, "com_port": world.DEVICE, **changes}).write()
     found = troubles()
     assert len(found) == 1 and found[0].startswith(f"Trouble: {words}"), found
+
+
+@pytest.mark.parametrize("volts", [0.0, 12.0, 96.0])
+def test_a_battery_rating_at_an_end_of_its_range(volts):
+    serial_settings(battery_rating=volts)
+    assert troubles() == []
 
 
 def test_a_daemon_that_start_does_not_find():
