@@ -16,6 +16,7 @@ PREFIX = ".1.3.6.1.4.1.935.1.1.1."
 INPUT_VOLTAGE = f"get {PREFIX}3.2.1.0"
 OUTPUT_STATUS = f"get {PREFIX}4.1.1.0"
 BATTERY_STATUS = f"get {PREFIX}2.1.1.0"
+LOAD = f"get {PREFIX}4.2.3.0"
 LOST = "the UPS does not answer$"
 UNHEARD = r"^agent, (first question|object \S+3\.2\.1\.0): no answer$"
 
@@ -135,8 +136,24 @@ def test_two_rounds_in_a_row_without_an_answer_lose_the_ups(agent, tolvd):
     assert len(before) == heard + 2
 
 
+def test_a_value_that_stays_silent_is_left_out_of_the_next_rounds(agent, tolvd):
+    agent_settings()
+    agent.silent(name="load")
+    tolvd()
+
+    def Behind():
+        """What was asked from the silent value on."""
+        log = agent.log()
+        return log[log.index(LOAD):] if LOAD in log else []
+    wait_until(lambda: Behind().count(INPUT_VOLTAGE) >= 3, what="three more rounds")
+    log = Behind()
+    assert LOAD not in log[log.index(INPUT_VOLTAGE):]
+
+
 def test_the_values_stand_in_the_status(agent, tolvd):
     agent_settings()
+    agent.set("ident_1", "ACME")
+    agent.set("ident_2", "900")
     agent.freeze()
     agent.load(41)
     agent.battery(77)
@@ -147,8 +164,8 @@ def test_the_values_stand_in_the_status(agent, tolvd):
     status = tolvd().wait_status(battery_charge=77)
     assert status.items() >= {
         "source": "snmp", "device": world.agent_address(), "ups": "heard", "mains": "good",
-        "battery": "normal", "input_voltage": 228.4, "output_voltage": 229.7, "load": 41,
-        "input_frequency": 49.8, "time_on_battery": 13, "status": 0, "temperature": None,
+        "battery": "normal", "model": "ACME 900", "input_voltage": 228.4,
+        "output_voltage": 229.7, "load": 41, "input_frequency": 49.8, "time_on_battery": 13, "status": 0, "temperature": None,
         "battery_voltage": None, "testing": None, "pending": "none"}.items()
     agent.set("output_frequency", 0)
     wait_until(lambda: read_status()["output_voltage"] == 0, what="an output that is off")
