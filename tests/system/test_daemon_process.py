@@ -236,20 +236,15 @@ def test_an_outage_that_comes_and_goes_leaves_nothing_behind(serial_ups, tolvd):
     assert sizes[2][1] <= sizes[1][1] + 64
 
 
-def worker_of(pid):
-    """The only child of a daemon of an agent's, once those of its events are over."""
-    return wait_until(lambda: len(Children(pid)) == 1 and Children(pid), what="a single child")[0]
-
-
 def test_a_lost_agent_costs_no_descriptors(agent, tolvd):
     agent_settings()
     running = tolvd()
-    worker_of(running.pid)
+    running.only_child()
     files = FewestOpenFiles(running.pid)
     for _ in range(3):
-        worker = worker_of(running.pid)
+        worker = running.only_child()
         os.kill(worker, signal.SIGKILL)
-        wait_until(lambda worker=worker: worker_of(running.pid) != worker, what="another worker")
+        wait_until(lambda worker=worker: running.only_child() != worker, what="another worker")
         running.wait_status(ups="heard")
     wait_until(lambda: FewestOpenFiles(running.pid) == files, what="as many files as before")
     assert recorded() == []
@@ -258,7 +253,7 @@ def test_a_lost_agent_costs_no_descriptors(agent, tolvd):
 def test_the_worker_ends_with_a_daemon_that_is_killed(agent, tolvd):
     agent_settings()
     running = tolvd()
-    worker = worker_of(running.pid)
+    worker = running.only_child()
     running.kill()
     wait_until(lambda: not os.path.exists(f"/proc/{worker}"), what="the worker's end")
 

@@ -8,7 +8,6 @@ import pytest
 import queues
 import tolvd as daemon
 import world
-from process import Children
 from tolvd import (REPLIES, Tolvd, leave_outage, record_events, recorded, serial_settings,
                    wait_recorded)
 from world import bin as built, wait_until
@@ -354,17 +353,13 @@ def test_a_line_that_takes_long_to_open_holds_nothing_up(serial_ups, tolvd, slow
     leave_outage(40)
     running = tolvd(ready=False, env=slow_line)
     told = running.wait_log(f"the line {world.DEVICE} cannot be opened: Connection timed out")
-
-    def Opening():
-        children = Children(running.pid)
-        return children if len(children) == 1 else None  # what announces ends soon
-    opening = wait_until(Opening, what="a single child")
+    opener = running.only_child()
     running.wait_log("the UPS does not answer: the delays of the power failure go on")
     running.reload()
-    assert wait_until(Opening, what="a single child") == opening, "one at a time"
+    assert running.only_child() == opener, "one at a time"
     # The UPS that cannot be told holds it up by 15 s at the most.
     decided = running.wait_log("the system goes down now")
     assert told.at < decided.at, "after five of the twenty seconds that were left"
     assert wait_recorded("shutdown", "-h now").at - decided.at < 60
     running.stop()
-    wait_until(lambda: not os.path.exists(f"/proc/{opening[0]}"), what="its end")
+    wait_until(lambda: not os.path.exists(f"/proc/{opener}"), what="its end")

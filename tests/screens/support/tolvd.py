@@ -19,7 +19,7 @@ import pytest
 
 import queues
 import world
-from process import MemoryKilobytes, RunningFrom
+from process import Children, MemoryKilobytes, RunningFrom
 from settings import Settings
 from stopwatch import Stopwatch
 from waiting import LIMIT
@@ -285,6 +285,13 @@ class Tolvd:
         """Waits until its UPS was heard."""
         self.wait_status(**{"ups": "heard", **members})
         return self
+
+    def only_child(self):
+        """The process that opens its line or asks its agent, once those of its events are over."""
+        def Find():
+            found = Children(self.pid)
+            return found[0] if len(found) == 1 else None
+        return wait_until(Find, what="a single child")
 
     def reload(self):
         """Tells it to read the settings again, and waits until it did."""
