@@ -250,6 +250,18 @@ def test_a_lost_agent_costs_no_descriptors(agent, tolvd):
     assert recorded() == []
 
 
+def test_a_worker_that_hangs_is_replaced_after_a_minute(agent, tolvd):
+    daemon.set_clocks_ahead(0)
+    agent_settings()
+    running = tolvd(env=daemon.preloaded("clock_ahead"))
+    worker = running.only_child()
+    os.kill(worker, signal.SIGSTOP)
+    daemon.set_clocks_ahead(61)
+    wait_until(lambda: running.only_child() != worker, what="another worker")
+    agent.load(44)
+    running.wait_status(load=44, status=0)
+
+
 def test_the_worker_ends_with_a_daemon_that_is_killed(agent, tolvd):
     agent_settings()
     running = tolvd()
