@@ -11,7 +11,7 @@ import pytest
 import queues
 import tolvd as daemon
 import world
-from process import Children, FewestOpenFiles
+from process import Children, FewestOpenFiles, FilesOf
 from stopwatch import check_time, seconds_of
 from storm import fill
 from tolvd import (agent_settings, events, leave_outage, record_events, recorded,
@@ -45,6 +45,12 @@ def test_it_detaches(placed, serial_ups, words):
     assert world.run("stop").returncode == 0
     placed.wait_ended()
     assert not os.path.exists(daemon.STATUS)
+
+
+def test_it_keeps_nothing_of_its_caller_open(serial_ups, tolvd):
+    serial_settings()
+    running = tolvd(prefix=["sh", "-c", 'exec "$0" "$@" 9</etc/wardenlink/power.ini'])
+    assert "/etc/wardenlink/power.ini" not in FilesOf(running.pid).values()
 
 
 # --- systemd ------------------------------------------------------------------------------
