@@ -8,10 +8,10 @@ import pytest
 import queues
 import tolvd as daemon
 import world
-from process import OrdinaryUser
+from process import Children, OrdinaryUser
 from stopwatch import Stopwatch
-from tolvd import (EVENT_FOLDER, boot_now, event_environment, events, put_program, record_events,
-                   recorded, serial_settings, wait_event)
+from tolvd import (EVENT_FOLDER, agent_settings, boot_now, event_environment, events, put_program,
+                   record_events, recorded, serial_settings, wait_event)
 from world import wait_until
 
 
@@ -184,6 +184,28 @@ sleep 300
     os.remove("/run/hanging")
 
 
+def test_beside_seventeen_others_an_event_is_dropped(tolvd):
+    """That takes twenty orders at once: sixteen are obeyed before the first command, and the rest
+    in the next second. Without a UPS there are no other events."""
+    again = "the settings were read again"
+    put_program(f"{EVENT_FOLDER}/10slow", '[ "$1" != settings ] || exec sleep 29\n')
+    agent_settings(snmp_ip="127.0.0.1")
+    running = tolvd(ready=False)
+    wait_until(lambda: not Children(running.pid), what="the end of the first event")
+    with daemon.standing_still(running.pid):
+        queues.send("commandQueue", 9, "a")
+        for _ in range(20):
+            queues.send("daemonControlQueue", 5, "010")
+    running.wait_log(again, count=20)
+    dropped = "event settings is dropped: too many others are still at work"
+    running.wait_log(dropped, count=3)
+    texts = [line.text for line in running.log]
+    first = texts.index(again)
+    assert texts[first:first + 24] == [
+        *[again] * 16, 'command "a" is dropped: there is no UPS on a serial line',
+        again, *[again, dropped] * 3]
+
+
 def test_a_program_that_fails_is_told_of_and_the_next_one_runs(serial_ups, tolvd):
     put_program(f"{EVENT_FOLDER}/10fails", "exit 7\n")
     put_program(f"{EVENT_FOLDER}/20killed", "kill -SEGV $$\n")
@@ -204,11 +226,12 @@ def test_a_program_gets_nothing_of_the_daemon(serial_ups, tolvd):
 for fd in /proc/$$/fd/*; do echo "fd ${fd##*/} $(readlink "$fd")"; done >/run/look.new
 grep -E '^Sig(Blk|Ign):' /proc/self/status >>/run/look.new
 echo "cwd $(readlink /proc/$$/cwd)" >>/run/look.new
+echo "umask $(umask)" >>/run/look.new
 echo "oom $(cat /proc/$$/oom_score_adj)" >>/run/look.new
 mv /run/look.new /run/look
 """)
     serial_settings()
-    tolvd()
+    tolvd(prefix=["sh", "-c", 'umask 0; exec "$0" "$@"'])
     wait_until(lambda: os.path.exists("/run/look"), what="what the program saw")
     with open("/run/look", encoding="ascii") as source:
         lines = source.read().splitlines()
@@ -220,6 +243,6 @@ mv /run/look.new /run/look
                 if "wardenlink-sim" in target or "pts" in target or "lock" in target or
                 "socket" in target or "signalfd" in target]
     assert "SigBlk:\t0000000000000000" in lines and "SigIgn:\t0000000000000000" in lines
-    assert "cwd /" in lines
+    assert "cwd /" in lines and "umask 0022" in lines
     with open("/proc/self/oom_score_adj", encoding="ascii") as source:
         assert {"oom 0", "oom " + source.read().strip()} & set(lines)
