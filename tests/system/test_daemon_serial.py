@@ -363,3 +363,11 @@ def test_a_line_that_takes_long_to_open_holds_nothing_up(serial_ups, tolvd, slow
     assert wait_recorded("shutdown", "-h now").at - decided.at < 60
     running.stop()
     wait_until(lambda: not os.path.exists(f"/proc/{opener}"), what="its end")
+
+
+def test_what_opens_a_line_ends_with_a_daemon_that_is_killed(serial_ups, tolvd, slow_line):
+    serial_settings()
+    running = tolvd(ready=False, env=slow_line)
+    opener = running.only_child()
+    running.kill()
+    wait_until(lambda: not os.path.exists(f"/proc/{opener}"), what="its end")
