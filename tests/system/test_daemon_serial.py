@@ -1,5 +1,6 @@
 """The daemon on a serial line: what it asks, what it keeps of the replies, what goes wrong."""
 
+import fcntl
 import os
 import random
 
@@ -79,6 +80,17 @@ def test_the_readings_stand_in_the_status(serial_ups, tolvd):
     wait_until(lambda: running.status()["model"], what="the model")
     serial_ups.input(2153)
     running.wait_status(input_voltage=215.3)
+
+
+def test_a_fault_of_the_ups_is_told_of_once(serial_ups, tolvd):
+    serial_settings()
+    running = tolvd()
+    serial_ups.command("failed on")
+    fault = "^the UPS reports a fault of its own$"
+    assert running.wait_log(fault).priority == 4
+    wait_rounds(serial_ups, 3)
+    # Of a UPS that was lost meanwhile nothing is known any more.
+    assert len(running.lines(fault)) <= 1 + len(running.lines("does not answer"))
 
 
 # --- the reply files ----------------------------------------------------------------------
@@ -266,6 +278,14 @@ def test_a_daemon_that_stood_still_has_not_lost_its_ups(serial_ups, tolvd):
         running.wait_status(load=load)
         return len(running.lines("does not answer")) > losses
     assert not all(map(HasLostIt, (77, 78, 79)))
+
+
+def test_another_program_on_the_line_is_told_of(serial_ups, tolvd):
+    serial_settings()
+    with open(world.DEVICE, "r+b", buffering=0) as line:
+        fcntl.flock(line, fcntl.LOCK_EX)
+        running = tolvd()
+    running.wait_log(f"^another program holds the line {world.DEVICE} as well$")
 
 
 # --- the trace ----------------------------------------------------------------------------
