@@ -252,6 +252,16 @@ def test_a_check_shows_a_ups_on_a_line_and_the_settings_in_words(serial_ups):
     assert list(dict.fromkeys(asked))[:3] == ["serial Q1", "serial F", "serial I"]
 
 
+def test_a_check_counts_the_replies_that_were_garbled(serial_ups):
+    serial_settings()
+
+    def AreCounted():
+        """A busy machine may pass one of them over."""
+        serial_ups.serial("garble 2")
+        return "2 replies were garbled.\n" in ask("--check").stdout
+    assert any(AreCounted() for _ in range(3))
+
+
 def test_a_check_shows_a_ups_behind_an_agent(agent):
     agent_settings(turn_off_ups=0, countdown_on=0)
     agent.mains("fail")
