@@ -165,14 +165,17 @@ def test_a_longer_delay_counts_from_the_old_begin(serial_ups, tolvd):
     assert recorded("shutdown") == []
 
 
-def test_settings_that_cannot_be_read_leave_the_old_ones(serial_ups, tolvd):
+@pytest.mark.parametrize("missing", [["wardenlink.cfg", "power.ini"], ["wardenlink.cfg"]], ids=len)
+def test_settings_that_cannot_be_read_leave_the_old_ones(serial_ups, tolvd, missing):
     serial_settings()
     running = tolvd()
-    for name in ("wardenlink.cfg", "power.ini"):
+    serial_settings(com_port="/dev/other")
+    for name in missing:
         os.remove(f"{world.FOLDER}/{name}")
     queues.send(CONTROL, 5, "010")
-    running.wait_log("the settings cannot be read: the old ones stay")
-    assert running.wait_status(status=0)["device"] == world.DEVICE
+    told = running.wait_log("the settings cannot be read: the old ones stay")
+    wait_until(lambda: running.status()["boot_milliseconds"] > 1000 * told.at, what="a new status")
+    assert running.status()["device"] == world.DEVICE
 
 
 def test_another_way_to_the_ups_is_taken_at_once(serial_ups, tolvd):
