@@ -11,7 +11,7 @@ import tolvd as daemon
 import world
 from process import Children, FewestOpenFiles, OrdinaryUser
 from stopwatch import Stopwatch, check_time
-from tolvd import (agent_settings, leave_outage, record_events, recorded, serial_settings,
+from tolvd import (agent_settings, boot_now, leave_outage, record_events, recorded, serial_settings,
                    wait_recorded)
 from waiting import LIMIT
 from world import wait_until
@@ -337,6 +337,20 @@ def test_settings_without_a_ups_are_told_to_everybody(serial_ups, tolvd, changes
     serial_settings()
     running.reload()
     running.wait_ready()
+
+
+def test_without_the_countdown_nobody_is_told_of_them(serial_ups, tolvd):
+    serial_settings(countdown_on=0)
+    running = tolvd()
+    for _ in range(2):  # the second time with the countdown
+        began = boot_now()
+        agent_settings(snmp_ip="127.0.0.1")
+        running.reload()
+        serial_settings()
+        running.reload()
+    assert len(running.lines("took the UPS away")) == 2
+    # The recorder's clock shows hundredths.
+    assert wait_recorded("wall").at > began - 0.1 and len(recorded("wall")) == 1
 
 
 def test_another_ups_is_unknown_until_it_is_heard(serial_ups, tolvd):
