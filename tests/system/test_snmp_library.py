@@ -92,6 +92,8 @@ def test_a_status_screen_looks_up_no_file_of_the_library(agent, settings, start,
     assert snmp_files(calls) == set()
     assert made_files(calls) == set()
     assert os.listdir(home) == []
+    services = [rest for _, rest in calls if '"/etc/services"' in rest]
+    assert len(services) == 1, "in the first of its sessions only"
 
 
 NO_ADDRESSES = ["a..b", "testhost", "192.0.2.10:161", "::1", "127.1"]
