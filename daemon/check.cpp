@@ -121,15 +121,14 @@ bool AskLine(Source& source, Reading& reading)
     return isAnswered;
 }
 
-// The running daemon's status when it watches the UPS that these settings name.
-bool ReadDaemonsStatus(const PowerConfig& cfg, char (&status)[STATUS_TEXT_SIZE])
+// The running daemon's status when it holds this line.
+bool ReadDaemonsStatus(const char* line, char (&status)[STATUS_TEXT_SIZE])
 {
     char device[STATUS_VALUE_SIZE];
     if (!ReadRunningStatus(status, sizeof(status)))
         return false;
     FindStatusMember(status, "device", device);
-    return PathOfSettings(cfg) == PATH_SERIAL ? IsSameDevice(device, cfg.comPort)
-                                              : strcmp(device, cfg.snmpIp) == 0;
+    return IsSameDevice(device, line);
 }
 
 int ShowDaemonsReading(const char* status)
@@ -144,7 +143,7 @@ int ShowDaemonsReading(const char* status)
 int ReportLine(const PowerConfig& cfg)
 {
     char status[STATUS_TEXT_SIZE];
-    if (ReadDaemonsStatus(cfg, status)) {
+    if (ReadDaemonsStatus(cfg.comPort, status)) {
         printf("The running daemon holds the line. Its last reading:\n");
         return ShowDaemonsReading(status);
     }
@@ -286,9 +285,5 @@ int CheckAfterTelling(int64_t toldAt)
 bool IsDaemonsLine(const char* device)
 {
     char status[STATUS_TEXT_SIZE];
-    char held[STATUS_VALUE_SIZE];
-    if (!ReadRunningStatus(status, sizeof(status)))
-        return false;
-    FindStatusMember(status, "device", held);
-    return IsSameDevice(held, device);
+    return ReadDaemonsStatus(device, status);
 }
