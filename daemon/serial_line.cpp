@@ -101,7 +101,11 @@ bool WriteSerialLine(int fd, const char* request)
     char bytes[REQUEST_SIZE];
     FormatText(bytes, sizeof(bytes), "%s\r", request);
     size_t length = strlen(bytes);
-    return write(fd, bytes, length) == static_cast<ssize_t>(length);
+    ssize_t count = -1;
+    do
+        count = write(fd, bytes, length);
+    while (count < 0 && errno == EINTR); // a signal says nothing about the line
+    return count == static_cast<ssize_t>(length);
 }
 
 void FlushSerialInput(int fd)

@@ -6,11 +6,13 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <string>
+#include <sys/time.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -433,6 +435,28 @@ TEST_F(SerialProtocol, SetsTheLineAsTheUpsNeedsIt)
 }
 
 // --- texts -------------------------------------------------------------------------------
+
+volatile sig_atomic_t signalsTaken = 0;
+
+TEST_F(SerialProtocol, WritesThroughSignals)
+{
+    int line = OpenSerialLine("/run/line", false);
+    ASSERT_GE(line, 0);
+    struct sigaction taken = {}; // without SA_RESTART: calls that it meets are cut off
+    taken.sa_handler = [](int) { signalsTaken = signalsTaken + 1; };
+    sigaction(SIGALRM, &taken, nullptr);
+    constexpr itimerval OFTEN = {{0, 500}, {0, 500}};
+    setitimer(ITIMER_REAL, &OFTEN, nullptr);
+    int failed = 0;
+    while (signalsTaken < 300) {
+        failed += WriteSerialLine(line, "Q1") ? 0 : 1;
+        tcflush(ups, TCIFLUSH);
+    }
+    constexpr itimerval OFF = {};
+    setitimer(ITIMER_REAL, &OFF, nullptr);
+    EXPECT_EQ(failed, 0);
+    CloseSerialLine(line);
+}
 
 TEST(SerialTexts, TranslateTheLettersOfTheCommandQueue)
 {
