@@ -132,12 +132,10 @@ void CheckSettings(const PowerConfig& cfg, const ScheduleEntry sched[7])
 
 void CheckDaemonLink()
 {
-    char own[PATH_SIZE];
+    char own[PATH_SIZE] = "";
     char remedy[2 * PATH_SIZE];
-    ssize_t length = readlink("/proc/self/exe", own, sizeof(own) - 1);
-    if (access(DAEMON_PATH, X_OK) == 0 || length < 0)
+    if (access(DAEMON_PATH, X_OK) == 0 || readlink("/proc/self/exe", own, sizeof(own) - 1) < 0)
         return;
-    own[length] = '\0';
     FormatText(remedy, sizeof(remedy), "ln -sf %s %s", own, DAEMON_PATH);
     Tell("\"wardenlink start\" finds no daemon", remedy);
 }
