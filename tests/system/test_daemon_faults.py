@@ -5,7 +5,6 @@ import calendar
 import contextlib
 import json
 import os
-import re
 import signal
 
 import pytest
@@ -14,24 +13,14 @@ import tolvd as daemon
 import world
 from process import Children, OpenFiles
 from storm import COUNT, send_datagrams, send_signals, udp_ports
-from tolvd import (agent_settings, events, preloaded, record_events, recorded, serial_settings,
-                   trace, wait_recorded)
+from tolvd import (agent_settings, events, kept_outage, preloaded, record_events, recorded,
+                   serial_settings, trace, wait_recorded)
 from waiting import LIMIT, wait_until
 from weather import Weather
 
 # Only the calls that touch the state's files.
 ON_STATE = [word for name in ("status.json", "outage", "shutdown") for ending in ("", ".new")
             for word in ("-P", f"{daemon.STATE}/{name}{ending}")]
-
-
-def kept_outage():
-    """The outage's file as it stands: whole, or none."""
-    if not os.path.exists(daemon.OUTAGE):
-        return None
-    with open(daemon.OUTAGE, encoding="ascii") as source:
-        text = source.read()
-    assert re.fullmatch(r"[0-9a-f-]{36} \d+ -?\d+ \d+\n", text), text
-    return text.split()[1]
 
 
 # When the call touches the state's files for the first time, the second time ...: the mains fail,

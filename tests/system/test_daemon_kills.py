@@ -8,21 +8,11 @@ import os
 import re
 
 import tolvd as daemon
-from tolvd import leave_outage, read_status, record_events, recorded, serial_settings, trace
+from tolvd import (kept_outage, leave_outage, read_status, record_events, recorded,
+                   serial_settings, trace)
 from waiting import LIMIT, wait_until
 
 LOG = "/run/calls"
-
-
-def kept_outage():
-    """When the outage began, as its file has it: a whole file, or none."""
-    try:
-        with open(daemon.OUTAGE, encoding="ascii") as source:
-            text = source.read()
-    except FileNotFoundError:
-        return None
-    assert re.fullmatch(r"[0-9a-f-]{36} \d+ -?\d+ \d+\n", text), text
-    return text.split()[1]
 
 
 def kills(step):

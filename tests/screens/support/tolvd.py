@@ -170,6 +170,17 @@ def leave_outage(seconds, unwatched=0):
     return since
 
 
+def kept_outage():
+    """When the outage began, as its file has it: a whole file, or none."""
+    try:
+        with open(OUTAGE, encoding="ascii") as source:
+            text = source.read()
+    except FileNotFoundError:
+        return None
+    assert re.fullmatch(r"[0-9a-f-]{36} \d+ -?\d+ \d+\n", text), text
+    return text.split()[1]
+
+
 def memory_of(running):
     """Kilobytes in use; none under the sanitizers, which keep for a while what was given back."""
     return 0 if "ASAN_OPTIONS" in os.environ else MemoryKilobytes(running.pid)
