@@ -434,8 +434,6 @@ TEST_F(SerialProtocol, SetsTheLineAsTheUpsNeedsIt)
     EXPECT_EQ(terms.c_oflag & OPOST, 0U);
 }
 
-// --- texts -------------------------------------------------------------------------------
-
 volatile sig_atomic_t signalsTaken = 0;
 
 TEST_F(SerialProtocol, WritesThroughSignals)
@@ -457,6 +455,8 @@ TEST_F(SerialProtocol, WritesThroughSignals)
     EXPECT_EQ(failed, 0);
     CloseSerialLine(line);
 }
+
+// --- texts -------------------------------------------------------------------------------
 
 TEST(SerialTexts, TranslateTheLettersOfTheCommandQueue)
 {
