@@ -199,8 +199,9 @@ def test_users_who_cannot_be_told():
 
 
 def test_a_line_that_another_program_holds(serial_ups):
-    holder = [f"Trouble: process {os.getpid()} (python3) has it open. Remedy: end it, or take it "
-              "off this line."]
+    with open("/proc/self/comm", encoding="utf-8") as name:
+        holder = [f"Trouble: process {os.getpid()} ({name.read().strip()}) has it open. Remedy: end "
+                  "it, or take it off this line."]
     with open(world.DEVICE, "r+b", buffering=0) as line:
         assert troubles() == holder, "and takes the UPS's words away, now and then"
         fcntl.flock(line, fcntl.LOCK_EX)
