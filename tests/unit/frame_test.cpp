@@ -83,6 +83,35 @@ TEST_F(Header, ATabbedTextGoesToTheLastColumn)
     EXPECT_EQ(CellText(5, 0, 1), " ");
 }
 
+TEST_F(Header, BlanksWipeToTheRightEdgeAndGoNoFurther)
+{
+    for (int row : {3, 4})
+        PutText({row, 0}, std::string(80, 'x').c_str());
+    PutBlanks({3, 70}, 5);
+    EXPECT_EQ(getcury(stdscr), 3);
+    EXPECT_EQ(getcurx(stdscr), 75);
+    EXPECT_EQ(CellText(3, 60, 20), std::string(10, 'x') + Blanks(5) + std::string(5, 'x'));
+    PutText({3, 70}, "               ");
+    EXPECT_EQ(CellText(3, 60, 20), std::string(10, 'x') + Blanks(10));
+    for (int count : {0, -1})
+        PutBlanks({4, 0}, count);
+    PutText({4, 5}, "");
+    EXPECT_EQ(PutBlanks({4, 90}, 3), ERR);
+    EXPECT_EQ(getcurx(stdscr), 5) << "a place off the screen moves nothing";
+    EXPECT_EQ(CellText(4, 0, 80), std::string(80, 'x'));
+    PutBlanks({4, 0}, 99);
+    EXPECT_EQ(getcury(stdscr), 5)
+        << "at the right edge it goes on in the next row, as behind a text";
+    EXPECT_EQ(getcurx(stdscr), 0);
+    EXPECT_EQ(CellText(4, 0, 80), Blanks(80));
+    EXPECT_EQ(PutBlanks({99, 0}, 3), ERR);
+    standout();
+    PutBlanks({5, 0}, 3);
+    standend();
+    EXPECT_EQ(mvinch(5, 2), (A_STANDOUT | ' '));
+    EXPECT_EQ(mvinch(5, 3), static_cast<chtype>(' '));
+}
+
 // In a child, on a terminal of its own that nobody reads; whether work is true there.
 template <class Work> bool IsTrueOnScreen(Work work)
 {
