@@ -7,8 +7,9 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <dirent.h>
 #include <fcntl.h>
-#include <glob.h>
+#include <string_view>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -16,31 +17,36 @@ namespace {
 
 constexpr time_t LEFTOVER_AGE = 60; // seconds: long enough for a save that still runs
 
-// For "/folder/name" it is "/folder/.name.save-" and the ending: so odd that it is
-// nobody's backup.
-void NameScratch(char dst[SCRATCH_PATH_SIZE], const char* path, const char* ending)
+constexpr std::string_view SCRATCH_MARK = ".save-";   // so odd that it is nobody's backup
+constexpr std::string_view SCRATCH_ENDING = "XXXXXX"; // which mkostemp replaces
+
+const char* NameIn(const char* path)
 {
-    const char* name = strrchr(path, '/') + 1;
-    int folderLength = static_cast<int>(name - path);
-    FormatText(dst, SCRATCH_PATH_SIZE, "%.*s.%s.save-%s", folderLength, path, name, ending);
+    return strrchr(path, '/') + 1;
 }
 
-// Removes what a save leaves behind that a power failure cut off. A link is judged
-// by itself: where it leads is nobody's business here.
-void RemoveLeftovers(const char* path)
+// For "/folder/name" it is "/folder/.name.save-XXXXXX".
+void NameScratch(char dst[SCRATCH_PATH_SIZE], const char* path)
 {
-    char pattern[SCRATCH_PATH_SIZE];
-    NameScratch(pattern, path, "??????");
-    glob_t found = {};
-    if (glob(pattern, 0, nullptr, &found) == 0) {
-        for (size_t i = 0; i < found.gl_pathc; i++) {
-            struct stat left = {};
-            if (lstat(found.gl_pathv[i], &left) == 0 &&
-                left.st_mtime < time(nullptr) - LEFTOVER_AGE)
-                unlink(found.gl_pathv[i]);
-        }
-    }
-    globfree(&found);
+    const char* name = NameIn(path);
+    FormatText(dst, SCRATCH_PATH_SIZE, "%.*s.%s%s%s", static_cast<int>(name - path), path, name,
+               SCRATCH_MARK.data(), SCRATCH_ENDING.data());
+}
+
+bool IsScratchOf(std::string_view entry, std::string_view name)
+{
+    return entry.size() == 1 + name.size() + SCRATCH_MARK.size() + SCRATCH_ENDING.size() &&
+           entry[0] == '.' && entry.substr(1, name.size()) == name &&
+           entry.substr(1 + name.size(), SCRATCH_MARK.size()) == SCRATCH_MARK;
+}
+
+// A link is judged by itself: where it leads is nobody's business here.
+void RemoveIfOld(int folder, const char* name)
+{
+    struct stat left = {};
+    if (fstatat(folder, name, &left, AT_SYMLINK_NOFOLLOW) == 0 &&
+        left.st_mtime < time(nullptr) - LEFTOVER_AGE)
+        unlinkat(folder, name, 0);
 }
 
 mode_t UsualMode()
@@ -93,10 +99,23 @@ bool WriteAll(int fd, const void* bytes, size_t length)
 
 } // namespace
 
+void RemoveLeftovers(const char* folder, std::initializer_list<const char*> paths)
+{
+    DIR* list = opendir(folder);
+    if (list == nullptr)
+        return;
+    while (const dirent* entry = readdir(list)) {
+        for (const char* path : paths) {
+            if (IsScratchOf(entry->d_name, NameIn(path)))
+                RemoveIfOld(dirfd(list), entry->d_name);
+        }
+    }
+    closedir(list);
+}
+
 bool WriteNewFile(NewFile& file, const void* bytes, size_t length)
 {
-    RemoveLeftovers(file.path);
-    NameScratch(file.scratch, file.path, "XXXXXX");
+    NameScratch(file.scratch, file.path);
     int fd = mkostemp(file.scratch, O_CLOEXEC);
     if (fd < 0) {
         file.scratch[0] = '\0';

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstddef>
+#include <initializer_list>
 
 inline constexpr size_t SCRATCH_PATH_SIZE = 128;
 
@@ -12,6 +13,10 @@ struct NewFile {
     const char* path;                // the place that it is to take
     char scratch[SCRATCH_PATH_SIZE]; // where it stands until then; empty: nowhere
 };
+
+// Removes from the folder of these files what saves of them left behind that a power failure
+// cut off; not what is younger than a minute, for that save may still run.
+void RemoveLeftovers(const char* folder, std::initializer_list<const char*> paths);
 
 // Writes the new file beside the old one and flushes it to the disk. It gets the old
 // one's mode and owner, or a new file's where there is no old one. A user who may

@@ -303,6 +303,7 @@ int WriteConfig(const PowerConfig& cfg, const ScheduleEntry sched[7])
     NewFile textFile = {TEXT_CFG_PATH, ""};
     bool isWritten =
         WriteNewFile(binaryFile, &image, sizeof(image)) && WriteNewFile(textFile, text, length);
+    RemoveLeftovers(SETTINGS_FOLDER, {POWER_INI_PATH, TEXT_CFG_PATH});
     bool isReplaced = isWritten && TakePlace(binaryFile) && TakePlace(textFile);
     DropNewFile(binaryFile);
     DropNewFile(textFile);

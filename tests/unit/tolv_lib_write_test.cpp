@@ -273,9 +273,20 @@ TEST(SettingsWrite, JudgesALinkWithTheNameOfALeftoverByItsOwnAge)
 
 TEST(SettingsWrite, LeavesOtherPeoplesFilesInTheFolderAlone)
 {
-    const std::set<std::string> others = {".power.ini.swp",   "power.ini.bak",      "power.ini~",
-                                          "power.ini.ABCdef", "wardenlink.cfg.old", "wardenlink.q1",
-                                          ".hidden"};
+    const std::set<std::string> others = {".power.ini.swp",
+                                          "power.ini.bak",
+                                          "power.ini~",
+                                          "power.ini.ABCdef",
+                                          "wardenlink.cfg.old",
+                                          "wardenlink.q1",
+                                          ".hidden",
+                                          ".power.ini.save-ABCde",
+                                          ".power.ini.save-ABCdefg",
+                                          "_power.ini.save-ABCdef",
+                                          ".power.inj.save-ABCdef",
+                                          ".power.ini.safe-ABCdef",
+                                          ".settings.save-ABCdef",
+                                          ".save-ABCdef"};
     for (const std::string& name : others) {
         WriteFile(FOLDER + "/" + name, "keep me");
         SetAge(FOLDER + "/" + name, 3600, 0);
