@@ -32,15 +32,31 @@ tm LocalTime(time_t moment)
     return *localtime(&moment);
 }
 
-FILE* OpenToRead(const char* path)
+int OpenToRead(const char* path)
 {
-    int fd = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    return open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+}
+
+FILE* OpenStreamToRead(const char* path)
+{
+    int fd = OpenToRead(path);
     if (fd < 0)
         return nullptr;
     FILE* file = fdopen(fd, "r");
     if (file == nullptr)
         close(fd);
     return file;
+}
+
+size_t ReadBytes(int fd, void* bytes, size_t size)
+{
+    size_t length = 0;
+    ssize_t count = 1;
+    while (count > 0 && length < size) {
+        count = read(fd, static_cast<char*>(bytes) + length, size - length);
+        length += count > 0 ? static_cast<size_t>(count) : 0;
+    }
+    return length;
 }
 
 double Now()

@@ -25,9 +25,15 @@ int OpenStandardStreams();
 // error and gives 0.
 int ChkUserID();
 
-// Opens a file for reading; null when it cannot be. Waits for nobody, so that a
-// pipe in a file's place is just empty.
-FILE* OpenToRead(const char* path);
+// Opens a file for reading; a negative number when it cannot be. Waits for nobody, so
+// that a pipe in a file's place is just empty.
+int OpenToRead(const char* path);
+
+// The same as a stream; null when the file cannot be opened.
+FILE* OpenStreamToRead(const char* path);
+
+// Reads what a file still holds, at most size bytes; how many these were.
+size_t ReadBytes(int fd, void* bytes, size_t size);
 
 // The moment in local time. A program that runs for months follows a change of the
 // machine's time zone: localtime looks for one, localtime_r does not.

@@ -156,7 +156,7 @@ void HandleKey(int key)
 int Read_text(const char* path, int window)
 {
     EmptyStore();
-    FILE* file = OpenToRead(path);
+    FILE* file = OpenStreamToRead(path);
     if (file == nullptr)
         return -1;
     StoreLines(file);

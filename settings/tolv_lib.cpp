@@ -9,12 +9,13 @@
 #include <cstdlib>
 #include <cstring>
 #include <string_view>
+#include <unistd.h>
 
 namespace {
 
 constexpr size_t VALUE_BUFFER_SIZE = 524; // all bracketed values of wardenlink.cfg
 constexpr size_t READ_BUFFER_SIZE = 4096;
-constexpr size_t TEXT_READ_LIMIT = 1 << 20; // what lies beyond is no settings file's
+constexpr size_t TEXT_READ_LIMIT = 1 << 20; // in bytes: what lies beyond is no settings file's
 
 // power.ini as a whole.
 struct SettingsImage {
@@ -205,57 +206,60 @@ void FillImage(SettingsImage& image, const PowerConfig& cfg, const ScheduleEntry
 // A short file leaves the rest of the record and of the schedule as they were.
 bool ReadBinary(PowerConfig& cfg, ScheduleEntry sched[7])
 {
-    FILE* file = OpenToRead(POWER_INI_PATH);
-    if (file == nullptr)
+    int fd = OpenToRead(POWER_INI_PATH);
+    if (fd < 0)
         return false;
     SettingsImage image;
     FillImage(image, cfg, sched);
-    setvbuf(file, nullptr, _IONBF, 0); // it is read at once
-    if (fread(&image, 1, sizeof(image), file) > 0) {
+    if (ReadBytes(fd, &image, sizeof(image)) > 0) {
         memcpy(&cfg, &image.config, sizeof(image.config));
         memcpy(sched, image.schedule, sizeof(image.schedule));
     }
-    fclose(file);
+    close(fd);
     TerminateTexts(cfg);
     return true;
 }
 
-// Collects what stands between brackets, the values separated by one space. The
-// first bracket's space is overwritten by the first value, the others stay.
-void CollectValues(FILE* file, char values[VALUE_BUFFER_SIZE])
+// What stands between brackets, the values separated by one space. The first
+// bracket's space is overwritten by the first value, the others stay.
+struct Collected {
+    char values[VALUE_BUFFER_SIZE];
+    size_t length;
+    bool isInside;
+    bool isStarted;
+};
+
+void CollectValues(Collected& collected, const char* text, size_t size)
 {
-    bool inside = false;
-    bool started = false;
-    size_t index = 0;
-    for (size_t count = 0; count < TEXT_READ_LIMIT && index < VALUE_BUFFER_SIZE - 1; count++) {
-        int c = getc_unlocked(file);
-        if (c == EOF)
-            break;
-        if (c == '[')
-            inside = true;
-        if (c == ']')
-            inside = false;
-        if (!inside)
+    for (const char* c = text; c < text + size && collected.length < VALUE_BUFFER_SIZE - 1; c++) {
+        if (*c == '[')
+            collected.isInside = true;
+        if (*c == ']')
+            collected.isInside = false;
+        if (!collected.isInside)
             continue;
-        values[index] = c == '[' ? ' ' : static_cast<char>(c);
-        if (started)
-            index++;
-        started = true;
+        collected.values[collected.length] = *c == '[' ? ' ' : *c;
+        if (collected.isStarted)
+            collected.length++;
+        collected.isStarted = true;
     }
-    values[index] = '\0';
+    collected.values[collected.length] = '\0';
 }
 
 bool ReadTextFile(PowerConfig& cfg)
 {
-    FILE* file = OpenToRead(TEXT_CFG_PATH);
-    if (file == nullptr)
+    int fd = OpenToRead(TEXT_CFG_PATH);
+    if (fd < 0)
         return false;
-    char buffer[READ_BUFFER_SIZE];
-    char values[VALUE_BUFFER_SIZE];
-    setvbuf(file, buffer, _IOFBF, sizeof(buffer));
-    CollectValues(file, values);
-    fclose(file);
-    char* rest = values;
+    char text[READ_BUFFER_SIZE];
+    Collected collected = {};
+    size_t count = sizeof(text);
+    for (size_t all = 0; count == sizeof(text) && all < TEXT_READ_LIMIT; all += count) {
+        count = ReadBytes(fd, text, sizeof(text));
+        CollectValues(collected, text, count);
+    }
+    close(fd);
+    char* rest = collected.values;
     for (const ConfigLine& line : CONFIG_LINES) {
         const char* token = strtok_r(rest, " ", &rest);
         if (token == nullptr)
@@ -299,11 +303,11 @@ int WriteConfig(const PowerConfig& cfg, const ScheduleEntry sched[7])
     for (const ConfigLine& line : CONFIG_LINES)
         length += FormatLine(text + length, sizeof(text) - length, cfg, line);
 
+    RemoveLeftovers(SETTINGS_FOLDER, {POWER_INI_PATH, TEXT_CFG_PATH});
     NewFile binaryFile = {POWER_INI_PATH, ""};
     NewFile textFile = {TEXT_CFG_PATH, ""};
     bool isWritten =
         WriteNewFile(binaryFile, &image, sizeof(image)) && WriteNewFile(textFile, text, length);
-    RemoveLeftovers(SETTINGS_FOLDER, {POWER_INI_PATH, TEXT_CFG_PATH});
     bool isReplaced = isWritten && TakePlace(binaryFile) && TakePlace(textFile);
     DropNewFile(binaryFile);
     DropNewFile(textFile);

@@ -8,9 +8,10 @@
 #include <ctime>
 #include <iterator>
 #include <string_view>
+#include <unistd.h>
 
-// The daemon's status file and the trace switch; null while not open.
-static FILE* fsdesQ1 = nullptr;
+// The daemon's status file and the trace switch; -1 and null while not open.
+static int fsdesQ1 = -1;
 static FILE* fsdesDBGSTATUS = nullptr;
 
 namespace {
@@ -117,12 +118,10 @@ static_assert(sizeof(SWITCH_WORD) - 1 <= SWITCH_LENGTH);
 // --- reading the files -----------------------------------------------------------------
 
 // Reads at most length bytes of a file just opened and drops the last character, the line end.
-int ReadReply(FILE* file, size_t length, char* dst)
+int ReadReply(int fd, size_t length, char* dst)
 {
-    char reply[REPLY_SIZE] = "";
-    setvbuf(file, nullptr, _IONBF, 0); // it is read at once
-    size_t count = fread(reply, 1, length, file);
-    reply[count] = '\0';
+    char reply[REPLY_SIZE];
+    reply[ReadBytes(fd, reply, length)] = '\0';
     dst[0] = '\0';
     if (reply[0] == '\0')
         return -1;
@@ -134,11 +133,11 @@ int ReadReply(FILE* file, size_t length, char* dst)
 int ReadReplyFile(const char* path, size_t length, char* dst)
 {
     dst[0] = '\0';
-    FILE* file = OpenToRead(path);
-    if (file == nullptr)
+    int fd = OpenToRead(path);
+    if (fd < 0)
         return -1;
-    int result = ReadReply(file, length, dst);
-    fclose(file);
+    int result = ReadReply(fd, length, dst);
+    close(fd);
     return result;
 }
 
@@ -251,11 +250,11 @@ int SecondsUntil(int moment)
 
 void SOpenTextFile()
 {
-    if (fsdesQ1 == nullptr)
+    if (fsdesQ1 < 0)
         fsdesQ1 = OpenToRead(STATUS_REPLY_PATH);
     if (fsdesDBGSTATUS != nullptr)
         return;
-    fsdesDBGSTATUS = OpenToRead(STATUS_DEBUG_PATH);
+    fsdesDBGSTATUS = OpenStreamToRead(STATUS_DEBUG_PATH);
     if (fsdesDBGSTATUS != nullptr) // a buffer would hide what is written to it later
         setvbuf(fsdesDBGSTATUS, nullptr, _IONBF, 0);
 }
@@ -263,12 +262,12 @@ void SOpenTextFile()
 int GetQ1fromTextFile(char* dst)
 {
     dst[0] = '\0';
-    if (fsdesQ1 == nullptr)
+    if (fsdesQ1 < 0)
         return -1;
     // The daemon may have replaced the file: the name is what counts.
-    fclose(fsdesQ1);
+    close(fsdesQ1);
     fsdesQ1 = OpenToRead(STATUS_REPLY_PATH);
-    if (fsdesQ1 == nullptr || ReadReply(fsdesQ1, STATUS_REPLY_LENGTH, dst) == -1)
+    if (fsdesQ1 < 0 || ReadReply(fsdesQ1, STATUS_REPLY_LENGTH, dst) == -1)
         return -1;
     if (IsTraceOn())
         TraceStatusLine(dst);

@@ -29,7 +29,7 @@ TEST(ReplyFiles, StayAsTheyAreWhileTheReplyIsTheSame)
     struct stat second = {};
     ASSERT_EQ(stat(STATUS_REPLY_PATH, &first), 0);
     // A file that is written anew has another number while the old one is held.
-    FILE* held = OpenToRead(STATUS_REPLY_PATH);
+    FILE* held = OpenStreamToRead(STATUS_REPLY_PATH);
     EXPECT_TRUE(KeepStatusReply(REPLY.c_str()));
     EXPECT_TRUE(KeepStatusReply(nullptr));
     ASSERT_EQ(stat(STATUS_REPLY_PATH, &second), 0);

@@ -10,6 +10,7 @@
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 #include <sys/time.h>
+#include <thread>
 
 namespace {
 
@@ -110,9 +111,10 @@ TEST(ChkUserID, GoesByTheRealUserNotTheEffectiveOne)
 
 TEST(OpenToRead, HandsNoFileOnToOtherPrograms)
 {
-    EXPECT_EQ(OpenToRead((FOLDER + "/missing").c_str()), nullptr);
+    EXPECT_LT(OpenToRead((FOLDER + "/missing").c_str()), 0);
+    EXPECT_EQ(OpenStreamToRead((FOLDER + "/missing").c_str()), nullptr);
     WriteFile(FOLDER + "/there", "x");
-    FILE* file = OpenToRead((FOLDER + "/there").c_str());
+    FILE* file = OpenStreamToRead((FOLDER + "/there").c_str());
     ASSERT_NE(file, nullptr);
     EXPECT_EQ(fcntl(fileno(file), F_GETFD), FD_CLOEXEC);
     EXPECT_EQ(fgetc(file), 'x');
@@ -124,11 +126,33 @@ TEST(OpenToRead, FindsAPipeEmptyAndDoesNotWait)
     const std::string path = FOLDER + "/pipe";
     ASSERT_EQ(mkfifo(path.c_str(), 0644), 0);
     alarm(10); // ends a test that waits
-    FILE* file = OpenToRead(path.c_str());
-    ASSERT_NE(file, nullptr);
-    EXPECT_EQ(fgetc(file), EOF);
+    int fd = OpenToRead(path.c_str());
+    ASSERT_GE(fd, 0);
+    char byte = 0;
+    EXPECT_EQ(ReadBytes(fd, &byte, 1), 0U);
     alarm(0);
-    fclose(file);
+    close(fd);
+}
+
+TEST(ReadBytes, GoesOnUntilTheEndOrUntilAllIsThere)
+{
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    std::thread writer([&] {
+        for (char letter : {'a', 'b', 'c', 'd'}) {
+            EXPECT_EQ(write(ends[1], &letter, 1), 1);
+            usleep(10000); // each is a read of its own
+        }
+        close(ends[1]);
+    });
+    char bytes[8] = {};
+    EXPECT_EQ(ReadBytes(ends[0], bytes, 3), 3U);
+    EXPECT_STREQ(bytes, "abc");
+    EXPECT_EQ(ReadBytes(ends[0], bytes, 3), 1U);
+    EXPECT_EQ(bytes[0], 'd');
+    EXPECT_EQ(ReadBytes(-1, bytes, 3), 0U);
+    writer.join();
+    close(ends[0]);
 }
 
 // --- clocks ------------------------------------------------------------------------------
