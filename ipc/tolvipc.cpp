@@ -125,13 +125,12 @@ void Destroy4MsgQ(int q1, int q2, int q3, int q4)
 
 int SendToMsgQ(int queue, int type, const char* text)
 {
-    char thrownAway[QUEUE_TEXT_SIZE];
     int limit = QueueLimit(type);
     // A message that cannot be taken ends the trimming: better sent late than never. It takes
     // no more than the surplus of now, also under a sender that never rests.
     for (int surplus = MsgNumber(queue) - limit; surplus > 0 && MsgNumber(queue) > limit;
          surplus--) {
-        if (ReceiveMsg(queue, 0, thrownAway) == -1)
+        if (TakeMessage(queue, 0) < 1)
             break;
     }
     return SendMsg(queue, type, text);
