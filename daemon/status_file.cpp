@@ -203,7 +203,6 @@ size_t AppendText(char (&text)[STATUS_TEXT_SIZE], size_t length, const char* mor
 
 size_t AppendMember(char (&text)[STATUS_TEXT_SIZE], size_t length, const Member& member)
 {
-    char line[2 * VALUE_SIZE + 64];
     char quoted[2 * VALUE_SIZE];
     char* end = quoted;
     for (const char* c = member.value; *c != '\0'; c++) {
@@ -213,9 +212,10 @@ size_t AppendMember(char (&text)[STATUS_TEXT_SIZE], size_t length, const Member&
     }
     *end = '\0';
     const char* mark = member.kind == MEMBER_TEXT ? "\"" : "";
-    FormatText(line, sizeof(line), "  \"%s\": %s%s%s", member.name, mark,
-               member.kind == MEMBER_NULL ? "null" : quoted, mark);
-    return AppendText(text, length, line);
+    const char* value = member.kind == MEMBER_NULL ? "null" : quoted;
+    for (const char* part : {"  \"", member.name, "\": ", mark, value, mark})
+        length = AppendText(text, length, part);
+    return length;
 }
 
 } // namespace

@@ -5,15 +5,17 @@
 
 #include <cstring>
 
-// Every round passes here, whether anybody reads the trace or not: no copy is made on the way.
+// Every round passes here, whether anybody reads the trace or not: no second buffer on the way.
 void AddTrace(Trace& trace, const char* what, const char* text)
 {
     size_t length = strlen(trace.text);
-    size_t added = strlen(what) + strlen(text);
+    size_t begin = strlen(what);
+    size_t added = begin + strlen(text);
     char* line = trace.text + length;
     if (length + added + 1 >= TRACE_SIZE)
         return;
-    FormatText(line, added + 1, "%s%s", what, text);
+    CopyText(line, added + 1, what);
+    CopyText(line + begin, added + 1 - begin, text);
     MakePrintable(line);
     line[added] = '\n';
     line[added + 1] = '\0';
