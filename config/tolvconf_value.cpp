@@ -67,35 +67,42 @@ void StepAround(Number* field, int key, int64_t max, int64_t min, int64_t step)
     *field = static_cast<Number>(changed);
 }
 
+// Minutes, down to the delay of [b].
+void ChangeAcFail(PowerConfig& config, int key, int* lastStep)
+{
+    *lastStep = ChooseStep(config.acFailDelay, key, *lastStep);
+    ShortChange(&config.acFailDelay, key, AC_FAIL_MAX, config.battLowDelay,
+                static_cast<uint16_t>(*lastStep));
+}
+
+// Minutes, from 1 to the delay of [d], 10 at the most.
+void ChangeBattLow(PowerConfig& config, int key, int* /*lastStep*/)
+{
+    ShortChange(&config.battLowDelay, key, std::min<int>(config.acFailDelay, 10), 1, 1);
+}
+
+// Minutes, from 0.2 to 10.0.
+void ChangeOffDelay(PowerConfig& config, int key, int* /*lastStep*/)
+{
+    UPSOffChange(&config.upsOffDelay, key);
+}
+
+// Volts, from 0 to 96 in twelves; a fraction is dropped first.
+void ChangeRating(PowerConfig& config, int key, int* /*lastStep*/)
+{
+    int16_t volts = static_cast<int16_t>(TruncateToInt(static_cast<double>(config.batteryRating)));
+    ShortChange(&volts, key, 96, 0, 12);
+    config.batteryRating = static_cast<float>(volts);
+}
+
 } // namespace
 
-// One row for each number: its key, its line, what [+] does and between which limits.
+// One row for each number: its key, its line, and what [+] does between which limits.
 constexpr NumberItem NUMBERS[] = {
-    // Minutes, down to the delay of [b].
-    {'d', cw_p[ITEM_AC_FAIL],
-     [](PowerConfig& config, int key, int* lastStep) {
-         *lastStep = ChooseStep(config.acFailDelay, key, *lastStep);
-         ShortChange(&config.acFailDelay, key, AC_FAIL_MAX, config.battLowDelay,
-                     static_cast<uint16_t>(*lastStep));
-     }},
-    // Minutes, from 1 to the delay of [d], 10 at the most.
-    {'b', cw_p[ITEM_BATT_LOW],
-     [](PowerConfig& config, int key, int* /*lastStep*/) {
-         ShortChange(&config.battLowDelay, key, std::min<int>(config.acFailDelay, 10), 1, 1);
-     }},
-    // Minutes, from 0.2 to 10.0.
-    {'u', cw_p[ITEM_OFF_DELAY],
-     [](PowerConfig& config, int key, int* /*lastStep*/) {
-         UPSOffChange(&config.upsOffDelay, key);
-     }},
-    // Volts, from 0 to 96 in twelves; a fraction is dropped first.
-    {'v', cw_p[ITEM_RATING],
-     [](PowerConfig& config, int key, int* /*lastStep*/) {
-         double rating = static_cast<double>(config.batteryRating);
-         int16_t volts = static_cast<int16_t>(TruncateToInt(rating));
-         ShortChange(&volts, key, 96, 0, 12);
-         config.batteryRating = static_cast<float>(volts);
-     }},
+    {'d', cw_p[ITEM_AC_FAIL], ChangeAcFail},
+    {'b', cw_p[ITEM_BATT_LOW], ChangeBattLow},
+    {'u', cw_p[ITEM_OFF_DELAY], ChangeOffDelay},
+    {'v', cw_p[ITEM_RATING], ChangeRating},
 };
 
 // One row for each switch.
