@@ -12,6 +12,7 @@
 #include <benchmark/benchmark.h>
 #include <cstdlib>
 #include <cstring>
+#include <dirent.h>
 #include <fcntl.h>
 #include <iterator>
 #include <sys/msg.h>
@@ -131,10 +132,14 @@ void WriteConfigBare(State& state)
                          WriteBeside(TEXT_CFG_PATH, TEXT_SCRATCH, text, length) &&
                          rename(BINARY_SCRATCH, POWER_INI_PATH) == 0 &&
                          rename(TEXT_SCRATCH, TEXT_CFG_PATH) == 0;
-        int folder = open("/etc/wardenlink", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-        if (fsync(folder) != 0 || !isWritten)
-            state.SkipWithError("not written");
-        close(folder);
+        DIR* folder = opendir("/etc/wardenlink"); // what saves before have left is looked for
+        if (folder == nullptr || !isWritten)
+            return state.SkipWithError("not written");
+        while (readdir(folder) != nullptr) {
+        }
+        if (fsync(dirfd(folder)) != 0)
+            state.SkipWithError("not flushed");
+        closedir(folder);
     }
 }
 BENCHMARK(WriteConfigBare);
