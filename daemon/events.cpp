@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <dirent.h>
 #include <sys/stat.h>
@@ -94,8 +95,11 @@ void RunEventPrograms(const char* event, const EventEnvironment& environment)
         return;
     dirent** programs = nullptr;
     int count = scandir(EVENT_FOLDER, &programs, IsChosen, CompareNames);
-    for (int i = 0; i < count; i++)
+    for (int i = 0; i < count; i++) {
         RunEventProgram(programs[i]->d_name, event, environment);
+        free(programs[i]);
+    }
+    free(programs);
 }
 
 void AddLine(EventEnvironment& environment, const char* line)
