@@ -29,7 +29,8 @@ int ChkUserID()
 
 tm LocalTime(time_t moment)
 {
-    return *localtime(&moment);
+    const tm* local = localtime(&moment);
+    return local != nullptr ? *local : tm{};
 }
 
 int OpenToRead(const char* path)

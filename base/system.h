@@ -36,7 +36,8 @@ FILE* OpenStreamToRead(const char* path);
 size_t ReadBytes(int fd, void* bytes, size_t size);
 
 // The moment in local time. A program that runs for months follows a change of the
-// machine's time zone: localtime looks for one, localtime_r does not.
+// machine's time zone: localtime looks for one, localtime_r does not. All zero for a year
+// that no calendar can say.
 tm LocalTime(time_t moment);
 
 // Seconds of a clock that nobody sets; only differences mean something.

@@ -22,8 +22,8 @@ bool IsFromLivingDaemon(const char* status)
 {
     double writtenAt = StatusNumber(status, "boot_milliseconds");
     double age = static_cast<double>(BootMilliseconds()) - writtenAt;
-    double pid = StatusNumber(status, "pid");
-    bool isAlive = pid > 1 && (kill(static_cast<pid_t>(pid), 0) == 0 || errno == EPERM);
+    pid_t pid = TruncateToInt(StatusNumber(status, "pid"));
+    bool isAlive = pid > 1 && (kill(pid, 0) == 0 || errno == EPERM);
     return isAlive && age >= 0 && age < STALE_AFTER;
 }
 
@@ -178,5 +178,5 @@ int ShowStatus(bool isJson)
         PrintJson(text);
     else
         PrintStatusLines(text);
-    return static_cast<int>(StatusNumber(text, "status"));
+    return TruncateToInt(StatusNumber(text, "status"));
 }

@@ -6,6 +6,7 @@
 #include <csignal>
 #include <gtest/gtest.h>
 #include <initializer_list>
+#include <limits>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
@@ -175,6 +176,16 @@ void SetMachineZone(int hoursBehind)
     zone += std::string("FAR\0", 4);
     WriteFile("/etc/localtime.new", zone);
     ASSERT_EQ(rename("/etc/localtime.new", "/etc/localtime"), 0);
+}
+
+TEST(LocalTime, IsZeroInAYearThatNoCalendarCanSay)
+{
+    for (int64_t moment :
+         {std::numeric_limits<int64_t>::max(), std::numeric_limits<int64_t>::min()}) {
+        tm local = LocalTime(moment);
+        EXPECT_EQ(local.tm_year, 0);
+        EXPECT_EQ(local.tm_mday, 0);
+    }
 }
 
 TEST(LocalTime, FollowsAChangeOfTheMachinesZone)
