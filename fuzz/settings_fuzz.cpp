@@ -1,9 +1,13 @@
 // Both settings files together, through reading, showing and writing: wardenlink.cfg, a line that
 // is a mere '=', and power.ini.
+#include "config/tolvconf_layout.h"
 #include "fuzz/support/fields.h"
 #include "fuzz/support/input.h"
 #include "fuzz/support/target.h"
+#include "fuzz/support/terminal.h"
+#include "screen/frame.h"
 #include "settings/tolv_lib.h"
+#include "status/tolvstat_comport.h"
 #include "status/tolvstat_data.h"
 
 #include <cmath>
@@ -53,6 +57,25 @@ void CheckSettings(const Settings& settings)
             "what is due is scheduled");
 }
 
+Settings shown;
+
+// In the editor, in each of its modes and with each alert, and on the local screen.
+void PaintSettings()
+{
+    StatusFields fields = {};
+    int shutdownDue = 0;
+    InitScreen();
+    for (int mode = MODE_ITEMS; mode <= MODE_ADDRESS; mode++) {
+        for (int alert : {ALERT_NONE, ALERT_TOGGLE_REBOOT, ALERT_TOO_CLOSE}) {
+            DrawString(shown.cfg, shown.sched, cw_p[ITEM_START_TIMES].row, 0, mode, alert);
+            CheckCells();
+        }
+    }
+    GetFromConfig(fields, shown.cfg, shown.sched, &shutdownDue);
+    DrawScreen(fields, 1);
+    CheckCells();
+}
+
 // Written and read, the schedule is what it was, and so are settings that the text file can say.
 void CheckWriting(const Settings& settings)
 {
@@ -86,6 +109,8 @@ int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size)
     InitConfig(settings.cfg, settings.sched);
     Require(ReadConfig(settings.cfg, settings.sched) == 1, "both files can be read");
     CheckSettings(settings);
+    shown = settings;
+    RunScreen(PaintSettings, NobodyThere);
     CheckWriting(settings);
     RequireFewDescriptors();
     return 0;

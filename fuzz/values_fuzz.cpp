@@ -1,6 +1,7 @@
 // Values of every type that an agent can answer with, into everything that shows them. An input is
 // a list of values, each its tag, two bytes of length and so many bytes; the requests take them in
 // turn, over and over.
+#include "daemon/snmp_source.h"
 #include "fuzz/support/agent.h"
 #include "fuzz/support/fields.h"
 #include "fuzz/support/input.h"
@@ -12,6 +13,8 @@
 #include "snmp/upsconf.h"
 #include "status/tolvstat_agent.h"
 #include "status/tolvstat_page.h"
+
+#include <cmath>
 
 namespace {
 
@@ -61,6 +64,28 @@ void ShowEverything()
     CheckStatusLine();
 }
 
+bool IsNumberOrNone(double number)
+{
+    return std::isfinite(number) || std::isnan(number);
+}
+
+// The same values, as the daemon takes them.
+void CheckReading()
+{
+    Reading reading;
+    UpsNames names;
+    bool isHeard = AskAgentOnce(AGENT_ADDRESS, "public", reading, names);
+    Require(isHeard || (!reading.mainsFailed && std::isnan(reading.inputVoltage)),
+            "an agent that tells too little tells nothing");
+    for (double number :
+         {reading.inputVoltage, reading.outputVoltage, reading.outputSecond, reading.load,
+          reading.inputFrequency, reading.batteryCharge, reading.onBattery})
+        Require(IsNumberOrNone(number), "a value is a number or not told");
+    Require(memchr(names.model, '\0', sizeof(names.model)) != nullptr, "a model is terminated");
+    for (const char* c = names.model; *c != '\0'; c++)
+        Require(*c >= ' ' && *c <= '~', "a model can be shown");
+}
+
 } // namespace
 
 int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size)
@@ -71,6 +96,7 @@ int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size)
     UPS_init();
     RunScreen(ShowEverything, NobodyThere);
     UPS_close();
+    CheckReading();
     RequireFewDescriptors();
     return 0;
 }
