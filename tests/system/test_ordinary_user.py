@@ -11,17 +11,19 @@ import time
 import pytest
 
 import queues
+import settings as files
 import tolvd as daemon
 import world
 from process import OrdinaryUser
 from settings import FOLDER, Settings
-from tolvd import leave_outage, put_program, serial_settings, wait_recorded
+from tolvd import ask, leave_outage, put_program, serial_settings, wait_recorded
 from users import become_ordinary_user, end, spawn, storm, try_as_ordinary_user
 from waiting import LIMIT, wait_until
 
 pytestmark = pytest.mark.usefixtures("other_user")
 
 SETTINGS = [f"{FOLDER}/{name}" for name in ("power.ini", "wardenlink.cfg")]
+OPERATORS = 34  # a group that the user belongs to where a test says so
 LOCK = daemon.STATE + "/tolvd.lock"
 TURN_OFF = ".1.3.6.1.4.1.935.1.1.1.6.2.1.0"
 
@@ -45,25 +47,54 @@ def is_refused(step, *words):
 # --- files ---------------------------------------------------------------------------------
 
 
-def test_the_community_is_everybodys_until_the_mode_is_narrowed():
-    Settings(snmp_community="secret").write()
+def save_in_the_editor(start, keys=""):
+    """What `wardenlink config` writes, which makes files that are missing."""
+    screen = start([world.bin("wardenlink"), "config"])
+    screen.wait_key()
+    screen.press(keys + "s")
+    assert screen.cells(18, 35, 17) == "(Save Completed!)"
+    screen.send("q")
+    assert screen.wait_exit() == 0
+
+
+def set_up():
+    """What `tolvd --setup` writes, which makes them, too."""
+    assert ask("--setup", "serial", world.DEVICE).returncode == 0
+    assert files.read().com_port == world.DEVICE
+
+
+def test_the_community_is_everybodys_until_the_mode_is_narrowed(start, serial_ups):
+    save_in_the_editor(start, "osecret\n")
+    assert files.read().snmp_community == files.read_text()["snmp_community"] == "secret"
     for path in SETTINGS:
         assert try_as_ordinary_user(read_from, path) == 0
+        os.chown(path, 0, OPERATORS)
         os.chmod(path, 0o640)
-        assert is_refused(read_from, path)
+    for save in (lambda: save_in_the_editor(start, "d+"), set_up):
+        before = [os.stat(path).st_ino for path in SETTINGS]
+        save()
+        assert not set(before) & {os.stat(path).st_ino for path in SETTINGS}, "they are other files"
+        for path in SETTINGS:
+            state = os.stat(path)
+            assert (state.st_uid, state.st_gid, state.st_mode & 0o7777) == (0, OPERATORS, 0o640)
+            assert is_refused(read_from, path)
+            assert try_as_ordinary_user(read_from, path, groups=[OPERATORS]) == 0
+    assert files.read().snmp_community == "secret"
 
 
-def test_the_settings_and_what_lies_beside_them_are_roots():
-    Settings().write()
+def test_the_settings_and_what_lies_beside_them_are_roots(start, serial_ups):
     os.mkdir(daemon.EVENT_FOLDER)
-    for folder in (FOLDER, daemon.EVENT_FOLDER):
-        assert is_refused(make_in, folder)
-        assert is_refused(os.symlink, "/run/elsewhere", folder + "/power.ini.new")
-    for path in SETTINGS:
-        assert is_refused(write_into, path)
-        assert is_refused(os.remove, path)
-        assert is_refused(os.rename, path, path + ".mine")
-        assert is_refused(os.chmod, path, 0o666)
+    for save in (lambda: save_in_the_editor(start), set_up):
+        save()
+        for folder in (FOLDER, daemon.EVENT_FOLDER):
+            assert is_refused(make_in, folder)
+            assert is_refused(os.symlink, "/run/elsewhere", folder + "/power.ini.new")
+        for path in SETTINGS:
+            assert is_refused(write_into, path)
+            assert is_refused(os.remove, path)
+            assert is_refused(os.rename, path, path + ".mine")
+            assert is_refused(os.chmod, path, 0o666)
+            os.remove(path)  # so that the next one makes it
 
 
 def test_a_save_replaces_a_link_and_leaves_alone_where_it_leads(start):

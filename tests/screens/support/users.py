@@ -12,8 +12,8 @@ from waiting import wait_until
 ORDINARY_USER = 65534
 
 
-def become_ordinary_user():
-    os.setgroups([])
+def become_ordinary_user(groups=()):
+    os.setgroups(groups)
     os.setresgid(ORDINARY_USER, ORDINARY_USER, ORDINARY_USER)
     os.setresuid(ORDINARY_USER, ORDINARY_USER, ORDINARY_USER)
 
@@ -39,9 +39,9 @@ def end(pid):
     os.waitpid(pid, 0)
 
 
-def try_as_ordinary_user(step, *words):
+def try_as_ordinary_user(step, *words, groups=()):
     """What comes of it: 0, or the number of the system's error."""
-    pid = spawn(become_ordinary_user, lambda: step(*words))
+    pid = spawn(lambda: become_ordinary_user(groups), lambda: step(*words))
     return os.waitstatus_to_exitcode(os.waitpid(pid, 0)[1])
 
 
