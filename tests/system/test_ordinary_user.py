@@ -16,8 +16,8 @@ import tolvd as daemon
 import world
 from process import OrdinaryUser
 from settings import FOLDER, Settings
-from tolvd import ask, leave_outage, put_program, serial_settings, wait_recorded
-from users import become_ordinary_user, end, spawn, storm, try_as_ordinary_user
+from tolvd import ask, kept_outage, leave_outage, put_program, serial_settings, wait_recorded
+from users import become_ordinary_user, end, is_full, spawn, storm, try_as_ordinary_user
 from waiting import LIMIT, wait_until
 
 pytestmark = pytest.mark.usefixtures("other_user")
@@ -25,6 +25,9 @@ pytestmark = pytest.mark.usefixtures("other_user")
 SETTINGS = [f"{FOLDER}/{name}" for name in ("power.ini", "wardenlink.cfg")]
 OPERATORS = 34  # a group that the user belongs to where a test says so
 LOCK = daemon.STATE + "/tolvd.lock"
+DELAY = 60  # seconds from an outage's begin to the shutdown
+FLUSH = 10  # the longest wait for the disks
+BUSY = 30  # seconds by which a busy machine may hold up anything
 TURN_OFF = ".1.3.6.1.4.1.935.1.1.1.6.2.1.0"
 
 
@@ -225,11 +228,16 @@ def test_no_storm_on_any_queue_holds_up_a_shutdown(serial_ups, tolvd):
     serial_settings()
     serial_ups.freeze()
     serial_ups.mains("fail")
-    leave_outage(55)
     with storm("heartbeatQueue", senders=4), storm("daemonControlQueue", 5, 4), \
             storm("commandQueue", 9, 4), storm("dataQueue", 1, 4):
-        tolvd().wait_log("the system goes down now")
-        wait_recorded("shutdown", "-h now")
+        since = leave_outage(DELAY - 5)
+        decided = tolvd().wait_log("the system goes down now, by the power failure")
+        call = wait_recorded("shutdown", "-h now")
+        wait_until(lambda: is_full("heartbeatQueue"), what="the storm, which goes on")
+    # The recorder's clock shows hundredths.
+    assert kept_outage() == str(int(since * 1000)), "counted from its begin"
+    assert DELAY - 0.1 <= call.at - since <= DELAY + FLUSH + BUSY
+    assert DELAY <= decided.at - since <= DELAY + BUSY
 
 
 # --- the UPS -------------------------------------------------------------------------------
