@@ -17,7 +17,8 @@ import world
 from process import OrdinaryUser
 from settings import FOLDER, Settings
 from tolvd import ask, kept_outage, leave_outage, put_program, serial_settings, wait_recorded
-from users import become_ordinary_user, end, is_full, spawn, storm, try_as_ordinary_user
+from users import (become_ordinary_user, beside, end, is_full, spawn, storm,
+                   try_as_ordinary_user)
 from waiting import LIMIT, wait_until
 
 pytestmark = pytest.mark.usefixtures("other_user")
@@ -192,35 +193,27 @@ def test_a_queue_that_he_made_and_gave_to_root_is_made_anew(serial_ups, tolvd):
         assert (made.uid, made.cuid, made.mode & 0o777) == (0, 0, 0o600)
 
 
-def hold_all_queues(ready, ended):
-    """Takes every queue that the system has to give, until it is told to give them back."""
-    made = []
-    while True:
-        made.append(queues.make_private())
-        if made[-1] is None:
-            break
-    os.write(ready, b"x")
-    os.read(ended, 1)
-    for queue in made[:-1]:
+def take_all_queues(taken):
+    """Every queue that the system has to give."""
+    while (queue := queues.make_private()) is not None:
+        taken.append(queue)
+
+
+def give_back(taken):
+    for queue in taken:
         queues.remove_number(queue)
 
 
 def test_a_daemon_without_a_single_queue_protects(serial_ups, tolvd):
-    serial_settings(ac_fail_delay=10)
+    serial_settings()
     serial_ups.freeze()
-    (seen, ready), (ended, done) = os.pipe(), os.pipe()
-    user = spawn(become_ordinary_user, lambda: hold_all_queues(ready, ended))
-    try:
-        assert os.read(seen, 1) == b"x"
-        running = tolvd()
+    serial_ups.mains("fail")
+    taken = []  # his own from the fork on
+    with beside(lambda: take_all_queues(taken), lambda: give_back(taken)):
+        leave_outage(DELAY - 5)
+        tolvd().wait_log("the system goes down now, by the power failure")
+        wait_recorded("shutdown", "-h now")
         assert not any(map(queues.exists, queues.NAMES))
-        serial_ups.mains("fail")
-        running.wait_status(status=2, pending="outage")
-    finally:
-        os.write(done, b"x")
-        assert os.waitpid(user, 0)[1] == 0
-        for end_of_pipe in (seen, ready, ended, done):
-            os.close(end_of_pipe)
     wait_until(lambda: queues.count("heartbeatQueue"), what="the presence, now that there is room")
 
 

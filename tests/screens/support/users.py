@@ -45,6 +45,23 @@ def try_as_ordinary_user(step, *words, groups=()):
     return os.waitstatus_to_exitcode(os.waitpid(pid, 0)[1])
 
 
+@contextlib.contextmanager
+def beside(first, last=lambda: None):
+    """An ordinary user's process that has taken its first step, and takes its last in the end."""
+    (seen, ready), (ended, end_it) = os.pipe(), os.pipe()
+    user = spawn(become_ordinary_user, first, lambda: os.write(ready, b"x"),
+                 lambda: os.read(ended, 1), last)
+    os.close(ready)
+    try:
+        assert os.read(seen, 1) == b"x"
+        yield user
+    finally:
+        os.write(end_it, b"x")
+        assert os.waitpid(user, 0)[1] == 0
+        for end_of_pipe in (seen, ended, end_it):
+            os.close(end_of_pipe)
+
+
 @pytest.fixture
 def other_user():
     """Somebody else than root, whom a world may not know."""
