@@ -1,6 +1,9 @@
 """What an ordinary user of the machine can and cannot do: the table of SECURITY.md, tried."""
 
+import ctypes
 import errno
+import fcntl
+import itertools
 import os
 import re
 import shutil
@@ -14,6 +17,7 @@ import queues
 import settings as files
 import tolvd as daemon
 import world
+from outside import check_lines, check_stream, pieces, plain_terminal
 from process import OrdinaryUser
 from settings import FOLDER, Settings
 from tolvd import ask, kept_outage, leave_outage, put_program, serial_settings, wait_recorded
@@ -25,6 +29,7 @@ pytestmark = pytest.mark.usefixtures("other_user")
 
 SETTINGS = [f"{FOLDER}/{name}" for name in ("power.ini", "wardenlink.cfg")]
 OPERATORS = 34  # a group that the user belongs to where a test says so
+PR_SET_NAME = 15
 LOCK = daemon.STATE + "/tolvd.lock"
 DELAY = 60  # seconds from an outage's begin to the shutdown
 FLUSH = 10  # the longest wait for the disks
@@ -253,6 +258,55 @@ def test_who_knows_the_community_commands_an_agent_that_lets_him(agent):
     assert agent.log() == [f"set {TURN_OFF} integer 2"]
     agent.error("turn_off", "readOnly")
     assert subprocess.run(words, capture_output=True, check=False).returncode != 0
+
+
+# --- root's terminal -----------------------------------------------------------------------
+
+
+def send_outside(texts):
+    """His presence messages, as many as are taken, for ever."""
+    for text in itertools.cycle(texts):
+        wait_until(lambda: queues.count("heartbeatQueue") < 5, what="a reader")
+        queues.send("heartbeatQueue", 4, text)
+
+
+def test_what_he_sends_as_the_presence_reaches_no_terminal_raw(start):
+    Settings(comm_mode=0).write()
+    queues.open("heartbeatQueue")  # root's: one that he made is removed before it is read
+    screen = start([world.bin("wardenlink-local")], **plain_terminal())
+    screen.wait_key()
+    for text in pieces(90):
+        assert try_as_ordinary_user(queues.send, "heartbeatQueue", 4, text) == 0
+        screen.press("r")
+        assert queues.info("heartbeatQueue").last_reader == screen.pid
+        check_stream(screen.clear_raw())
+    user = spawn(become_ordinary_user, lambda: send_outside(pieces(90)))
+    try:
+        shown = world.run("start")
+    finally:
+        end(user)
+    assert " is currently running!" in shown.stdout, "it was believed"
+    check_lines((shown.stdout + shown.stderr).encode())
+
+
+def hold_line_as(name):
+    """Holds the line alone, under that name of a process."""
+    ctypes.CDLL(None).prctl(PR_SET_NAME, name)
+    fcntl.flock(os.open(world.DEVICE, os.O_RDWR | os.O_NOCTTY), fcntl.LOCK_EX)
+
+
+def test_the_name_of_a_user_who_holds_the_line_reaches_no_terminal_raw(serial_ups):
+    daemon.require_recorders()
+    serial_settings()
+    with open(world.DEVICE, "r+b", buffering=0):  # a line that is closed is a new one
+        os.chmod(world.DEVICE, 0o666)
+        for name in pieces(15, without=b"\0\n"):
+            with beside(lambda name=name: hold_line_as(name)) as user:
+                with open(f"/proc/{user}/comm", "rb") as source:
+                    assert source.read() == name + b"\n"
+                shown = ask("--check", text=False).stdout
+            assert b"Trouble: process %d (" % user in shown
+            check_lines(shown)
 
 
 # --- the screens ---------------------------------------------------------------------------

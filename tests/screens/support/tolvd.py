@@ -221,7 +221,8 @@ def program():
 def ask(*options, prefix=(), **how):
     """Runs tolvd with these options to its end; the result has returncode, stdout and stderr."""
     return subprocess.run([*prefix, program(), *options], stdin=subprocess.DEVNULL,
-                          capture_output=True, text=True, timeout=LIMIT, check=False, **how)
+                          capture_output=True, timeout=LIMIT, check=False,
+                          **{"text": True, **how})
 
 
 def preloaded(name):
