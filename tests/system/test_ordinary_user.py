@@ -17,11 +17,12 @@ import queues
 import settings as files
 import tolvd as daemon
 import world
+from local_painter import WARNING, all_replies_with
 from outside import check_lines, check_stream, pieces, plain_terminal
 from process import OrdinaryUser
 from settings import FOLDER, Settings
 from tolvd import ask, kept_outage, leave_outage, put_program, serial_settings, wait_recorded
-from users import (become_ordinary_user, beside, end, is_full, spawn, storm,
+from users import (become_ordinary_user, beside, crowd, end, is_full, spawn, storm,
                    try_as_ordinary_user)
 from waiting import LIMIT, wait_until
 
@@ -180,6 +181,31 @@ def test_the_presence_comes_back_to_a_queue_that_was_filled_or_emptied(serial_up
     assert try_as_ordinary_user(queues.drain, "heartbeatQueue") == 0
     wait_until(lambda: queues.count("heartbeatQueue"), what="the presence")
     assert running.status()["ups"] == "heard"
+
+
+def test_the_protection_does_not_hang_on_the_presence(serial_ups, tolvd, start):
+    serial_settings(ac_fail_delay=10)
+    serial_ups.freeze()
+    running = tolvd()
+    screen = start([world.bin("wardenlink-local")])
+    screen.wait_key()
+    # So many that a message finds one of them waiting, also on a busy machine.
+    with crowd(lambda: queues.hoard("heartbeatQueue"), 8) as readers:
+        wait_until(lambda: queues.info("heartbeatQueue").last_reader in readers, what="his first")
+        serial_ups.mains("fail")
+        running.wait_status(status=2, pending="outage")
+        wait_until(lambda: all_replies_with(" 10000"), what="the replies")
+        screen.press(" ")
+        assert screen.cells(9, 26, 8) == "AC FAILS"
+        assert screen.cells(15, 4, 32) == " " * 32, "no warning without a daemon"
+        assert world.run("stop").stdout.endswith("is not running!\n")
+        wait_until(lambda: ask("--status").returncode == 2, what="the daemon's word")
+    running.reload()
+    running.wait_status(status=2, pending="outage")
+    # One for a pass that nobody called forth, one for the pass that is looked at.
+    wait_until(lambda: queues.count("heartbeatQueue") > 1, what="the presence")
+    screen.press(" ")
+    assert screen.cells(15, 4, 32) == WARNING
 
 
 def make_and_give(name):

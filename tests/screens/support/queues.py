@@ -86,6 +86,13 @@ def flood(name, kind):
         pass
 
 
+def hoard(name):
+    """Takes one message after the other for ever, each as it comes."""
+    queue, message = open(name), ctypes.byref(_Message())
+    while _libc.msgrcv(queue, message, _Message.text.size, 0, MSG_NOERROR) >= 0:
+        pass
+
+
 def fill(name, kind):
     """Leaves no room, by messages as long and as few as can be."""
     drain(name)

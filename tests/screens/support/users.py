@@ -75,14 +75,20 @@ def is_full(name):
 
 
 @contextlib.contextmanager
-def storm(name, kind=4, senders=32):
-    """Processes of an ordinary user that fill every gap of a full queue at once."""
-    queues.open(name)
-    running = [spawn(become_ordinary_user, lambda: queues.flood(name, kind))
-               for _ in range(senders)]
+def crowd(step, size):
+    """Processes of an ordinary user that are all at the same step; ended in the end."""
+    running = [spawn(become_ordinary_user, step) for _ in range(size)]
     try:
-        wait_until(lambda: is_full(name), what="a full queue")
-        yield
+        yield running
     finally:
         for pid in running:
             end(pid)
+
+
+@contextlib.contextmanager
+def storm(name, kind=4, senders=32):
+    """Processes of an ordinary user that fill every gap of a full queue at once."""
+    queues.open(name)
+    with crowd(lambda: queues.flood(name, kind), senders):
+        wait_until(lambda: is_full(name), what="a full queue")
+        yield
