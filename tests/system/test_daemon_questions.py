@@ -14,7 +14,7 @@ import tolvd as daemon
 import world
 from process import OrdinaryUser
 from settings import Settings
-from tolvd import agent_settings, ask, leave_outage, program, serial_settings
+from tolvd import agent_settings, ask, leave_outage, serial_settings
 from world import wait_until
 
 TEXTS = ("power.ini", "wardenlink.cfg")
@@ -68,14 +68,6 @@ def test_an_ordinary_user_is_refused_with_one_line(words, everyones_tolvd):
     assert (shown.returncode, shown.stdout) == (1, "")
     assert shown.stderr == "tolvd: only the super-user can do this\n"
     assert files() == {}
-
-
-@pytest.fixture
-def everyones_tolvd():
-    path = daemon.shutil.copy(program(), "/run/tolvd-of-everyone")
-    os.chmod(path, 0o755)
-    yield path
-    os.remove(path)
 
 
 def test_an_ordinary_user_may_ask_for_the_status(serial_ups, tolvd, everyones_tolvd):

@@ -440,6 +440,15 @@ def placed():
 
 
 @pytest.fixture
+def everyones_tolvd():
+    """A copy of the daemon's program that ordinary users can reach."""
+    path = shutil.copy(program(), "/run/tolvd-of-everyone")
+    os.chmod(path, 0o755)
+    yield path
+    os.remove(path)
+
+
+@pytest.fixture
 def serial_ups():
     """A simulated UPS at rest on its serial line."""
     running = world.Serial()
