@@ -21,7 +21,8 @@ from local_painter import WARNING, all_replies_with
 from outside import check_lines, check_stream, pieces, plain_terminal
 from process import OrdinaryUser
 from settings import FOLDER, Settings
-from tolvd import ask, kept_outage, leave_outage, put_program, serial_settings, wait_recorded
+from tolvd import (agent_settings, ask, kept_outage, leave_outage, put_program, serial_settings,
+                   wait_recorded)
 from users import (become_ordinary_user, beside, crowd, end, is_full, spawn, storm,
                    try_as_ordinary_user)
 from waiting import LIMIT, wait_until
@@ -90,6 +91,42 @@ def test_the_community_is_everybodys_until_the_mode_is_narrowed(start, serial_up
             assert is_refused(read_from, path)
             assert try_as_ordinary_user(read_from, path, groups=[OPERATORS]) == 0
     assert files.read().snmp_community == "secret"
+
+
+@pytest.fixture
+def secret_agent():
+    """One that answers to a community that not everybody is to know."""
+    running = world.Agent(community="secret")
+    agent_settings(snmp_community="secret")
+    for path in SETTINGS:
+        os.chown(path, 0, OPERATORS)
+        os.chmod(path, 0o640)
+    yield running
+    assert running.stop() == 0, "the simulated UPS ended badly"
+
+
+def ask_as(user, program, words):
+    """The status as he sees it; none while it is too old, on a busy machine."""
+    shown = subprocess.run([*user, program, "--status", *words], capture_output=True, text=True,
+                           timeout=LIMIT, check=False)
+    assert shown.stderr == ""
+    return shown.stdout if shown.returncode == 0 else None
+
+
+def test_who_may_not_read_the_community_is_told_by_the_daemon(
+        secret_agent, tolvd, start, everyones, everyones_tolvd):
+    screen = start([*OrdinaryUser(), everyones, "status"])
+    assert screen.wait_exit() == 1
+    assert screen.raw.replace(b"\r\n", b"\n") == f"File {SETTINGS[0]} Error!\n".encode()
+    tolvd()
+    for words in ([], ["--json"]):
+        told = wait_until(lambda words=words: ask_as(OrdinaryUser(), everyones_tolvd, words),
+                          what="the daemon's word")
+        assert "good" in told and world.agent_address() in told and "secret" not in told
+    member = [word for word in OrdinaryUser() if word != "--clear-groups"]
+    screen = start([*member, f"--groups={OPERATORS}", everyones, "status"])
+    screen.wait_key()
+    assert screen.cells(4, 23, 6) == "secret"
 
 
 def test_the_settings_and_what_lies_beside_them_are_roots(start, serial_ups):
@@ -275,6 +312,19 @@ def test_the_line_is_the_daemons_alone(serial_ups, tolvd):
     os.chmod(world.DEVICE, 0o666)  # a line that was closed is a new one
     for step in (read_from, write_into):
         assert try_as_ordinary_user(step, os.path.realpath(world.DEVICE)) == errno.EBUSY
+
+
+def test_who_had_the_line_open_before_keeps_it_and_is_named(serial_ups, tolvd):
+    serial_settings()
+    os.chmod(world.DEVICE, 0o666)
+    line = []  # his own from the fork on
+    with beside(lambda: line.append(os.open(world.DEVICE, os.O_RDWR | os.O_NOCTTY)),
+                lambda: os.write(line[0], b"T\r")) as user:
+        assert f"Trouble: process {user} (" in ask("--check").stdout
+        tolvd()
+        assert try_as_ordinary_user(write_into, os.path.realpath(world.DEVICE)) == errno.EBUSY
+        assert "serial T" not in serial_ups.log()
+    wait_until(lambda: "serial T" in serial_ups.log(), what="his order at the UPS")
 
 
 def test_who_knows_the_community_commands_an_agent_that_lets_him(agent):
