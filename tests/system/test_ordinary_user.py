@@ -115,9 +115,12 @@ def ask_as(user, program, words):
 
 def test_who_may_not_read_the_community_is_told_by_the_daemon(
         secret_agent, tolvd, start, everyones, everyones_tolvd):
-    screen = start([*OrdinaryUser(), everyones, "status"])
-    assert screen.wait_exit() == 1
-    assert screen.raw.replace(b"\r\n", b"\n") == f"File {SETTINGS[0]} Error!\n".encode()
+    local = shutil.copy(world.bin("wardenlink-local"), os.path.dirname(everyones))
+    for command, told in (([everyones, "status"], f"File {SETTINGS[0]} Error!"),
+                          ([local], f"{SETTINGS[0]} not found!")):
+        screen = start([*OrdinaryUser(), *command])
+        assert screen.wait_exit() != 0
+        assert screen.raw.decode().splitlines() == [told]
     tolvd()
     for words in ([], ["--json"]):
         told = wait_until(lambda words=words: ask_as(OrdinaryUser(), everyones_tolvd, words),
