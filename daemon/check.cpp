@@ -145,7 +145,9 @@ int ReportLine(const PowerConfig& cfg)
     char status[STATUS_TEXT_SIZE];
     if (ReadDaemonsStatus(cfg.comPort, status)) {
         printf("The running daemon holds the line. Its last reading:\n");
-        return ShowDaemonsReading(status);
+        int result = ShowDaemonsReading(status);
+        PrintHolders(cfg.comPort, TruncateToInt(StatusNumber(status, "pid")));
+        return result;
     }
     Source source = {};
     Reading reading;
@@ -166,7 +168,7 @@ int ReportLine(const PowerConfig& cfg)
         PrintReading(reading, source.names, PATH_SERIAL);
     if (source.serial.garbled > 0)
         printf("%u replies were garbled.\n", source.serial.garbled);
-    PrintHolders(cfg.comPort);
+    PrintHolders(cfg.comPort, -1);
     return isAnswered ? 0 : 1;
 }
 

@@ -2,6 +2,7 @@
 
 #include "base/system.h"
 #include "base/text.h"
+#include "daemon/deed_mark.h"
 #include "daemon/events.h"
 #include "daemon/explain.h"
 #include "daemon/policy_settings.h"
@@ -11,7 +12,6 @@
 #include "daemon/tell.h"
 #include "daemon/whole_file.h"
 
-#include <cctype>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -215,18 +215,32 @@ void PrintHolder(const char* pid)
                 pid, name);
 }
 
-// Also the process that opened the line for this one, and may not quite have ended.
-bool IsOurs(const char* pid)
+// 0 where there is none, or no such process.
+int ParentOf(int process)
 {
     char path[PATH_SIZE];
     char text[128];
-    FormatText(path, sizeof(path), "/proc/%s/stat", pid);
+    FormatText(path, sizeof(path), "/proc/%d/stat", process);
     ReadSmallFile(path, text, sizeof(text));
     const char* behindName = strrchr(text, ')');
-    int parent = -1;
+    int parent = 0;
     if (behindName != nullptr)
         sscanf(behindName + 1, " %*c %d", &parent);
-    return parent == getpid() || atoi(pid) == getpid();
+    return parent;
+}
+
+// This process, the daemon, one that shuts the system down, and what they have started: the one
+// that opened the line for them may not quite have ended.
+bool IsOurs(int process, int daemon)
+{
+    constexpr int GENERATIONS = 8;
+    int deed = FindLastDeed();
+    for (int i = 0; i < GENERATIONS && process > 0; i++) {
+        if (process == getpid() || process == daemon || process == deed)
+            return true;
+        process = ParentOf(process);
+    }
+    return false;
 }
 
 } // namespace
@@ -251,7 +265,7 @@ int PrintTroubles(const PowerConfig& cfg, const ScheduleEntry sched[7])
     return troubles;
 }
 
-void PrintHolders(const char* device)
+void PrintHolders(const char* device, int daemon)
 {
     struct stat line = {};
     DIR* processes = opendir("/proc");
@@ -261,8 +275,8 @@ void PrintHolders(const char* device)
         return;
     }
     while (const dirent* entry = readdir(processes)) {
-        bool isProcess = isdigit(static_cast<unsigned char>(entry->d_name[0])) != 0;
-        if (isProcess && !IsOurs(entry->d_name) && HasOpen(entry->d_name, line.st_rdev))
+        int process = atoi(entry->d_name); // other entries are names
+        if (process > 0 && HasOpen(entry->d_name, line.st_rdev) && !IsOurs(process, daemon))
             PrintHolder(entry->d_name);
     }
     closedir(processes);

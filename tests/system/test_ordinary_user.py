@@ -324,7 +324,9 @@ def test_who_had_the_line_open_before_keeps_it_and_is_named(serial_ups, tolvd):
     with beside(lambda: line.append(os.open(world.DEVICE, os.O_RDWR | os.O_NOCTTY)),
                 lambda: os.write(line[0], b"T\r")) as user:
         assert f"Trouble: process {user} (" in ask("--check").stdout
-        tolvd()
+        running = tolvd()
+        shown = ask("--check").stdout
+        assert f"Trouble: process {user} (" in shown and f"process {running.pid} (" not in shown
         assert try_as_ordinary_user(write_into, os.path.realpath(world.DEVICE)) == errno.EBUSY
         assert "serial T" not in serial_ups.log()
     wait_until(lambda: "serial T" in serial_ups.log(), what="his order at the UPS")
