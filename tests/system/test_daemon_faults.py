@@ -13,8 +13,8 @@ import tolvd as daemon
 import world
 from process import Children, OpenFiles
 from storm import COUNT, send_datagrams, send_signals, udp_ports
-from tolvd import (agent_settings, events, kept_outage, preloaded, record_events, recorded,
-                   serial_settings, trace, wait_recorded)
+from tolvd import (agent_settings, kept_outage, preloaded, recorded, serial_settings, trace,
+                   wait_recorded)
 from waiting import LIMIT, wait_until
 from weather import Weather
 
@@ -54,30 +54,6 @@ def test_a_daemon_killed_at_a_call_leaves_whole_files_to_the_next(serial_ups, to
         os.remove(daemon.OUTAGE)
         serial_ups.mains("restore")
     assert recorded("shutdown") == []
-
-
-def test_whoever_is_killed_at_a_call_of_an_event_the_outage_is_watched(serial_ups, tolvd):
-    """The daemon itself, the process that runs the event's programs, or a program of them."""
-    serial_ups.freeze()
-    serial_settings(ac_fail_delay=5)
-    record_events()
-    for call in ("clone", "setsid", "getdents64", "execve"):
-        running = tolvd()
-        wait_until(lambda: "start" in events(), what="the first event")
-        tracer = trace(running.pid, "-f", "-e", f"inject={call}:signal=KILL:when=1")
-        serial_ups.mains("fail")
-        wait_until(lambda: running.process.poll() or running.status().get("status") == 2,
-                   what="its end or the outage")
-        tracer.terminate()
-        tracer.wait(LIMIT)
-        if running.process.poll() is not None:
-            running = tolvd()
-        running.wait_status(status=2, pending="outage")
-        running.stop()
-        wait_until(lambda: "stop" in events(), what="the last event")
-        os.remove(daemon.RECORDED)
-        os.remove(daemon.OUTAGE)
-        serial_ups.mains("restore")
 
 
 @pytest.mark.parametrize("calls, error", [("write", "EIO"), ("rename", "EIO"), ("openat", "EMFILE"),
