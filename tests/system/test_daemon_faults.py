@@ -1,9 +1,7 @@
-"""The daemon killed at its state files' calls, its files refused, storms, and a clock that is set:
-it protects all the same, and what it leaves can be read."""
+"""The daemon's files refused, storms, and a clock that is set: it protects all the same."""
 
 import calendar
 import contextlib
-import json
 import os
 import signal
 
@@ -13,8 +11,7 @@ import tolvd as daemon
 import world
 from process import Children, OpenFiles
 from storm import COUNT, send_datagrams, send_signals, udp_ports
-from tolvd import (agent_settings, kept_outage, preloaded, recorded, serial_settings, trace,
-                   wait_recorded)
+from tolvd import agent_settings, preloaded, recorded, serial_settings, trace, wait_recorded
 from waiting import LIMIT, wait_until
 from weather import Weather
 
@@ -27,33 +24,6 @@ def check_calm(running):
     """No outage was seen so far and no UPS lost, not for a moment either, and nobody was told."""
     assert running.lines("the mains failed|does not answer|answers again|goes down") == []
     assert recorded() == []
-
-
-# When the call touches the state's files for the first time, the second time ...: the mains fail,
-# so that the outage is among what is written.
-@pytest.mark.parametrize("call, last", [("openat", 3), ("fchmod", 3), ("write", 3), ("close", 2),
-                                        ("rename", 3)])
-def test_a_daemon_killed_at_a_call_leaves_whole_files_to_the_next(serial_ups, tolvd, call, last):
-    serial_ups.freeze()
-    serial_settings(ac_fail_delay=5)
-    for number in range(1, last + 1):
-        running = tolvd()
-        tracer = trace(running.pid, *ON_STATE, "-e",
-                       f"inject={call}:signal=KILL:when={number}")
-        serial_ups.mains("fail")
-        assert running.wait_end(LIMIT) == -signal.SIGKILL
-        tracer.wait(LIMIT)
-        with open(daemon.STATUS, encoding="ascii") as source:
-            assert json.load(source)["pid"] == running.pid
-        since = kept_outage()
-        follower = tolvd()
-        follower.wait_status(status=2, mains="failed")
-        assert since in (None, kept_outage())
-        follower.stop()
-        assert sorted(os.listdir(daemon.STATE)) == ["outage", "tolvd.lock"]
-        os.remove(daemon.OUTAGE)
-        serial_ups.mains("restore")
-    assert recorded("shutdown") == []
 
 
 @pytest.mark.parametrize("calls, error", [("write", "EIO"), ("rename", "EIO"), ("openat", "EMFILE"),

@@ -1,9 +1,11 @@
-"""The daemon and the processes that it makes for an event, each killed at its system calls: what is
-left is whole, and the outage is watched, if need be by the next daemon.
+"""The daemon, the processes that it makes for an event, and the one that shuts down, each killed at
+its system calls: what is left is whole, and the outage is watched, if need be by the next daemon.
 
 Some calls in each run of the tests; WARDENLINK_KILLS=1 takes every one.
 """
 
+import itertools
+import json
 import os
 import re
 import signal
@@ -11,13 +13,15 @@ import signal
 import pytest
 
 import tolvd as daemon
+import world
 from process import Children
-from tolvd import (events, kept_outage, leave_outage, read_status, record_events, recorded,
-                   serial_settings, trace, wait_event)
+from tolvd import (REPLIES, events, kept_outage, leave_outage, preloaded, read_status,
+                   record_events, recorded, serial_settings, trace, wait_event, wait_recorded)
 from waiting import LIMIT, wait_until
 
 LOG = "/run/calls"
 EVERY = "WARDENLINK_KILLS" in os.environ
+WRITES = ("openat", "fchmod", "write", "close", "rename")  # a file, under its scratch name first
 
 
 # --- who is killed, and where ----------------------------------------------------------------
@@ -31,6 +35,11 @@ def first_calls(calls):
 def inject(call, number=1):
     """What strace is told to kill at the call of that name and number."""
     return "-e", f"inject={call}:signal=KILL:when={number}"
+
+
+def at_file(path, call, number=1):
+    """The same for the calls on one file of the daemon's."""
+    return "-P", path + (".new" if call in WRITES else ""), *inject(call, number)
 
 
 def logged():
@@ -152,6 +161,8 @@ def test_killed_when_the_mains_fail(serial_ups, tolvd):
     running.wait_status(status=2)
     running.kill()
     for call, number in first_calls(logged_calls()):
+        if call in WRITES and not EVERY:  # see its state files
+            continue
         running = fail_mains(*inject(call, number))
         assert is_killed(running) or number > 1, call
         running.kill()
@@ -237,3 +248,169 @@ def test_an_events_program_is_killed_before_it_begins(in_outage):
         in_outage.wait_log("event settings: 10record was ended by signal 9", count=at + 1)
         wait_event("settings", 3 + at)
     assert events().count("settings") == 2 + len(calls)
+
+
+# --- its state files -----------------------------------------------------------------------------
+
+
+def end_by_kill(running):
+    assert running.wait_end() == -signal.SIGKILL
+
+
+def check_scratch(path, call):
+    """What is left says where the kill was."""
+    assert os.path.exists(path + ".new") == (call in WRITES[1:]), call
+
+
+@pytest.mark.parametrize("path", [daemon.STATUS, daemon.OUTAGE])
+def test_killed_while_it_writes_status_and_outage(serial_ups, tolvd, path):
+    serial_ups.freeze()
+    serial_settings(ac_fail_delay=5)
+    for call in WRITES:
+        running = tolvd()
+        trace(running.pid, *at_file(path, call))
+        serial_ups.mains("fail")
+        end_by_kill(running)
+        check_scratch(path, call)
+        with open(daemon.STATUS, encoding="ascii") as source:
+            assert json.load(source)["pid"] == running.pid
+        assert kept_outage() is None or path == daemon.STATUS
+        check_follower(tolvd, kept_outage())
+        os.remove(daemon.OUTAGE)
+        serial_ups.mains("restore")
+    assert recorded("shutdown") == []
+
+
+@pytest.mark.parametrize("call, is_kept", [("unlink", True), ("clone", False)])
+def test_killed_at_the_end_of_an_outage(serial_ups, tolvd, call, is_kept):
+    """Before and after its file is gone: the next daemon, too, finds that it is over."""
+    serial_ups.freeze()
+    serial_settings(ac_fail_delay=1440)
+    serial_ups.mains("fail")
+    leave_outage(5)  # by the time of all daemons: each one leaps on its own
+    since = kept_outage()
+    running = tolvd(env=preloaded("short_waits"))
+    running.wait_status(status=2, mains="failed")
+    trace(running.pid, *(at_file(daemon.OUTAGE, call) if is_kept else inject(call)))
+    serial_ups.mains("restore")
+    end_by_kill(running)
+    assert kept_outage() == (since if is_kept else None)
+    follower = tolvd(env=preloaded("short_waits"))
+    follower.wait_status(status=0, mains="good", pending="none")
+    assert kept_outage() is None
+    follower.stop()
+    assert len(follower.lines("the mains are back: the power failure is over")) == is_kept
+    assert os.listdir(daemon.STATE) == ["tolvd.lock"] and recorded("shutdown") == []
+
+
+def make_deed(serial_ups, tolvd):
+    """The process that shuts the system down, standing still; its daemon is killed."""
+    for path in (daemon.LAST_DEED, daemon.RECORDED):
+        if os.path.exists(path):
+            os.remove(path)
+    serial_settings(ac_fail_delay=5, countdown_on=0, turn_off_ups=0)
+    leave_outage(120)
+    running = tolvd()
+    running.wait_status(status=2, pending="outage")
+
+    def order_settings():
+        serial_settings(ac_fail_delay=1, countdown_on=0, turn_off_ups=0)
+        os.kill(running.pid, signal.SIGHUP)
+    runner, deed = stop_newborn(running.pid, order_settings, 2)
+    running.wait_log("the system goes down now")
+    os.kill(runner, signal.SIGCONT)
+    running.kill()
+    return deed
+
+
+@pytest.mark.parametrize("number", [1, 2])
+def test_killed_while_it_marks_the_shutdown(serial_ups, tolvd, number):
+    """As begun, and as done: the next daemon begins it again."""
+    serial_ups.freeze()
+    serial_ups.mains("fail")
+    for call in WRITES if EVERY else ("openat", "write", "rename"):
+        go_on_to_be_killed(make_deed(serial_ups, tolvd), *at_file(daemon.LAST_DEED, call, number))
+        check_scratch(daemon.LAST_DEED, call)
+        if number == 1:
+            assert not os.path.exists(daemon.LAST_DEED)
+        else:
+            with open(daemon.LAST_DEED, encoding="ascii") as source:
+                assert re.fullmatch(r"\d+ \d+\n", source.read())
+        assert len(recorded("shutdown")) == number - 1
+        follower = tolvd()
+        wait_recorded("shutdown", "-h now")
+        wait_until(daemon.last_deed_done, what="its end")
+        assert len(recorded("shutdown")) == number
+        follower.stop()
+        assert sorted(os.listdir(daemon.STATE)) == ["outage", "shutdown", "tolvd.lock"]
+
+
+# --- its replies, and its stop -------------------------------------------------------------------
+
+
+def contents(path):
+    """None where there is no file."""
+    if not os.path.exists(path):
+        return None
+    with open(path, "rb") as source:
+        return source.read()
+
+
+def wait_replies(replies=None):
+    """The replies' files, once all are there, or are these, and no scratch file beside them."""
+    def Find():
+        found = list(map(contents, REPLIES))
+        is_clear = not any(os.path.exists(path + ".new") for path in REPLIES)
+        return found if None not in found and is_clear and replies in (None, found) else None
+    return wait_until(Find, what="the replies")
+
+
+def test_killed_while_it_keeps_a_reply(serial_ups, tolvd):
+    serial_settings()
+    serial_ups.freeze()
+    running = tolvd()
+    whole = wait_replies()
+    running.stop()
+    for path, call in itertools.product(REPLIES, WRITES):
+        serial_ups.load(35)
+        old = None
+        if path == REPLIES[0]:  # which alone changes
+            running = tolvd()
+            old = wait_replies()[0]
+            trace(running.pid, *at_file(path, call))
+            serial_ups.load(44)
+        else:
+            running = daemon.Tolvd(prefix=["strace", "-D", "-qq", "-o", "/dev/null",
+                                           *at_file(path, call)])
+        end_by_kill(running)
+        check_scratch(path, call)
+        assert contents(path) == old
+        assert all(contents(other) in (None, reply) for other, reply in zip(REPLIES, whole))
+        serial_ups.load(35)
+        follower = tolvd()
+        wait_replies(whole)
+        follower.stop()
+        assert not any(name.endswith(".new") for name in os.listdir(world.FOLDER))
+
+
+def test_killed_at_its_stop_in_an_outage(serial_ups, tolvd):
+    serial_settings(ac_fail_delay=60)
+    serial_ups.freeze()
+    serial_ups.mains("fail")
+    kills = [*((path, "unlink") for path in REPLIES), *((daemon.OUTAGE, call) for call in WRITES),
+             (daemon.STATUS, "unlink")]
+    for path, call in kills:
+        leave_outage(30)
+        since = kept_outage()
+        running = tolvd()
+        running.wait_status(status=2)
+        whole = wait_replies()
+        trace(running.pid, *at_file(path, call))
+        running.process.terminate()
+        end_by_kill(running)
+        check_scratch(path, call)
+        assert os.path.exists(path) and read_status()["pid"] == running.pid
+        assert kept_outage() == since
+        assert all(contents(other) in (None, reply) for other, reply in zip(REPLIES, whole))
+        check_follower(tolvd, since)
+        assert not any(map(os.path.exists, REPLIES))
