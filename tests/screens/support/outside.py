@@ -6,7 +6,7 @@ import os
 import re
 import subprocess
 
-# Bytes one by one: C0, DEL, C1 and all others that are not ASCII.
+# Bytes one by one: C0 but for the zero byte, DEL, C1 and all others that are not ASCII.
 BYTES = bytes(range(0x01, 0x20)) + bytes(range(0x7F, 0x100))
 
 # What terminals obey, and UTF-8: valid, of C1, overlong, cut. None is a sequence of the type's
@@ -14,6 +14,8 @@ BYTES = bytes(range(0x01, 0x20)) + bytes(range(0x7F, 0x100))
 SEQUENCES = (b"\x1b[31m", b"\x1b]0;x\x07", b"\x1bc", b"\x1b(0", b"\x1bP1$q\x1b\\", b"\x9b5n",
              b"\x1b[6n", b"\x0e\x0f", b"\xc2\x9b6n", b"\xc2\x85", b"\xc3\xa9", b"\xe2\x82\xac",
              b"\xc0\x9b[5m", b"\xe0\x80\x9bc", b"\xf0\x80\x80\x9b", b"\xe2\x82", b"\xc2", b"\xff\xfe")
+
+ZERO = b"\0\x1b[31m"  # where a text ends at the byte, what stands behind it is to be gone
 
 FOLDER, TERM = "/run/outside-terminfo", "wardenlink-plain"
 DESCRIPTION = TERM + r"""|a terminal of few words,
@@ -26,9 +28,11 @@ TRACE = re.compile(rb"(<STATUS DEBUG> [ -~]*)\r?\n")
 SPELT = re.compile(rb"[^ -}]")  # '~' begins the spelling of C1, and no screen writes it
 
 
-def pieces(size, without=b"\0"):
-    """All bytes, then all sequences, in texts of at most size bytes."""
+def pieces(size, without=b""):
+    """All bytes, then all sequences, the zero byte last, in texts of at most size bytes."""
     parts = [bytes([byte]) for byte in BYTES] + list(SEQUENCES)
+    if b"\0" not in without:
+        parts.append(ZERO)
     found = [b""]
     for part in parts:
         part = bytes(byte for byte in part if byte not in without)
