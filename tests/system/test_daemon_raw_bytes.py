@@ -19,13 +19,18 @@ import world
 from outside import check_lines, pieces
 from snmp_painter import NAMES
 from storm import fill
-from tolvd import agent_settings, put_program, serial_settings
+from tolvd import agent_settings, preloaded, put_program, serial_settings
 from waiting import LIMIT, wait_until
 
 
 @pytest.fixture(autouse=True)
 def private_world():
     daemon.require_recorders()
+
+
+def switch_trace_on():
+    with open(world.FOLDER + "/powerd.dbg", "w", encoding="ascii") as target:
+        target.write("debug\n")
 
 
 def answer(*options):
@@ -59,8 +64,7 @@ def disturb(serial_ups):
 
 def test_the_log_on_standard_error(serial_ups, tolvd):
     serial_settings()
-    with open(world.FOLDER + "/powerd.dbg", "w", encoding="ascii") as target:
-        target.write("debug\n")
+    switch_trace_on()
     running = tolvd()
     orders = disturb(serial_ups)
     running.wait_log("is dropped: it is none", count=orders)
@@ -155,9 +159,50 @@ def test_an_agents_names_in_status_and_check(agent, tolvd):
     agent.set("ident_1", b"a\tb\nc\vd")
     agent.set("ident_2", b"e\ff\rg")
     running = tolvd()
-    running.wait_status(ups="heard")
-    model = json.loads(answer("--status", "--json"))["model"]
-    assert model and model.encode() in answer("--status") and model.encode() in answer("--check")
+    model = wait_until(lambda: running.status()["model"], what="the names")
+    assert json.loads(answer("--status", "--json"))["model"] == model
+    assert model.encode() in answer("--status") and model.encode() in answer("--check")
+
+
+# Of a round: what is only shown, and what it is called; and what the safety hangs on.
+SHOWN = {"time_on_battery": "2.1.2", "output_voltage": "4.2.1", "output_frequency": "4.2.2",
+         "load": "4.2.3", "capacity": "2.2.1", "input_frequency": "3.2.4", "ident_1": "1.1.1",
+         "ident_2": "1.1.2"}
+ESSENTIALS = {"battery_status": "2.1.1", "output_status": "4.1.1", "input_voltage": "3.2.1"}
+# The library spells a text in digits unless all of it prints; white space it hands on as it is.
+BLANKS = [b"a\vb\fc", b"a\tb\rc\nd"]
+
+
+def spelt(text):
+    return text.translate(bytes.maketrans(b"\t\n\v\f\r", b"     ")).decode() if text in BLANKS \
+        else text.hex(" ").upper() + " "
+
+
+def wait_trace(running, number, text):
+    running.wait_log(rf'^agent, object \S+\.1\.1\.1\.{number}\.0: "{spelt(text)}"')
+
+
+def test_an_agents_objects_in_the_trace(agent, tolvd):
+    """Every object of a round, with texts that together hold all bytes."""
+    agent_settings()
+    switch_trace_on()
+    texts, how = BLANKS + pieces(16), {"env": preloaded("short_waits")}
+    for at in range(0, len(texts), len(SHOWN)):
+        told = list(zip(SHOWN, texts[at:] + texts))
+        for name, text in told:
+            agent.set(name, text)
+        running = tolvd(**how)  # a new one, for it asks seldom what the UPS is
+        for name, text in told:
+            wait_trace(running, SHOWN[name], text)
+        running.stop()
+    running = tolvd(**how)
+    for name, number in ESSENTIALS.items():
+        for text in [*BLANKS, *texts[-2:]]:
+            agent.set(name, text)
+            wait_trace(running, number, text)
+        agent.unset(name)
+    running.wait_status(ups="heard", mains="good")
+    assert running.strange == []
 
 
 def test_a_status_that_somebody_else_wrote():
