@@ -1,15 +1,14 @@
 """Storms of signals, messages and datagrams: what a screen shows afterwards is what it showed
 before, and it listens to its keys. And answers that come from elsewhere."""
 
-import contextlib
 import signal
-import socket
 import threading
 
 import pytest
 
 import queues
 import world
+from impostors import answered_by_another
 from local_watch import open_watch  # noqa: F401
 from remote_painter import Watch
 from screens import COMMANDS, open_screen
@@ -72,37 +71,6 @@ def test_datagrams_that_are_no_answers_are_forgotten(status, agent, settings, pl
     watch.painter.connected = False  # perhaps: a pass may find no answer among them
     watch.show("r", load=71)
     assert sent == [COUNT]
-
-
-@contextlib.contextmanager
-def answered_by_another():
-    """At the agent's address somebody hands each request on to an agent elsewhere, whose answers
-    come from there. Gives that agent, and the requests as they are handed on."""
-    agent, handed, ended = world.Agent("192.0.2.11"), [], threading.Event()
-    asked, other = (socket.socket(socket.AF_INET, socket.SOCK_DGRAM) for _ in range(2))
-    asked.bind((world.agent_address(), 161))
-    other.bind((agent.address, 0))
-    for end in (asked, other):
-        end.settimeout(0.1)
-
-    def HandOn():
-        while not ended.is_set():
-            with contextlib.suppress(TimeoutError):
-                request, client = asked.recvfrom(65536)
-                handed.append(request)
-                other.sendto(request, (agent.address, 161))
-                other.sendto(other.recv(65536), client)
-
-    thread = threading.Thread(target=HandOn)
-    thread.start()
-    try:
-        yield agent, handed
-    finally:
-        ended.set()
-        agent.stop()
-        thread.join()
-        asked.close()
-        other.close()
 
 
 def test_an_answer_to_the_request_counts_wherever_it_comes_from(start):
