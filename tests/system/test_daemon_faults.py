@@ -7,11 +7,13 @@ import signal
 
 import pytest
 
+import queues
 import tolvd as daemon
 import world
 from process import Children, OpenFiles
 from storm import COUNT, send_datagrams, send_signals, udp_ports
 from tolvd import agent_settings, preloaded, recorded, serial_settings, trace, wait_recorded
+from users import stay_root, storm
 from waiting import LIMIT, wait_until
 from weather import Weather
 
@@ -24,6 +26,9 @@ def check_calm(running):
     """No outage was seen so far and no UPS lost, not for a moment either, and nobody was told."""
     assert running.lines("the mains failed|does not answer|answers again|goes down") == []
     assert recorded() == []
+
+
+# --- files, processes, disks ---------------------------------------------------------------
 
 
 @pytest.mark.parametrize("calls, error", [("write", "EIO"), ("rename", "EIO"), ("openat", "EMFILE"),
@@ -99,6 +104,9 @@ def test_a_disk_that_hangs_is_waited_for_ten_seconds(serial_ups, tolvd):
     tracer.wait(LIMIT)
 
 
+# --- storms --------------------------------------------------------------------------------
+
+
 def test_a_storm_of_signals_is_a_few_orders(serial_ups, tolvd):
     serial_settings()
     running = tolvd()
@@ -107,6 +115,31 @@ def test_a_storm_of_signals_is_a_few_orders(serial_ups, tolvd):
     serial_ups.load(44)
     running.wait_status(status=0, load=44)
     assert 1 < len(running.lines("settings were read again")) < COUNT / 2
+
+
+# Every queue's own types of messages; of orders and commands such as are obeyed.
+MESSAGES = [("dataQueue", 1, b"x"), ("dataQueue", 2, b"x"), ("dataQueue", 3, b"x"),
+            ("heartbeatQueue", 4, b"alive"), ("daemonControlQueue", 5, b"010"),
+            ("screenControlQueue", 5, b"010"), ("commandQueue", 9, b"e")]
+
+
+def test_a_storm_of_roots_messages_on_every_queue_is_no_outage(serial_ups, tolvd):
+    serial_settings()
+    running = tolvd()
+    with contextlib.ExitStack() as storms:
+        for name, kind, text in MESSAGES:
+            storms.enter_context(storm(name, kind, 1, text, stay_root))
+        serial_ups.clear_log()
+        serial_ups.load(44)
+        wait_until(lambda: serial_ups.log().count("serial Q1") >= 5, what="five rounds")
+        wait_until(lambda: serial_ups.log().count("serial C") >= 3, what="three commands")
+        wait_until(lambda: len(running.lines("settings were read again")) >= 48,
+                   what="the orders of three seconds")
+        running.wait_status(load=44, mains="good", battery="normal", pending="none")
+    queues.drain("heartbeatQueue")
+    wait_until(lambda: queues.receive("heartbeatQueue") == (4, b"alive"), what="its presence")
+    running.wait_status(status=0)
+    assert recorded() == [] and not running.lines("the mains failed|goes down")
 
 
 @pytest.mark.parametrize("place", ["another", "the agent's"])
@@ -120,6 +153,9 @@ def test_a_storm_of_datagrams_is_no_outage(agent, tolvd, place):
     agent.load(44)
     running.wait_status(status=0, load=44, mains="good")
     check_calm(running)
+
+
+# --- the clock -----------------------------------------------------------------------------
 
 
 @pytest.fixture

@@ -79,9 +79,10 @@ def send(name, kind, text):
     _check(_libc.msgsnd(open(name), ctypes.byref(message), len(data), IPC_NOWAIT))
 
 
-def flood(name, kind):
-    """Sends one byte after the other for ever; rests only while the queue is full."""
-    queue, message, size = open(name), ctypes.byref(_Message(kind, b"x")), ctypes.c_size_t(1)
+def flood(name, kind, text=b"x"):
+    """Sends one message after the other for ever; rests only while the queue is full."""
+    queue, message = open(name), ctypes.byref(_Message(kind, text))
+    size = ctypes.c_size_t(len(text))
     while _libc.msgsnd(queue, message, size, 0) == 0:
         pass
 

@@ -18,6 +18,10 @@ def become_ordinary_user(groups=()):
     os.setresuid(ORDINARY_USER, ORDINARY_USER, ORDINARY_USER)
 
 
+def stay_root():
+    pass
+
+
 def spawn(*steps):
     """A process that takes the steps, one after the other, and ends; its id."""
     pid = os.fork()
@@ -69,15 +73,16 @@ def other_user():
         pytest.skip("this world knows one user only")
 
 
-def is_full(name):
+def is_full(name, text=b"x"):
+    """Whether another message of that text has no room."""
     info = queues.info(name)
-    return info.bytes == info.most_bytes
+    return info.bytes + len(text) > info.most_bytes
 
 
 @contextlib.contextmanager
-def crowd(step, size):
+def crowd(step, size, become=become_ordinary_user):
     """Processes of an ordinary user that are all at the same step; ended in the end."""
-    running = [spawn(become_ordinary_user, step) for _ in range(size)]
+    running = [spawn(become, step) for _ in range(size)]
     try:
         yield running
     finally:
@@ -86,9 +91,9 @@ def crowd(step, size):
 
 
 @contextlib.contextmanager
-def storm(name, kind=4, senders=32):
+def storm(name, kind=4, senders=32, text=b"x", become=become_ordinary_user):
     """Processes of an ordinary user that fill every gap of a full queue at once."""
     queues.open(name)
-    with crowd(lambda: queues.flood(name, kind), senders):
-        wait_until(lambda: is_full(name), what="a full queue")
+    with crowd(lambda: queues.flood(name, kind, text), senders, become):
+        wait_until(lambda: is_full(name, text), what="a full queue")
         yield
