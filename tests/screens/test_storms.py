@@ -8,7 +8,7 @@ import pytest
 
 import queues
 import world
-from impostors import answered_by_another
+from impostors import agent_at, answered_by
 from local_watch import open_watch  # noqa: F401
 from remote_painter import Watch
 from screens import COMMANDS, open_screen
@@ -76,8 +76,8 @@ def test_datagrams_that_are_no_answers_are_forgotten(status, agent, settings, pl
 def test_an_answer_to_the_request_counts_wherever_it_comes_from(start):
     """As from an agent with several addresses; who forges one has to know the request's number."""
     chosen = Settings(snmp_ip=world.agent_address()).write()
-    with answered_by_another() as (agent, handed):
+    with agent_at("192.0.2.11") as elsewhere, answered_by(elsewhere) as handed:
         screen = start([world.bin("wardenlink"), "status"])
         screen.wait_key()
-        Watch(screen, agent, chosen).check()
+        Watch(screen, elsewhere, chosen).check()
         assert handed

@@ -10,6 +10,7 @@ import pytest
 import queues
 import tolvd as daemon
 import world
+from impostors import agent_at, answered_by
 from process import Children, OpenFiles
 from storm import COUNT, send_datagrams, send_signals, udp_ports
 from tolvd import agent_settings, preloaded, recorded, serial_settings, trace, wait_recorded
@@ -153,6 +154,43 @@ def test_a_storm_of_datagrams_is_no_outage(agent, tolvd, place):
     agent.load(44)
     running.wait_status(status=0, load=44, mains="good")
     check_calm(running)
+
+
+# --- answers of others ---------------------------------------------------------------------
+
+
+def test_the_first_answer_with_the_number_of_the_request_counts(tolvd):
+    """From whatever address: who is on the path can make an outage up."""
+    agent_settings(ac_fail_delay=1440)
+    with agent_at("127.0.0.2") as liar, agent_at("192.0.2.11") as truth, \
+            answered_by(liar, truth):
+        running = tolvd(env=preloaded("short_waits"))
+        liar.freeze()
+        liar.load(71)
+        liar.mains("fail")
+        running.wait_status(status=2, mains="failed", load=71)
+        liar.other_id()  # is believed no more
+        truth.load(44)
+        running.wait_log("the mains are back: the power failure is over")
+        running.wait_status(status=0, mains="good", load=44)
+
+
+def test_answers_with_another_number_change_nothing(tolvd):
+    agent_settings()
+    with agent_at("127.0.0.2") as liar, agent_at("192.0.2.11") as truth, \
+            answered_by(liar, truth) as handed:
+        liar.other_id()
+        liar.freeze()
+        liar.load(71)
+        liar.battery("low")
+        liar.mains("fail")
+        running = tolvd(env=preloaded("short_waits"))
+        truth.load(44)
+        running.wait_status(load=44)
+        count = len(handed)
+        wait_until(lambda: len(handed) > count + 300, what="thirty more rounds")
+        running.wait_status(status=0, mains="good", battery="normal", load=44)
+        check_calm(running)
 
 
 # --- the clock -----------------------------------------------------------------------------

@@ -5,34 +5,51 @@ import socket
 import threading
 
 import world
+from waiting import LIMIT
 
 
 @contextlib.contextmanager
-def answered_by_another():
-    """At the agent's address somebody hands each request on to an agent elsewhere, whose answers
-    come from there. Gives that agent, and the requests as they are handed on."""
-    agent, handed, ended = world.Agent("192.0.2.11"), [], threading.Event()
-    asked, other = (socket.socket(socket.AF_INET, socket.SOCK_DGRAM) for _ in range(2))
-    asked.bind((world.agent_address(), 161))
-    other.bind((agent.address, 0))
-    for end in (asked, other):
-        end.settimeout(0.1)
+def agent_at(address):
+    """A simulated UPS at another address than the agent's."""
+    agent = world.Agent(address, control=f"/run/wardenlink-sim-{address}.sock")
+    try:
+        yield agent
+    finally:
+        agent.stop()
+
+
+def bound_to(address, port, timeout):
+    end = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
+    end.bind((address, port))
+    end.settimeout(timeout)
+    return end
+
+
+@contextlib.contextmanager
+def answered_by(*agents):
+    """At the agent's address somebody hands each request on to these agents elsewhere, to one after
+    the other; their answers come from there. Gives the requests as they are handed on."""
+    handed, ended = [], threading.Event()
+    asked = bound_to(world.agent_address(), 161, 0.1)
+    others = [bound_to(agent.address, 0, LIMIT) for agent in agents]
 
     def HandOn():
         while not ended.is_set():
-            with contextlib.suppress(TimeoutError):
+            try:
                 request, client = asked.recvfrom(65536)
-                handed.append(request)
+            except TimeoutError:
+                continue
+            handed.append(request)
+            for other, agent in zip(others, agents):
                 other.sendto(request, (agent.address, 161))
                 other.sendto(other.recv(65536), client)
 
     thread = threading.Thread(target=HandOn)
     thread.start()
     try:
-        yield agent, handed
+        yield handed
     finally:
         ended.set()
-        agent.stop()
         thread.join()
-        asked.close()
-        other.close()
+        for end in (asked, *others):
+            end.close()
