@@ -3,6 +3,7 @@
 import calendar
 import contextlib
 import os
+import resource
 import signal
 
 import pytest
@@ -13,7 +14,8 @@ import world
 from impostors import agent_at, answered_by
 from process import Children, OpenFiles
 from storm import COUNT, send_datagrams, send_signals, udp_ports
-from tolvd import agent_settings, preloaded, recorded, serial_settings, trace, wait_recorded
+from tolvd import (REPLIES, agent_settings, preloaded, recorded, serial_settings, trace,
+                   wait_recorded)
 from users import stay_root, storm
 from waiting import LIMIT, wait_until
 from weather import Weather
@@ -191,6 +193,66 @@ def test_answers_with_another_number_change_nothing(tolvd):
         wait_until(lambda: len(handed) > count + 300, what="thirty more rounds")
         running.wait_status(status=0, mains="good", battery="normal", load=44)
         check_calm(running)
+
+
+# --- no more descriptors -------------------------------------------------------------------
+
+
+def refuse_descriptors(pid):
+    """From now on a process gets none any more; those that it has stay. The limit before."""
+    before = resource.prlimit(pid, resource.RLIMIT_NOFILE)
+    resource.prlimit(pid, resource.RLIMIT_NOFILE, (3, before[1]))
+    return before
+
+
+def test_a_daemon_without_descriptors_goes_on_with_those_that_it_has(serial_ups, tolvd):
+    """It says what cannot be written or opened then. Nobody shuts down."""
+    serial_settings()
+    running = tolvd()
+    files = OpenFiles(running.pid)
+    before = refuse_descriptors(running.pid)
+    serial_ups.load(44)
+    assert running.wait_log("/run/wardenlink cannot be written: ").priority == 3
+    running.wait_log("the UPS's replies cannot be written to /etc/wardenlink: screens show none")
+    assert not os.path.exists(REPLIES[0]) and running.status()["load"] != 44
+    asked = serial_ups.log().count("serial Q1")
+    wait_until(lambda: daemon.boot_now() * 1000 > running.status()["boot_milliseconds"] + 10000,
+               what="a status that is too old")
+    told = daemon.ask("--status")
+    assert (told.returncode, told.stdout) == (1, "no daemon is running\n")
+    assert serial_ups.log().count("serial Q1") > asked, "it still asks"
+    serial_ups.serial("vanish")
+    serial_ups.serial("return")
+    running.wait_log("the line .* cannot be opened: Too many open files")
+    running.wait_log("the UPS does not answer$")
+    resource.prlimit(running.pid, resource.RLIMIT_NOFILE, before)
+    running.wait_log("the line .* is open", count=2)
+    running.wait_status(status=0, load=44)
+    wait_until(lambda: all(map(os.path.exists, REPLIES)), what="the replies")
+    assert OpenFiles(running.pid) <= files + 1
+    assert recorded() == [] and not running.lines("the mains failed|goes down")
+
+
+@pytest.mark.parametrize("whose", ["the daemon's", "the worker's"])
+def test_without_descriptors_an_agent_is_lost_and_found_again(agent, tolvd, whose):
+    agent_settings()
+    running = tolvd(env=preloaded("short_waits"))
+    worker = running.only_child()
+    limited = running.pid if whose == "the daemon's" else worker
+    before = refuse_descriptors(limited)
+    if whose == "the daemon's":
+        os.kill(worker, signal.SIGKILL)  # for another one it needs a socket
+    else:
+        agent.silent()  # its next session needs another one
+        wait_until(lambda: not udp_ports(worker), 120, what="the session's end")
+        agent.silent(False)
+    running.wait_log("the UPS does not answer$", timeout=120)
+    if limited == worker:
+        running.wait_status(ups="lost", mains="unknown", status=1)
+    resource.prlimit(limited, resource.RLIMIT_NOFILE, before)
+    agent.load(44)
+    running.wait_status(ups="heard", status=0, load=44)
+    assert recorded() == [] and not running.lines("the mains failed|goes down")
 
 
 # --- the clock -----------------------------------------------------------------------------
