@@ -3,8 +3,9 @@
 // in real time, and so is a key. The processes that it forks share its clocks.
 //
 // A test that has made the file WEATHER tells by it, at any time, how much of what the program
-// sends to its UPS is lost on the way, and how far the time of day is off. It finds there how
-// often a key was waited for.
+// sends to its UPS is lost on the way, how far the time of day is off, and how many of a screen's
+// passes are idle: they leap over the wait for a key, whatever was typed. It finds there how often
+// a key was waited for, how many of these passes were idle, and how many keys were read.
 
 #include <algorithm>
 #include <atomic>
@@ -19,6 +20,7 @@
 #include <sys/select.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
+#include <termios.h>
 #include <unistd.h>
 
 namespace {
@@ -41,7 +43,10 @@ struct Shared {
 struct Weather {
     std::atomic<int64_t> lostPercent;
     std::atomic<int64_t> clockShift; // seconds
+    std::atomic<int64_t> idlePercent;
     std::atomic<int64_t> passes;
+    std::atomic<int64_t> idlePasses; // of them, those without a key for that reason
+    std::atomic<int64_t> keys;       // bytes read
 };
 
 // Memory of its own where there is no file.
@@ -114,12 +119,17 @@ void LeapTo(int64_t moment)
     Common().leapt += std::max<int64_t>(0, moment - LeaptNow());
 }
 
-// Whether what is sent now gets lost: the same ones in every run.
+// The same ones in every run.
+bool HappensByChance(uint64_t& state, int64_t percent)
+{
+    state = state * 6364136223846793005 + 1442695040888963407;
+    return static_cast<int64_t>((state >> 33) % 100) < percent;
+}
+
 bool IsLost()
 {
     static uint64_t state = 1;
-    state = state * 6364136223846793005 + 1442695040888963407;
-    return static_cast<int64_t>((state >> 33) % 100) < Outside().lostPercent;
+    return HappensByChance(state, Outside().lostPercent);
 }
 
 // One that has ended has nothing more to do, also before it was waited for.
@@ -164,6 +174,35 @@ int PollOrLeap(pollfd* inputs, nfds_t count, int milliseconds)
 
 bool isRequestLost = false; // the last one to an agent, which nothing will answer
 
+// --- an idle pass ------------------------------------------------------------------------------
+
+bool isPassIdle = false; // until the terminal is read
+
+int64_t Nanoseconds(const timeval& time)
+{
+    return time.tv_sec * SECOND + time.tv_usec * 1000;
+}
+
+// Begins a pass. A key that is typed already comes in a later one, if this one is to be idle.
+bool IsKeyWaitInVain()
+{
+    static uint64_t state = 2;
+    Outside().passes++;
+    isPassIdle = HappensByChance(state, Outside().idlePercent);
+    return isPassIdle;
+}
+
+// The terminal has nothing for as long as a read of it waits.
+ssize_t ReadNoKey()
+{
+    termios mode = {};
+    tcgetattr(STDIN_FILENO, &mode);
+    LeapTo(LeaptNow() + mode.c_cc[VTIME] * SECOND / 10);
+    isPassIdle = false;
+    Outside().idlePasses++;
+    return 0;
+}
+
 } // namespace
 
 extern "C" {
@@ -201,6 +240,18 @@ int __poll_chk(pollfd* inputs, nfds_t count, int milliseconds, size_t /*room*/)
     return poll(inputs, count, milliseconds);
 }
 
+ssize_t read(int fd, void* bytes, size_t length)
+{
+    static const auto next = Next("read", read);
+    if (fd != STDIN_FILENO)
+        return next(fd, bytes, length);
+    if (isPassIdle)
+        return ReadNoKey();
+    ssize_t count = next(fd, bytes, length);
+    Outside().keys += std::max<ssize_t>(0, count);
+    return count;
+}
+
 ssize_t write(int fd, const void* bytes, size_t length)
 {
     static const auto next = Next("write", write);
@@ -230,11 +281,14 @@ int select(int count, fd_set* in, fd_set* out, fd_set* errors, timeval* limit)
     static const auto next = Next("select", select);
     if (limit == nullptr || (limit->tv_sec == 0 && limit->tv_usec == 0))
         return next(count, in, out, errors, limit);
+    int64_t end = LeaptNow() + Nanoseconds(*limit);
     if (count == STDIN_FILENO + 1) {
-        Outside().passes++;
-        return next(count, in, out, errors, limit);
+        if (!IsKeyWaitInVain())
+            return next(count, in, out, errors, limit);
+        FD_ZERO(in);
+        LeapTo(end);
+        return 0;
     }
-    int64_t end = LeaptNow() + limit->tv_sec * SECOND + limit->tv_usec * 1000;
     if (isRequestLost)
         *limit = {};
     int found = next(count, in, out, errors, limit);

@@ -25,6 +25,7 @@ from weather import Weather
 PASSES = int(os.environ.get("WARDENLINK_PASSES", "300"))
 PARTS = 8  # looks at what it holds, beside the one after the first part
 MOST_KEYS = 50  # typed at once
+IDLE = 50  # percent of the passes, as most are of a screen that nobody sits at
 OTHER_ADDRESS, OTHER_CONTROL = "192.0.2.11", world.CONTROL + ".other"
 MOST_WAITING = 10  # messages of a queue
 GARBAGE = bytes(range(256)) * 300
@@ -149,16 +150,17 @@ def play_daemon():
         queues.send("screenControlQueue", 5, text)
 
 
-def type_keys(screen, mode, chance, passes):
-    """So many passes, each called forth by a key."""
-    while passes > 0:
+def type_keys(screen, mode, weather, chance, end):
+    """Passes up to this number, the idle ones among them. Every key is taken in the end."""
+    while weather.passes() < end:
         play_daemon()
         keys = ""
-        while len(keys) < min(passes, MOST_KEYS):
+        while len(keys) < min((end - weather.passes()) * (100 - IDLE) / 100, MOST_KEYS):
             keys += chance.choice(mode.keys)
+        taken = weather.keys()
         screen.press(keys)
+        assert weather.keys() == taken + len(keys)
         screen.clear_raw()
-        passes -= len(keys)
 
 
 def holding(screen):
@@ -184,14 +186,19 @@ def test_thousands_of_passes_leave_nothing_behind(start, weather, around, name):
                        env=preloaded("short_waits"), quit_keys="\nqq")
         screen.wait_key()
     first_picture, looks = picture(screen, mode.shown), []
-    for _ in range(PARTS + 1):
-        for trouble in [*around.troubles, around.calm]:
-            trouble()
-            type_keys(screen, mode, chance, PASSES / (PARTS + 1) / (len(around.troubles) + 1))
+    weather.idle(IDLE)
+    stretches = [*around.troubles, around.calm]
+    for part in range(PARTS + 1):
+        for count, begin in enumerate(stretches, 1):
+            begin()
+            end = PASSES * (part + count / len(stretches)) / (PARTS + 1)
+            type_keys(screen, mode, weather, chance, end)
         looks.append(holding(screen))
-    print(f"{name}: {weather.passes()} passes in {time.monotonic() - began:.0f} s: {looks}")
+    print(f"{name}: {weather.passes()} passes, {weather.idle_passes()} of them idle, "
+          f"in {time.monotonic() - began:.0f} s: {looks}")
     (files, memory, _), last = looks[0], looks[-1]
     assert weather.passes() >= PASSES
+    assert weather.idle_passes() >= weather.passes() / 3
     assert last[0] == files, looks
     assert last[1] <= memory + 64, looks
     assert all(max(waiting) <= MOST_WAITING for *_, waiting in looks), looks

@@ -1,12 +1,13 @@
 """What tests/preload/short_waits is told while a program runs: how much of what the program sends
-to its UPS is lost on the way, how far the time of day is off; and how many passes it has made."""
+to its UPS is lost on the way, how far the time of day is off, how many passes of a screen are idle;
+and what it has done since."""
 
 import mmap
 import os
 import struct
 
 FILE = "/run/wardenlink-weather"
-LOST, CLOCK, PASSES = range(3)  # in this order, each a number of eight bytes
+LOST, CLOCK, IDLE, PASSES, IDLE_PASSES, KEYS = range(6)  # in this order, each a number of eight bytes
 SIZE = 8
 
 
@@ -26,9 +27,24 @@ class Weather:
         """The time of day is so far ahead; other clocks stay what they are."""
         self._write(CLOCK, seconds)
 
+    def idle(self, percent):
+        """So many passes end without a key from now on, at once, whatever was typed."""
+        self._write(IDLE, percent)
+
     def passes(self):
         """How often a key was waited for."""
-        return struct.unpack_from("q", self._page, PASSES * SIZE)[0]
+        return self._read(PASSES)
+
+    def idle_passes(self):
+        """How many of these waits were ended by idle()."""
+        return self._read(IDLE_PASSES)
+
+    def keys(self):
+        """How many bytes were read that somebody typed."""
+        return self._read(KEYS)
+
+    def _read(self, place):
+        return struct.unpack_from("q", self._page, place * SIZE)[0]
 
     def _write(self, place, number):
         struct.pack_into("q", self._page, place * SIZE, number)
