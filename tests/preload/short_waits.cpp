@@ -2,10 +2,13 @@
 // wait in which nothing is under way; an answer that is, of the UPS or of an agent, is waited for
 // in real time, and so is a key. The processes that it forks share its clocks.
 //
-// A test that has made the file WEATHER tells by it, at any time, how much of what the program
-// sends to its UPS is lost on the way, how far the time of day is off, and how many of a screen's
-// passes are idle: they leap over the wait for a key, whatever was typed. It finds there how often
-// a key was waited for, how many of these passes were idle, and how many keys were read.
+// A test that has made the file WEATHER tells by it, at any time, how many requests to the UPS stay
+// without their answer, how far the time of day is off, and how many of a screen's passes are idle:
+// they leap over the wait for a key, whatever was typed. It finds there how often a key was waited
+// for, how many of these passes were idle, how many keys were read, and how many answers were
+// lost or late.
+
+#include "tests/preload/weather.h"
 
 #include <algorithm>
 #include <atomic>
@@ -13,9 +16,9 @@
 #include <cstdint>
 #include <ctime>
 #include <dlfcn.h>
-#include <fcntl.h>
 #include <netinet/in.h>
 #include <poll.h>
+#include <string>
 #include <sys/mman.h>
 #include <sys/select.h>
 #include <sys/socket.h>
@@ -27,8 +30,7 @@ namespace {
 
 constexpr int64_t MILLISECOND = 1000000; // in nanoseconds
 constexpr int64_t SECOND = 1000 * MILLISECOND;
-constexpr int LONGEST_ANSWER = 2000; // milliseconds, in real time; more counts as a silence
-constexpr char WEATHER[] = "/run/wardenlink-weather";
+constexpr int LONGEST_ANSWER = 2000;      // milliseconds, in real time; more counts as a silence
 constexpr timespec GLANCE = {0, 200000L}; // between two looks at the shared clock
 
 struct Shared {
@@ -38,33 +40,6 @@ struct Shared {
     std::atomic<pid_t> leader;       // the process that leaps
     std::atomic<bool> isAnswerOpen;  // the leader has asked its line
 };
-
-// The file, as tests/screens/support/weather.py writes it.
-struct Weather {
-    std::atomic<int64_t> lostPercent;
-    std::atomic<int64_t> clockShift; // seconds
-    std::atomic<int64_t> idlePercent;
-    std::atomic<int64_t> passes;
-    std::atomic<int64_t> idlePasses; // of them, those without a key for that reason
-    std::atomic<int64_t> keys;       // bytes read
-};
-
-// Memory of its own where there is no file.
-Weather* MapWeather()
-{
-    int fd = open(WEATHER, O_RDWR | O_CLOEXEC);
-    int flags = MAP_SHARED | (fd < 0 ? MAP_ANONYMOUS : 0);
-    void* page = mmap(nullptr, sizeof(Weather), PROT_READ | PROT_WRITE, flags, fd, 0);
-    if (fd >= 0)
-        close(fd);
-    return static_cast<Weather*>(page);
-}
-
-Weather& Outside()
-{
-    static Weather* const weather = MapWeather();
-    return *weather;
-}
 
 Shared* MakeShared()
 {
@@ -119,19 +94,6 @@ void LeapTo(int64_t moment)
     Common().leapt += std::max<int64_t>(0, moment - LeaptNow());
 }
 
-// The same ones in every run.
-bool HappensByChance(uint64_t& state, int64_t percent)
-{
-    state = state * 6364136223846793005 + 1442695040888963407;
-    return static_cast<int64_t>((state >> 33) % 100) < percent;
-}
-
-bool IsLost()
-{
-    static uint64_t state = 1;
-    return HappensByChance(state, Outside().lostPercent);
-}
-
 // One that has ended has nothing more to do, also before it was waited for.
 bool IsChildBusy()
 {
@@ -172,7 +134,55 @@ int PollOrLeap(pollfd* inputs, nfds_t count, int milliseconds)
     return found;
 }
 
-bool isRequestLost = false; // the last one to an agent, which nothing will answer
+Fate fate = IS_ANSWERED; // of the last request
+
+// --- answers that do not come ------------------------------------------------------------------
+
+bool IsWithheld()
+{
+    if (fate == ANSWER_IS_LOST)
+        Outside().lostAnswers++;
+    if (fate == ANSWER_IS_LATE)
+        Outside().lateAnswers++;
+    return fate == ANSWER_IS_LOST || fate == ANSWER_IS_LATE;
+}
+
+bool IsUpsLine(int fd)
+{
+    return IsLeader() && fd > STDERR_FILENO && isatty(fd) != 0;
+}
+
+// What the line has brought, or what of it the program is to see: an answer that is late comes
+// in front of the next one that is not.
+ssize_t TakeFromLine(char* bytes, size_t length, ssize_t count)
+{
+    static std::string late;
+    if (count <= 0)
+        return count;
+    auto fresh = static_cast<size_t>(count);
+    if (IsWithheld()) {
+        if (fate == ANSWER_IS_LATE)
+            late.append(bytes, fresh);
+        errno = EAGAIN;
+        return -1;
+    }
+    std::string all = late + std::string(bytes, fresh);
+    late.clear();
+    return static_cast<ssize_t>(all.copy(bytes, length));
+}
+
+// An agent's answer has come. It is gone, or waits for the next look at the socket, which is one
+// for the answer to the same request sent again, or to another one.
+int WithholdAnswer(int count, fd_set* sockets)
+{
+    char scrap = 0;
+    for (int fd = 0; fd < count && fate == ANSWER_IS_LOST; fd++) {
+        while (FD_ISSET(fd, sockets) && recv(fd, &scrap, sizeof(scrap), MSG_DONTWAIT) >= 0) {
+        }
+    }
+    FD_ZERO(sockets);
+    return 0;
+}
 
 // --- an idle pass ------------------------------------------------------------------------------
 
@@ -243,23 +253,23 @@ int __poll_chk(pollfd* inputs, nfds_t count, int milliseconds, size_t /*room*/)
 ssize_t read(int fd, void* bytes, size_t length)
 {
     static const auto next = Next("read", read);
-    if (fd != STDIN_FILENO)
-        return next(fd, bytes, length);
-    if (isPassIdle)
+    if (fd == STDIN_FILENO && isPassIdle)
         return ReadNoKey();
     ssize_t count = next(fd, bytes, length);
-    Outside().keys += std::max<ssize_t>(0, count);
-    return count;
+    if (fd == STDIN_FILENO)
+        Outside().keys += std::max<ssize_t>(0, count);
+    return IsUpsLine(fd) ? TakeFromLine(static_cast<char*>(bytes), length, count) : count;
 }
 
 ssize_t write(int fd, const void* bytes, size_t length)
 {
     static const auto next = Next("write", write);
-    bool isToUps = IsLeader() && fd > STDERR_FILENO && isatty(fd) != 0;
-    if (isToUps && IsLost())
+    if (!IsUpsLine(fd))
+        return next(fd, bytes, length);
+    fate = ChooseFate();
+    if (fate == REQUEST_IS_LOST)
         return static_cast<ssize_t>(length);
-    if (isToUps)
-        Common().isAnswerOpen = true;
+    Common().isAnswerOpen = true;
     return next(fd, bytes, length);
 }
 
@@ -270,9 +280,9 @@ ssize_t sendmsg(int fd, const msghdr* message, int flags)
     const auto* to = static_cast<const sockaddr*>(message->msg_name);
     if (to == nullptr || to->sa_family != AF_INET)
         return next(fd, message, flags);
-    isRequestLost = IsLost();
-    return isRequestLost ? static_cast<ssize_t>(message->msg_iov->iov_len)
-                         : next(fd, message, flags);
+    fate = ChooseFate();
+    return fate == REQUEST_IS_LOST ? static_cast<ssize_t>(message->msg_iov->iov_len)
+                                   : next(fd, message, flags);
 }
 
 // The wait for a key is the one on the standard input alone; any other is for an agent.
@@ -289,9 +299,11 @@ int select(int count, fd_set* in, fd_set* out, fd_set* errors, timeval* limit)
         LeapTo(end);
         return 0;
     }
-    if (isRequestLost)
+    if (fate == REQUEST_IS_LOST)
         *limit = {};
     int found = next(count, in, out, errors, limit);
+    if (found > 0 && IsWithheld())
+        found = WithholdAnswer(count, in);
     if (found == 0)
         LeapTo(end);
     return found;

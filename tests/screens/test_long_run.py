@@ -32,8 +32,8 @@ GARBAGE = bytes(range(256)) * 300
 
 
 class AgentWorld:
-    """A UPS behind an agent. Half of what it is asked gets lost, then it is gone, comes back as
-    another process, and is to be found somewhere else."""
+    """A UPS behind an agent. Half of what it is asked, or of what it answers, gets lost or comes
+    late; then it is gone, comes back as another process, and is to be found somewhere else."""
 
     comm_mode = 1
 
@@ -62,6 +62,10 @@ class AgentWorld:
     def calm(self):
         self.weather.lose(0)
         Settings(comm_mode=1, snmp_ip=world.agent_address()).write()
+
+    def check(self):
+        """What was to happen has happened."""
+        assert self.weather.lost_answers() and self.weather.late_answers()
 
     def stop(self):
         assert (self.agent.stop(), self.other.stop()) == (0, 0)
@@ -96,6 +100,9 @@ class FilesWorld:
     def calm(self):
         Files().write()
         Settings(comm_mode=0).write()
+
+    def check(self):
+        pass
 
     def stop(self):
         pass
@@ -196,6 +203,7 @@ def test_thousands_of_passes_leave_nothing_behind(start, weather, around, name):
         looks.append(holding(screen))
     print(f"{name}: {weather.passes()} passes, {weather.idle_passes()} of them idle, "
           f"in {time.monotonic() - began:.0f} s: {looks}")
+    around.check()
     (files, memory, _), last = looks[0], looks[-1]
     assert weather.passes() >= PASSES
     assert weather.idle_passes() >= weather.passes() / 3

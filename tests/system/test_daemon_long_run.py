@@ -1,7 +1,7 @@
 """Days of the daemon's readings, in minutes: what it holds does not grow, whatever its UPS does.
 
 WARDENLINK_HOURS says how many hours; without it as many as a usual run has time for. Again and
-again half of what the UPS is asked gets lost, then it is gone, then it is back, then it is to be
+again half of its answers are missing or late, then it is gone, then it is back, then it is to be
 found somewhere else.
 """
 
@@ -115,6 +115,7 @@ def test_hours_on_a_line_leave_nothing_behind(serial_ups, tolvd, weather):
         (lambda: serial_ups.serial("vanish"), lambda: serial_ups.serial("return")),
         (lambda: go_to(serial_settings, com_port=OTHER_DEVICE), lambda: go_to(serial_settings))],
         "serial Q1", 1)
+    assert weather.lost_answers() and weather.late_answers()
     other.stop()
 
 
@@ -145,4 +146,5 @@ def test_hours_with_an_agent_leave_nothing_behind(tolvd, weather):
         (ups.vanish, ups.come_back),
         (lambda: go_to(agent_settings, snmp_ip=OTHER_ADDRESS), lambda: go_to(agent_settings))],
         INPUT_VOLTAGE, 2)
+    assert weather.lost_answers() and weather.late_answers()
     assert (ups.agent.stop(), other.stop()) == (0, 0)

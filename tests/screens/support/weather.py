@@ -1,5 +1,5 @@
-"""What tests/preload/short_waits is told while a program runs: how much of what the program sends
-to its UPS is lost on the way, how far the time of day is off, how many passes of a screen are idle;
+"""What tests/preload/short_waits is told while a program runs: how many requests to the UPS stay
+without their answer, how far the time of day is off, how many passes of a screen are idle;
 and what it has done since."""
 
 import mmap
@@ -7,7 +7,7 @@ import os
 import struct
 
 FILE = "/run/wardenlink-weather"
-LOST, CLOCK, IDLE, PASSES, IDLE_PASSES, KEYS = range(6)  # in this order, each a number of eight bytes
+LOST, CLOCK, IDLE, PASSES, IDLE_PASSES, KEYS, LOST_ANSWERS, LATE_ANSWERS = range(8)  # in this order, each a number of eight bytes
 SIZE = 8
 
 
@@ -20,7 +20,8 @@ class Weather:
             self._page = mmap.mmap(target.fileno(), mmap.PAGESIZE)
 
     def lose(self, percent):
-        """So much of what goes to the UPS gets lost from now on."""
+        """So much gets lost between the program and its UPS from now on: half of it requests, the
+        rest answers to what was obeyed, every second of which is only late. All of it: requests."""
         self._write(LOST, percent)
 
     def shift_clock(self, seconds):
@@ -42,6 +43,13 @@ class Weather:
     def keys(self):
         """How many bytes were read that somebody typed."""
         return self._read(KEYS)
+
+    def lost_answers(self):
+        return self._read(LOST_ANSWERS)
+
+    def late_answers(self):
+        """How many came after the program had stopped waiting for them."""
+        return self._read(LATE_ANSWERS)
 
     def _read(self, place):
         return struct.unpack_from("q", self._page, place * SIZE)[0]
