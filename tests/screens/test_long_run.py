@@ -42,6 +42,7 @@ class AgentWorld:
         self.weather = weather
         self.agent, self.other = world.Agent(), world.Agent(OTHER_ADDRESS, control=OTHER_CONTROL)
         self.troubles = [self.lose_half, self.vanish, self.come_back, self.move]
+        self.other_was_asked = []
         for agent in (self.agent, self.other):
             agent.freeze()  # no command of the command center turns it off
 
@@ -58,15 +59,19 @@ class AgentWorld:
         self.weather.lose(0)
 
     def move(self):
+        self.other.clear_log()
         Settings(comm_mode=1, snmp_ip=OTHER_ADDRESS).write()
 
     def calm(self):
+        self.other_was_asked.append(bool(self.other.log()))
         self.weather.lose(0)
         Settings(comm_mode=1, snmp_ip=world.agent_address()).write()
 
-    def check(self):
-        """What was to happen has happened."""
+    def check(self, mode):
+        """What was to happen has happened. The local screen alone follows the settings: the remote
+        one has its address from its start, and the command center reads them then."""
         assert self.weather.lost_answers() and self.weather.late_answers()
+        assert self.other_was_asked[1:] == [mode.is_local] * (PARTS + 1)
 
     def stop(self):
         assert (self.agent.stop(), self.other.stop()) == (0, 0)
@@ -102,7 +107,7 @@ class FilesWorld:
         Files().write()
         Settings(comm_mode=0).write()
 
-    def check(self):
+    def check(self, mode):
         pass
 
     def stop(self):
@@ -222,7 +227,7 @@ def test_thousands_of_passes_leave_nothing_behind(start, weather, around, name):
         looks.append(holding(screen, mode))
     print(f"{name}: {weather.passes()} passes, {weather.idle_passes()} of them idle, "
           f"in {time.monotonic() - began:.0f} s: {looks}")
-    around.check()
+    around.check(mode)
     weather.idle(0)
     first, last = looks[0], looks[-1]
     assert weather.passes() >= PASSES
