@@ -14,7 +14,7 @@ from settings import Settings
 from stopwatch import Stopwatch
 
 MOST_OF_THE_PROCESSOR = 0.01
-PASSES = 3
+PAUSES = 3  # of each, in as many passes or fewer
 
 
 def processor_seconds(pid):
@@ -33,6 +33,19 @@ def open_closed(start, name):
     return screen
 
 
+def check_use(screens, count=PAUSES):
+    """They go on, pause after pause, and take next to nothing."""
+    pauses = {name: screen.wait_pause() for name, screen in screens.items()}
+    took = Stopwatch()
+    before = {name: processor_seconds(screen.pid) for name, screen in screens.items()}
+    for _ in range(count):
+        pauses = {name: screen.wait_pause(after=pauses[name]) for name, screen in screens.items()}
+    used = {name: (processor_seconds(screen.pid) - before[name]) / took.passed()
+            for name, screen in screens.items()}
+    assert all(screen.alive() for screen in screens.values())
+    assert max(used.values()) < MOST_OF_THE_PROCESSOR, used
+
+
 def test_without_its_terminal_and_the_daemon_each_takes_next_to_nothing(start):
     Settings(comm_mode=0).write()
     place_help()
@@ -43,15 +56,26 @@ def test_without_its_terminal_and_the_daemon_each_takes_next_to_nothing(start):
         screens[name].close_master()
         if name != "issuer":
             screens["closed " + name] = open_closed(start, name)
-    pauses = {name: screen.wait_pause() for name, screen in screens.items()}
-    took = Stopwatch()
-    before = {name: processor_seconds(screen.pid) for name, screen in screens.items()}
-    for _ in range(PASSES):
-        pauses = {name: screen.wait_pause(after=pauses[name]) for name, screen in screens.items()}
-    used = {name: (processor_seconds(screen.pid) - before[name]) / took.passed()
-            for name, screen in screens.items()}
-    assert all(screen.alive() for screen in screens.values())
-    assert max(used.values()) < MOST_OF_THE_PROCESSOR, used
+    check_use(screens)
+
+
+# One that is silent is waited for in each pass, five seconds or ten.
+@pytest.mark.parametrize("is_silent, count", [(False, PAUSES), (True, 1)])
+def test_without_its_terminal_each_takes_next_to_nothing_beside_an_agent(start, agent, settings,
+                                                                         is_silent, count):
+    with presence():
+        screens = {"issuer": start([world.bin("wardenlink-command")])}
+        screens["issuer"].press("d")  # asks in every pass, until it is confirmed
+        screens["status"] = start([world.bin("wardenlink"), "status"])
+        screens["local"] = start([world.bin("wardenlink-local")])
+        for screen in screens.values():
+            screen.wait_key()
+        agent.silent(is_silent)
+        agent.clear_log()
+        for screen in screens.values():
+            screen.close_master()
+        check_use(screens, count)
+    assert len(agent.log()) >= count * len(screens)
 
 
 def picture(screen):
