@@ -1,23 +1,33 @@
 """Storms of signals, messages and datagrams: what a screen shows afterwards is what it showed
 before, and it listens to its keys. And answers that come from elsewhere."""
 
+import dataclasses
+import itertools
 import signal
-import threading
 
 import pytest
 
 import queues
 import world
 from impostors import agent_at, answered_by
+from issuer_painter import IssuerPainter
+from issuer_watch import open_center
 from local_watch import open_watch  # noqa: F401
-from remote_painter import Watch
+from remote_painter import Painter, Readings, Watch
 from screens import COMMANDS, open_screen
 from settings import Settings
-from storm import COUNT, send_datagrams, send_signals
+from snmp_painter import SnmpPainter, open_local
+from storm import DatagramStorm, datagrams_sent, send_signals
+from tolvd import preloaded
+from waiting import wait_until
 
 FOUR_SIGNALS = (signal.SIGINT, signal.SIGHUP, signal.SIGTERM, signal.SIGQUIT)
 OTHERS = (signal.SIGPIPE, signal.SIGXFSZ, signal.SIGCONT, signal.SIGWINCH)
 NOTICE_ROW = 1  # with the time
+HALF = 40  # columns: what stands left and right of it comes from different questions
+PASSES = 2  # into each of which many datagrams come
+MANY, TRIES = 100, 40  # the storm itself may be held up meanwhile
+AWAITED = "d"
 
 
 def picture(screen):
@@ -58,19 +68,100 @@ def test_messages_leave_the_local_screen_its_picture(open_watch):
     assert watch.screen.wait_exit() == 0
 
 
-@pytest.mark.parametrize("place", ["another", "the agent's"])
-def test_datagrams_that_are_no_answers_are_forgotten(status, agent, settings, place):
-    address = world.agent_address() if place == "the agent's" else "192.0.2.11"
-    watch = Watch(status, agent, settings)
-    sent = []
-    sender = threading.Thread(
-        target=lambda: sent.append(send_datagrams(status.pid, address)))
-    sender.start()
-    status.press(" ")  # while it asks, they come in between
-    sender.join()
-    watch.painter.connected = False  # perhaps: a pass may find no answer among them
+# --- datagrams -----------------------------------------------------------------------------------
+
+# What may stay without its answer while they come in between.
+UNANSWERED = [(), *((reading.name,) for reading in dataclasses.fields(Readings)),
+              ("output_voltage", "output_frequency")]
+# Whether the agent answers, and whether there is utility and output power.
+CONDITIONS = [(False, False, False), *((True, *powers) for powers in
+                                       itertools.product((True, False), repeat=2))]
+
+
+def panels(painter, settings):
+    """What a status screen may show then: the UPS, without a value that did not come, or none."""
+    lost = painter(settings)
+    lost.paint_lost()
+    yield lost
+    for names, flash in itertools.product(UNANSWERED, (False, True)):
+        found = painter(settings)
+        found.paint(dataclasses.replace(Readings(), **dict.fromkeys(names)), flash)
+        yield found
+
+
+def conditions(settings):
+    """What the command center may show then below a command that awaits its confirmation; a
+    condition is written over the one before."""
+    for shown in itertools.product(CONDITIONS, repeat=2):
+        painter = IssuerPainter(settings)
+        painter.first_screen()
+        painter.take(AWAITED)
+        for painter.connected, painter.utility, painter.output in shown:
+            painter.paint_pass()
+        yield painter
+
+
+def halves(rows):
+    """What stands in each half of each row but the notice's, and in reverse."""
+    return [(row, col, text[col:col + HALF], marks & set(range(col, col + HALF)))
+            for row, (text, marks) in enumerate(rows) if row != NOTICE_ROW for col in (0, HALF)]
+
+
+def check_among(screen, painters):
+    """Everything looks as one of them has it."""
+    allowed = [found for painter in painters
+               for found in halves(zip(map("".join, painter.text), painter.marks))]
+    shown = halves([(screen.row(row), screen.standout(row)) for row in range(screen.rows)])
+    assert not [found for found in shown if found not in allowed], screen.picture()
+
+
+def is_pass_struck(screen):
+    """A pass of the screen in a storm; whether many datagrams were sent in it."""
+    calm = datagrams_sent()
+    wait_until(lambda: datagrams_sent() > calm + MANY, what="the storm")
+    before = datagrams_sent()
+    screen.press(" ")
+    return datagrams_sent() > before + MANY
+
+
+def show_load(watch):
+    watch.painter.connected = False  # perhaps: a pass may have found no answer among them
     watch.show("r", load=71)
-    assert sent == [COUNT]
+
+
+# Each screen behind an agent, what it may show in a storm, and what to do to see it right again.
+
+
+def open_status(start, agent, settings):
+    screen = start([world.bin("wardenlink"), "status"], env=preloaded("short_waits"))
+    screen.wait_key()
+    return screen, panels(Painter, settings), lambda: show_load(Watch(screen, agent, settings))
+
+
+def open_local_screen(start, agent, settings):
+    watch = open_local(start, agent, settings, env=preloaded("short_waits"))
+    return watch.screen, panels(SnmpPainter, settings), lambda: show_load(watch)
+
+
+def open_awaiting(start, agent, settings):
+    del agent
+    center = open_center(start, settings, env=preloaded("short_waits"))
+    center.press(AWAITED)
+    return center.screen, conditions(settings), lambda: center.press("r")
+
+
+@pytest.mark.parametrize("opened", [open_status, open_local_screen, open_awaiting])
+def test_datagrams_that_are_no_answers_are_forgotten(start, agent, settings, opened):
+    """They come from the agent's address and from another while the screen makes its passes."""
+    screen, painters, show_calm = opened(start, agent, settings)
+    allowed, struck, tries = list(painters), 0, 0
+    with DatagramStorm(screen.pid, agent.address, "192.0.2.11"):
+        while struck < PASSES and tries < TRIES:
+            struck, tries = struck + is_pass_struck(screen), tries + 1
+            check_among(screen, allowed)
+    assert struck == PASSES
+    screen.press(" ")  # reads the last of them
+    show_calm()
 
 
 def test_an_answer_to_the_request_counts_wherever_it_comes_from(start):

@@ -172,11 +172,11 @@ class LocalWatch(Watch):
         self.painter.check(self.screen)
 
 
-def open_local(start, agent, settings, readings=Readings(), present=True):
+def open_local(start, agent, settings, readings=Readings(), present=True, **options):
     """The local screen with its first pass painted, the daemon seen in it and ever after."""
     if present:
         announce(1)
-    screen = start([world.bin("wardenlink-local")])
+    screen = start([world.bin("wardenlink-local")], **options)
     screen.wait_key()
     if present:
         announce()

@@ -1,13 +1,28 @@
 """Storms: far more of something than anybody needs, as fast as this machine can."""
 
 import contextlib
+import json
 import os
 import random
 import re
+import select
 import socket
 import struct
+import subprocess
+import sys
+import time
+
+from waiting import LIMIT
 
 COUNT = 50000
+
+# A storm of datagrams goes at this pace. Who was kept from sending makes up for no more than the
+# slack, and is held up for the rest: a slow machine, or one that does other things.
+PACE = 60000  # a second
+BATCH = 50
+SLACK = 0.01  # seconds
+BATCHES_PER_LOOK = 20  # at the process's sockets, and at whether it is to end
+LITTLE = 0.1  # of a second; who was held up no longer has sent COUNT in it
 
 
 def udp_ports(pid):
@@ -47,6 +62,77 @@ def send_datagrams(pid, address, count=COUNT):
     return count if ports else 0
 
 
+def datagrams_sent():
+    """By all processes of this world so far."""
+    with open("/proc/net/snmp", encoding="ascii") as source:
+        names, numbers = [line.split() for line in source if line.startswith("Udp:")]
+    return int(numbers[names.index("OutDatagrams")])
+
+
+class Sender:
+    """The process behind a DatagramStorm."""
+
+    def __init__(self, pid, addresses):
+        self.pid = pid
+        self.sockets = [socket.socket(socket.AF_INET, socket.SOCK_DGRAM) for _ in addresses]
+        for sender, address in zip(self.sockets, addresses):
+            sender.bind((address, 0))
+        self.datagrams = list(strange_datagrams(random.Random(3)))
+        self.sent = 0
+        self.seconds = []  # of each: datagrams a second, and seconds in which it was held up
+
+    def send_batch(self, ports):
+        for number in range(self.sent, self.sent + BATCH if ports else 0):
+            sender = self.sockets[number % len(self.sockets)]
+            sender.sendto(self.datagrams[number % len(self.datagrams)],
+                          (sender.getsockname()[0], ports[number % len(ports)]))
+            self.sent += 1
+
+    def send_second(self):
+        began, held_up, before = time.monotonic(), 0, self.sent
+        due = now = began
+        while now < began + 1:
+            ports = udp_ports(self.pid)
+            for _ in range(BATCHES_PER_LOOK):
+                self.send_batch(ports)
+                due, now = due + BATCH / PACE, time.monotonic()
+                if now > due + SLACK:
+                    held_up, due = held_up + now - due, now
+                time.sleep(max(0, due - now))
+        self.seconds.append(((self.sent - before) / (now - began), held_up))
+
+    def run(self):
+        """Tells that it has begun; ends after the second in which its input ends."""
+        self.send_batch(udp_ports(self.pid))
+        print("begun" if self.sent else "no socket", flush=True)
+        while not select.select([sys.stdin], [], [], 0)[0]:
+            self.send_second()
+        print(json.dumps(self.seconds), flush=True)
+
+
+class DatagramStorm:
+    """Strange datagrams from these addresses to all sockets of a process, as long as a block of a
+    with statement goes on and for whole seconds."""
+
+    def __init__(self, pid, *addresses):
+        self.words = [sys.executable, __file__, str(pid), *addresses]
+
+    def __enter__(self):
+        self.process = subprocess.Popen(
+            self.words, stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True,
+            env={**os.environ, "PYTHONPATH": os.pathsep.join(sys.path)})
+        assert self.process.stdout.readline() == "begun\n"
+        return self
+
+    def __exit__(self, *unused):
+        """Looks at its seconds, too: those that were not held up had all that was wanted."""
+        assert self.process.poll() is None, "it has ended early"
+        seconds = json.loads(self.process.communicate(timeout=LIMIT)[0])
+        print("datagrams a second, and seconds held up:", seconds)
+        assert all(rate >= COUNT for rate, held_up in seconds if held_up < LITTLE), seconds
+        assert all(rate > 0 for rate, _ in seconds), seconds
+
+
 def send_signals(pid, signals, count=COUNT):
     for number in range(count):
         os.kill(pid, signals[number % len(signals)])
@@ -59,3 +145,7 @@ def fill(path):
             with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as sender:
                 sender.setblocking(False)
                 sender.sendto(b"x", path)
+
+
+if __name__ == "__main__":
+    Sender(int(sys.argv[1]), sys.argv[2:]).run()
