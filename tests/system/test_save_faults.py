@@ -197,6 +197,7 @@ NEVER_STARTED, HALF, DONE = IN_ORDER
     ("close", "EIO", {NEVER_STARTED, DONE}),
     ("rename", "ENOSPC", [NEVER_STARTED, HALF]), ("rename", "EROFS", [NEVER_STARTED, HALF])])
 def test_a_save_with_a_refused_call_leaves_whole_files(edit, owned, call, error, expected):
+    """The screen says as ever that it was completed, and shows what the files then hold."""
     left = []
     for number in range(1, 12):
         restore()
@@ -207,6 +208,8 @@ def test_a_save_with_a_refused_call_leaves_whole_files(edit, owned, call, error,
         left.append(check_left_whole())
         assert sorted(os.listdir(world.FOLDER)) == sorted(NAMES)
         assert told() == [1, 1]
+        editor.screen.wait_key()
+        editor.expect(at=(18, 42), countdown_on=(NEW if left[-1] == DONE else OLD).countdown_on)
         close_and_check(editor.screen, "\nqq")
     assert type(expected)(left) == expected
 
