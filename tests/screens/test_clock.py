@@ -9,7 +9,6 @@ import pytest
 import world
 from screens import COMMANDS, open_screen
 from tolvd import preloaded
-from weather import Weather
 
 ZONE = "CET-1CEST,M3.5.0,M10.5.0/3"
 # The moments in universal time, and what clocks show there.
@@ -23,13 +22,6 @@ MOMENTS = [((1970, 1, 1, 0, 0), "1970-01-01, 01:00 Thu."),
            ((1999, 12, 31, 22, 59), "1999-12-31, 23:59 Fri.")]
 NO_DATE = ("help",)
 TRIES = 3  # on a machine that may stand still until the minute is over
-
-
-@pytest.fixture
-def weather():
-    made = Weather()
-    yield made
-    made.close()
 
 
 @pytest.mark.parametrize("name", [name for name in COMMANDS if name not in NO_DATE])

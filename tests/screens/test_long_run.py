@@ -20,7 +20,6 @@ from local_painter import Files
 from process import MemoryKilobytes, OpenFiles
 from settings import Settings
 from tolvd import preloaded
-from weather import Weather
 
 PASSES = int(os.environ.get("WARDENLINK_PASSES", "240"))
 PARTS = 8  # looks at what it holds, beside the one after the first part
@@ -139,13 +138,6 @@ MODES = {
     "opening": Mode(("wardenlink-monitor",), FilesWorld,
                     ["l", "e", "r", "ri198.51.100.7\n", "rcpublic\x7f\n", "\x1b"]),
 }
-
-
-@pytest.fixture
-def weather():
-    made = Weather()
-    yield made
-    made.close()
 
 
 @pytest.fixture

@@ -18,7 +18,6 @@ from tolvd import (REPLIES, agent_settings, preloaded, recorded, serial_settings
                    wait_recorded)
 from users import stay_root, storm
 from waiting import LIMIT, wait_until
-from weather import Weather
 
 # Only the calls that touch the state's files.
 ON_STATE = [word for name in ("status.json", "outage", "shutdown") for ending in ("", ".new")
@@ -256,13 +255,6 @@ def test_without_descriptors_an_agent_is_lost_and_found_again(agent, tolvd, whos
 
 
 # --- the clock -----------------------------------------------------------------------------
-
-
-@pytest.fixture
-def weather():
-    made = Weather()
-    yield made
-    made.close()
 
 
 def test_a_clock_that_is_set_moves_no_delay_and_misses_no_outage(serial_ups, tolvd, weather):

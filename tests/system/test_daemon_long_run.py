@@ -8,14 +8,11 @@ found somewhere else.
 import os
 import time
 
-import pytest
-
 import queues
 import world
 from process import Children, MemoryKilobytes, OpenFiles
 from tolvd import agent_settings, preloaded, recorded, serial_settings
 from waiting import wait_until
-from weather import Weather
 
 HOURS = float(os.environ.get("WARDENLINK_HOURS", "2"))
 PARTS = 8  # looks at what it holds, beside the one after the first part
@@ -25,13 +22,6 @@ OTHER_DEVICE, OTHER_CONTROL = world.DEVICE + "-other", world.CONTROL + ".other"
 OTHER_ADDRESS = "192.0.2.11"
 INPUT_VOLTAGE = "get .1.3.6.1.4.1.935.1.1.1.3.2.1.0"
 LOST, BACK = "the UPS does not answer", "the UPS answers again"
-
-
-@pytest.fixture
-def weather():
-    made = Weather()
-    yield made
-    made.close()
 
 
 def fewest_files(pid):

@@ -6,6 +6,8 @@ import mmap
 import os
 import struct
 
+import pytest
+
 FILE = "/run/wardenlink-weather"
 LOST, CLOCK, IDLE, PASSES, IDLE_PASSES, KEYS, LOST_ANSWERS, LATE_ANSWERS = range(8)  # in this order, each a number of eight bytes
 SIZE = 8
@@ -60,3 +62,11 @@ class Weather:
     def close(self):
         self._page.close()
         os.remove(FILE)
+
+
+@pytest.fixture
+def weather():
+    """Fair as yet; for a program that is started with short_waits."""
+    made = Weather()
+    yield made
+    made.close()
