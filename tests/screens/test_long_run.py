@@ -185,8 +185,8 @@ def type_keys(screen, mode, weather, chance, passes):
 
 
 def holding(screen, mode):
-    """Descriptors, kilobytes and messages, once it has taken what is for it; not the kilobytes under
-    the sanitizers, which keep for a while what was given back."""
+    """Descriptors, kilobytes and messages, once it has taken what is for it; not the kilobytes
+    under the sanitizers, which keep for a while what was given back."""
     show_presence()
     screen.press(SETTLING)
     take_orders(mode)

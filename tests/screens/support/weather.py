@@ -9,7 +9,8 @@ import struct
 import pytest
 
 FILE = "/run/wardenlink-weather"
-LOST, CLOCK, IDLE, PASSES, IDLE_PASSES, KEYS, LOST_ANSWERS, LATE_ANSWERS = range(8)  # in this order, each a number of eight bytes
+# In this order, each a number of eight bytes.
+LOST, CLOCK, IDLE, PASSES, IDLE_PASSES, KEYS, LOST_ANSWERS, LATE_ANSWERS = range(8)
 SIZE = 8
 
 
