@@ -78,6 +78,12 @@ def IsWaitingForAnswer(pid):
     return call is not None and call[0] == "select" and call[1] > 1
 
 
+def IsStopped(pid):
+    """Whether pid stands still, as after SIGSTOP."""
+    with open(f"/proc/{pid}/stat", encoding="ascii") as source:
+        return source.read().rsplit(")", 1)[1].split()[0] == "T"
+
+
 def IsPending(pid, number):
     """Whether a signal was sent to pid and not taken yet."""
     waiting = [ReadStatus(pid, name, 16) or 0 for name in ("SigPnd", "ShdPnd")]

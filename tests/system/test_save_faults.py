@@ -1,6 +1,7 @@
 """The settings outlive whatever happens during a save: the editor killed at any system call, any
 call refused, a full disk, a read-only folder. Each file is then wholly old or wholly new."""
 
+import calendar
 import errno
 import os
 import re
@@ -17,16 +18,18 @@ import queues
 import world
 from config_painter import SAVED, edit, file_bytes  # noqa: F401
 from fixtures import close_and_check
-from process import Refused
+from process import IsStopped, Refused
 from settings import Settings
 from stopwatch import TRIES
 from terminal import Terminal
+from tolvd import preloaded
 from waiting import LIMIT, wait_until
 
 NOTICE_QUEUES = ("daemonControlQueue", "screenControlQueue")
 NAMES = ("power.ini", "wardenlink.cfg")
 OLD = Settings(snmp_community="old", schedule=[[1, 2, 3, 4]] * 7)
 NEW = Settings(snmp_community="old", schedule=[[1, 2, 3, 4]] * 7, countdown_on=0)
+OTHER = Settings(snmp_community="old", schedule=[[1, 2, 3, 4]] * 7, turn_off_ups=0)
 MODES = {"power.ini": 0o640, "wardenlink.cfg": 0o604}
 OWNER = 12, 34
 # What a save may leave, from its begin to its end: the first file is replaced first.
@@ -289,6 +292,63 @@ def test_a_reader_finds_whole_files_between_any_two_calls_of_a_save(edit, owned)
         over.set()
         reader.join()
     assert met == wanted
+
+
+# --- the clock set meanwhile -------------------------------------------------------------------
+
+
+def set_year(weather, year):
+    weather.shift_clock(calendar.timegm((year, 1, 1, 0, 0, 0)) - int(time.time()))
+
+
+def hold_save(edit, flushes):
+    """An editor that stands still in its save, with so many scratch files whole on the disk."""
+    editor = edit(OLD, written=True, env=preloaded("short_waits"))
+    editor.press("n", at=(9, 42), countdown_on=0)
+    tracer = Tracer(editor.screen.pid, "-e", f"inject=fsync:signal=STOP:when={flushes}")
+    editor.screen.send("s")
+    wait_until(lambda: "stopped by SIGSTOP" in file_bytes(tracer.log.name).decode(),
+               what="the save standing still")
+    tracer.end()
+    wait_until(lambda: IsStopped(editor.screen.pid), what="it standing still untraced")
+    assert len(os.listdir(world.FOLDER)) == len(NAMES) + flushes
+    return editor
+
+
+def end_save(editor, weather, left):
+    """The held one goes on. Its screen says as ever that it is completed, and shows what the files
+    then hold; nothing else is left."""
+    told()
+    os.kill(editor.screen.pid, signal.SIGCONT)
+    wait_until(lambda: all(map(queues.count, NOTICE_QUEUES)), what="the end of the save")
+    editor.screen.wait_key()
+    assert editor.screen.cells(18, 35, len(SAVED)) == SAVED
+    weather.shift_clock(0)
+    editor.press("d", at=(3, 63), countdown_on=left.countdown_on, turn_off_ups=left.turn_off_ups)
+    assert {name: file_bytes(name) for name in NAMES} == content(left)
+    assert sorted(os.listdir(world.FOLDER)) == sorted(NAMES)
+    check_owner()
+
+
+@pytest.mark.parametrize("year", [1970, 2040])
+@pytest.mark.parametrize("flushes", [1, 2])
+def test_a_clock_that_is_set_does_a_save_no_harm(edit, owned, weather, flushes, year):
+    editor = hold_save(edit, flushes)
+    set_year(weather, year)
+    end_save(editor, weather, NEW)
+
+
+# What another save finds half done it takes for a leftover where its clock is a minute ahead.
+@pytest.mark.parametrize("year, left", [(1970, NEW), (2040, OTHER)])
+@pytest.mark.parametrize("flushes", [1, 2])
+def test_of_two_saves_one_is_kept_whole_when_the_clock_is_set(edit, owned, weather, flushes, year,
+                                                              left):
+    held = hold_save(edit, flushes)
+    editor = edit(OLD, written=True, env=preloaded("short_waits"))
+    set_year(weather, year)
+    editor.screen.press("as")
+    assert {name: file_bytes(name) for name in NAMES} == content(OTHER)
+    end_save(held, weather, left)
 
 
 # --- no room, no right -------------------------------------------------------------------------

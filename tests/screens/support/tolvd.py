@@ -19,7 +19,7 @@ import pytest
 
 import queues
 import world
-from process import Children, MemoryKilobytes, RunningFrom
+from process import Children, IsStopped, MemoryKilobytes, RunningFrom
 from settings import Settings
 from stopwatch import Stopwatch
 from waiting import LIMIT
@@ -189,12 +189,9 @@ def memory_of(running):
 @contextlib.contextmanager
 def standing_still(pid):
     """A daemon that does nothing meanwhile."""
-    def IsStopped():
-        with open(f"/proc/{pid}/stat", encoding="ascii") as source:
-            return source.read().rsplit(")", 1)[1].split()[0] == "T"
     os.kill(pid, signal.SIGSTOP)
     try:
-        wait_until(IsStopped, what="the daemon standing still")
+        wait_until(lambda: IsStopped(pid), what="the daemon standing still")
         yield
     finally:
         os.kill(pid, signal.SIGCONT)
