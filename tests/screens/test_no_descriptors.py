@@ -52,13 +52,13 @@ def test_the_panels_of_a_line_lose_what_cannot_be_read(watch, most, missing):
 def test_panels_of_an_agent_go_on(start, agent, settings):
     screen = start([world.bin("wardenlink"), "status"], env=preloaded("short_waits"))
     screen.wait_key()
-    for watch in (Watch(screen, agent, settings),
+    for shown in (Watch(screen, agent, settings),
                   open_local(start, agent, settings, env=preloaded("short_waits"))):
         agent.unset("load")
-        watch.check()
-        with no_more_files(watch.screen):
-            watch.show(load=71)
-        watch.show("r", load=35)
+        shown.check()
+        with no_more_files(shown.screen):
+            shown.show(load=71)
+        shown.show("r", load=35)
 
 
 def test_an_agent_that_cannot_be_asked_is_shown_as_lost(start, agent, settings, weather):

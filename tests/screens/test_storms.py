@@ -26,8 +26,8 @@ OTHERS = (signal.SIGPIPE, signal.SIGXFSZ, signal.SIGCONT, signal.SIGWINCH)
 NOTICE_ROW = 1  # with the time
 HALF = 40  # columns: what stands left and right of it comes from different questions
 PASSES = 2  # into each of which many datagrams come
-MANY, TRIES = 100, 40  # the storm itself may be held up meanwhile
-AWAITED = "d"
+MANY, TRIES = 50, 40  # of a storm that may be held up meanwhile
+AWAITED = "d"  # a command, not confirmed: it asks the agent in each pass
 
 
 def picture(screen):
@@ -116,7 +116,7 @@ def check_among(screen, painters):
 
 
 def is_pass_struck(screen):
-    """A pass of the screen in a storm; whether many datagrams were sent in it."""
+    """A pass of the screen in a storm, many datagrams waiting for it; whether as many came in it."""
     calm = datagrams_sent()
     wait_until(lambda: datagrams_sent() > calm + MANY, what="the storm")
     before = datagrams_sent()

@@ -106,6 +106,7 @@ def test_hours_on_a_line_leave_nothing_behind(serial_ups, tolvd, weather):
         (lambda: go_to(serial_settings, com_port=OTHER_DEVICE), lambda: go_to(serial_settings))],
         "serial Q1", 1)
     assert weather.lost_answers() and weather.late_answers()
+    assert other.log()
     other.stop()
 
 
@@ -137,4 +138,5 @@ def test_hours_with_an_agent_leave_nothing_behind(tolvd, weather):
         (lambda: go_to(agent_settings, snmp_ip=OTHER_ADDRESS), lambda: go_to(agent_settings))],
         INPUT_VOLTAGE, 2)
     assert weather.lost_answers() and weather.late_answers()
+    assert other.log()
     assert (ups.agent.stop(), other.stop()) == (0, 0)

@@ -78,23 +78,28 @@ class Sender:
         for sender, address in zip(self.sockets, addresses):
             sender.bind((address, 0))
         self.datagrams = list(strange_datagrams(random.Random(3)))
-        self.sent = 0
+        self.ports, self.sent = [], 0
         self.seconds = []  # of each: datagrams a second, and seconds in which it was held up
 
-    def send_batch(self, ports):
-        for number in range(self.sent, self.sent + BATCH if ports else 0):
+    def look(self):
+        """Whether the process has a socket, or had one: a session that is lost is opened anew."""
+        self.ports = udp_ports(self.pid) or self.ports
+        return self.ports != []
+
+    def send_batch(self):
+        for number in range(self.sent, self.sent + BATCH):
             sender = self.sockets[number % len(self.sockets)]
             sender.sendto(self.datagrams[number % len(self.datagrams)],
-                          (sender.getsockname()[0], ports[number % len(ports)]))
+                          (sender.getsockname()[0], self.ports[number % len(self.ports)]))
             self.sent += 1
 
     def send_second(self):
         began, held_up, before = time.monotonic(), 0, self.sent
         due = now = began
         while now < began + 1:
-            ports = udp_ports(self.pid)
+            self.look()
             for _ in range(BATCHES_PER_LOOK):
-                self.send_batch(ports)
+                self.send_batch()
                 due, now = due + BATCH / PACE, time.monotonic()
                 if now > due + SLACK:
                     held_up, due = held_up + now - due, now
@@ -103,8 +108,9 @@ class Sender:
 
     def run(self):
         """Tells that it has begun; ends after the second in which its input ends."""
-        self.send_batch(udp_ports(self.pid))
-        print("begun" if self.sent else "no socket", flush=True)
+        if not self.look():
+            sys.exit("the process has no socket")
+        print("begun", flush=True)
         while not select.select([sys.stdin], [], [], 0)[0]:
             self.send_second()
         print(json.dumps(self.seconds), flush=True)
@@ -130,7 +136,6 @@ class DatagramStorm:
         seconds = json.loads(self.process.communicate(timeout=LIMIT)[0])
         print("datagrams a second, and seconds held up:", seconds)
         assert all(rate >= COUNT for rate, held_up in seconds if held_up < LITTLE), seconds
-        assert all(rate > 0 for rate, _ in seconds), seconds
 
 
 def send_signals(pid, signals, count=COUNT):
