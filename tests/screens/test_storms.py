@@ -79,12 +79,17 @@ CONDITIONS = [(False, False, False), *((True, *powers) for powers in
 
 
 def panels(painter, settings):
-    """What a status screen may show then: the UPS, without a value that did not come, or none."""
+    """What a status screen may show then: no UPS, or the UPS without a value that did not come. The
+    local screen asks for it again at the end of a pass: where only that was answered, the next one
+    blanks nothing before it paints."""
     lost = painter(settings)
     lost.paint_lost()
     yield lost
-    for names, flash in itertools.product(UNANSWERED, (False, True)):
+    for names, flash, is_painted_over in itertools.product(UNANSWERED, *[(False, True)] * 2):
         found = painter(settings)
+        if is_painted_over:
+            found.paint_lost()
+            found.connected = True
         found.paint(dataclasses.replace(Readings(), **dict.fromkeys(names)), flash)
         yield found
 
