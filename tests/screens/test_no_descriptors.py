@@ -9,12 +9,13 @@ import pytest
 
 import queues
 import world
+from canvas import MOST_LEAPT
 from config_painter import edit, files_hold  # noqa: F401
 from help_painter import CONTENTS, check, place_help
 from issuer_watch import open_center
 from local_watch import open_watch, watch  # noqa: F401
 from process import OpenFiles
-from remote_painter import Watch, check_no_data
+from remote_painter import Watch, no_data_painter
 from settings import Settings
 from snmp_painter import open_local
 from tolvd import preloaded
@@ -55,6 +56,7 @@ def test_panels_of_an_agent_go_on(start, agent, settings):
     for shown in (Watch(screen, agent, settings),
                   open_local(start, agent, settings, env=preloaded("short_waits"))):
         agent.unset("load")
+        shown.painter.ahead = MOST_LEAPT
         shown.check()
         with no_more_files(shown.screen):
             shown.show(load=71)
@@ -70,10 +72,14 @@ def test_an_agent_that_cannot_be_asked_is_shown_as_lost(start, agent, settings, 
         weather.lose(0)
         agent.clear_log()
         screen.press(" ")
-        check_no_data(screen, settings)
+        lost = no_data_painter(screen, settings)
+        lost.ahead = MOST_LEAPT
+        lost.check(screen)
         assert agent.log() == []
     screen.press(" ")
-    Watch(screen, agent, settings).show("r", load=71)
+    found = Watch(screen, agent, settings)
+    found.painter.ahead = MOST_LEAPT
+    found.show("r", load=71)
 
 
 def test_the_command_center_goes_on(start, agent, settings):

@@ -9,6 +9,7 @@ import pytest
 
 import queues
 import world
+from canvas import MOST_LEAPT
 from impostors import agent_at, answered_by
 from issuer_painter import IssuerPainter
 from issuer_watch import open_center
@@ -130,6 +131,7 @@ def is_pass_struck(screen):
 
 
 def show_load(watch):
+    watch.painter.ahead = MOST_LEAPT
     watch.painter.connected = False  # perhaps: a pass may have found no answer among them
     watch.show("r", load=71)
 
@@ -151,6 +153,7 @@ def open_local_screen(start, agent, settings):
 def open_awaiting(start, agent, settings):
     del agent
     center = open_center(start, settings, env=preloaded("short_waits"))
+    center.painter.ahead = MOST_LEAPT
     center.press(AWAITED)
     return center.screen, conditions(settings), lambda: center.press("r")
 

@@ -7,13 +7,16 @@ from notice import notice_row, wall_clock
 
 PARKED = (24, 79)  # where most screens leave the cursor, if there is such a row
 LONGEST_PASS = 90  # seconds that may lie between a pass and the look at its picture
+MOST_LEAPT = 600  # seconds by which a program that leaps over its waits may be ahead
 
 
 class Canvas:
-    """A blank terminal to write on. A cursor of None is not compared."""
+    """A blank terminal to write on. A cursor of None is not compared. ahead: seconds by which the
+    program's clock may be ahead of the machine's."""
 
     def __init__(self, rows=25, cols=80):
         self.rows, self.cols = rows, cols
+        self.ahead = 0
         self.clear()
 
     def clear(self):
@@ -60,7 +63,7 @@ class Canvas:
     def moments(self):
         """The moments between which the date line was written."""
         now = wall_clock()
-        return now - LONGEST_PASS, now
+        return now - LONGEST_PASS, now + self.ahead
 
     def differences(self, screen):
         """What stands otherwise on a terminal than here: one line each, none when all is right."""

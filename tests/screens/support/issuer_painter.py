@@ -158,4 +158,4 @@ class IssuerPainter(Canvas):
 
     def moments(self):
         """The date line is as old as the picture."""
-        return self.drawn
+        return self.drawn[0], self.drawn[1] + self.ahead
