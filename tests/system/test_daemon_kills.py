@@ -285,7 +285,7 @@ def test_killed_while_it_writes_status_and_outage(serial_ups, tolvd, path):
 def test_killed_at_the_end_of_an_outage(serial_ups, tolvd, call, is_kept):
     """Before and after its file is gone: the next daemon, too, finds that it is over."""
     serial_ups.freeze()
-    serial_settings(ac_fail_delay=1440)
+    serial_settings(ac_fail_delay=1440, countdown_on=0)
     serial_ups.mains("fail")
     leave_outage(5)  # by the time of all daemons: each one leaps on its own
     since = kept_outage()
