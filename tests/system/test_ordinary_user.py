@@ -363,6 +363,7 @@ def test_what_he_sends_as_the_presence_reaches_no_terminal_raw(start):
         check_stream(screen.clear_raw())
     user = spawn(become_ordinary_user, lambda: send_outside(pieces(90)))
     try:
+        wait_until(lambda: queues.count("heartbeatQueue") >= 5, what="his presence")
         shown = world.run("start")
     finally:
         end(user)
