@@ -20,6 +20,7 @@ from local_painter import Files
 from process import MemoryKilobytes, OpenFiles
 from settings import Settings
 from tolvd import preloaded
+from waiting import wait_until
 
 PASSES = int(os.environ.get("WARDENLINK_PASSES", "240"))
 PARTS = 8  # looks at what it holds, beside the one after the first part
@@ -27,7 +28,7 @@ MOST_KEYS = 50  # typed at once
 IDLE = 50  # percent of the passes, as most are of a screen that nobody sits at
 OTHER_ADDRESS, OTHER_CONTROL = "192.0.2.11", world.CONTROL + ".other"
 PRESENCE_MESSAGES = 6  # the daemon leaves no more of them waiting
-SETTLING = " " * 7  # passes enough for all that the screen was told
+SETTLING = " " * (PRESENCE_MESSAGES + 1)  # passes enough for the presence
 GARBAGE = bytes(range(256)) * 300
 
 
@@ -185,8 +186,11 @@ def type_keys(screen, mode, weather, chance, passes):
 
 
 def holding(screen, mode):
-    """Descriptors, kilobytes and messages, once it has taken what is for it; not the kilobytes
-    under the sanitizers, which keep for a while what was given back."""
+    """Descriptors, kilobytes and messages, once it has taken what is for it, one in each pass; not
+    the kilobytes under the sanitizers, which keep for a while what was given back."""
+    if mode.is_local:
+        wait_until(lambda: screen.press(" ") or queues.count("screenControlQueue") == 0,
+                   what="the screen taking what it was told")
     show_presence()
     screen.press(SETTLING)
     take_orders(mode)
