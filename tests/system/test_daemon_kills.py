@@ -68,14 +68,14 @@ def is_killed(running):
 
 
 def stop_newborn(pid, cause, count=1):
-    """The processes that pid makes then, each standing still at its first call."""
+    """The processes that pid makes then, oldest first, each standing still at its first call."""
     tracer = trace(pid, "-f", "-o", LOG, "-e", "inject=set_robust_list:signal=STOP")
     cause()
 
     def Find():
         stopped = map(int, re.findall(r"^(\d+) +--- stopped by SIGSTOP", logged(), re.M))
         found = [child for child in stopped if child != pid]
-        return found if len(found) == count else None
+        return sorted(found) if len(found) == count else None
     found = wait_until(Find, what="its new processes")
     tracer.terminate()
     tracer.wait(LIMIT)
