@@ -166,9 +166,10 @@ ssize_t TakeFromLine(char* bytes, size_t length, ssize_t count)
         errno = EAGAIN;
         return -1;
     }
-    std::string all = late + std::string(bytes, fresh);
-    late.clear();
-    return static_cast<ssize_t>(all.copy(bytes, length));
+    late.append(bytes, fresh);
+    size_t taken = late.copy(bytes, length);
+    late.erase(0, taken);
+    return static_cast<ssize_t>(taken);
 }
 
 // An agent's answer has come. It is gone, or waits for the next look at the socket, which is one
