@@ -4,6 +4,7 @@ its system calls: what is left is whole, and the outage is watched, if need be b
 Some calls in each run of the tests; WARDENLINK_KILLS=1 takes every one.
 """
 
+import fcntl
 import itertools
 import json
 import os
@@ -22,6 +23,40 @@ from waiting import LIMIT, wait_until
 LOG = "/run/calls"
 EVERY = "WARDENLINK_KILLS" in os.environ
 WRITES = ("openat", "fchmod", "write", "close", "rename")  # a file, under its scratch name first
+
+
+# --- one daemon after the other ---------------------------------------------------------------
+
+
+def is_unlocked():
+    """Whether another daemon may begin."""
+    try:
+        with open(daemon.LOCK, "rb") as lock:
+            fcntl.flock(lock, fcntl.LOCK_EX | fcntl.LOCK_NB)
+    except BlockingIOError:
+        return False
+    except FileNotFoundError:
+        pass  # there was none before
+    return True
+
+
+def wait_unlocked():
+    """Who was made by a daemon that has ended may hold its lock still, until he has closed it."""
+    wait_until(is_unlocked, what="the lock of the daemon before")
+
+
+@pytest.fixture(name="tolvd")
+def tolvd_after_another(tolvd):
+    def Start(*options, **how):
+        wait_unlocked()
+        return tolvd(*options, **how)
+    return Start
+
+
+def start_traced(*options):
+    """A daemon that strace goes with from its first call on."""
+    wait_unlocked()
+    return daemon.Tolvd(prefix=["strace", "-D", "-qq", "-o", *options])
 
 
 # --- who is killed, and where ----------------------------------------------------------------
@@ -121,17 +156,14 @@ def test_killed_at_its_start_in_an_outage(serial_ups, tolvd):
     serial_ups.mains("fail")
     leave_outage(seconds=5)
     since = kept_outage()
-
-    def start(*options):
-        return daemon.Tolvd(prefix=["strace", "-D", "-qq", "-o", *options])
-    running = start(LOG)
+    running = start_traced(LOG)
     running.wait_status(status=2)
     running.kill()
     calls = logged_calls()
     calls = first_calls(calls[calls.index(("umask", 1)):])  # before it, it is no daemon yet
     killed = 0
     for call in calls:
-        running = start("/dev/null", *inject(*call))
+        running = start_traced("/dev/null", *inject(*call))
         killed += is_killed(running)
         running.kill()
         check_follower(tolvd, since)
@@ -386,8 +418,7 @@ def test_killed_while_it_keeps_a_reply(serial_ups, tolvd):
             trace(running.pid, *at_file(path, call))
             serial_ups.load(44)
         else:
-            running = daemon.Tolvd(prefix=["strace", "-D", "-qq", "-o", "/dev/null",
-                                           *at_file(path, call)])
+            running = start_traced("/dev/null", *at_file(path, call))
         end_by_kill(running)
         check_scratch(path, call)
         assert contents(path) == old

@@ -32,7 +32,6 @@ pytestmark = pytest.mark.usefixtures("other_user")
 SETTINGS = [f"{FOLDER}/{name}" for name in ("power.ini", "wardenlink.cfg")]
 OPERATORS = 34  # a group that the user belongs to where a test says so
 PR_SET_NAME = 15
-LOCK = daemon.STATE + "/tolvd.lock"
 DELAY = 60  # seconds from an outage's begin to the shutdown
 FLUSH = 10  # the longest wait for the disks
 BUSY = 30  # seconds by which a busy machine may hold up anything
@@ -171,11 +170,11 @@ def test_the_daemons_files_its_lock_and_its_programs_are_roots(serial_ups, tolvd
     for folder in (daemon.STATE, daemon.EVENT_FOLDER):
         assert is_refused(make_in, folder)
         assert is_refused(os.symlink, "/run/elsewhere", folder + "/status.json.new")
-    for path in (daemon.STATUS, LOCK, daemon.EVENT_FOLDER + "/10mine"):
+    for path in (daemon.STATUS, daemon.LOCK, daemon.EVENT_FOLDER + "/10mine"):
         assert is_refused(write_into, path)
         assert is_refused(os.remove, path)
     # A lock may be held through a file that is open for reading only.
-    assert is_refused(read_from, LOCK)
+    assert is_refused(read_from, daemon.LOCK)
 
 
 # --- the daemon ----------------------------------------------------------------------------

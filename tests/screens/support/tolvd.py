@@ -28,6 +28,7 @@ from world import wait_until
 STATE = "/run/wardenlink"
 STATUS = STATE + "/status.json"
 OUTAGE = STATE + "/outage"
+LOCK = STATE + "/tolvd.lock"
 LAST_DEED = STATE + "/shutdown"
 RECORDED = "/run/wardenlink-recorded"
 HELD = "/run/wardenlink-held"
