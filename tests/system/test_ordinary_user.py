@@ -34,7 +34,7 @@ OPERATORS = 34  # a group that the user belongs to where a test says so
 PR_SET_NAME = 15
 DELAY = 60  # seconds from an outage's begin to the shutdown
 FLUSH = 10  # the longest wait for the disks
-BUSY = 30  # seconds by which a busy machine may hold up anything
+BUSY = 60  # seconds by which a busy machine may hold up anything
 TURN_OFF = ".1.3.6.1.4.1.935.1.1.1.6.2.1.0"
 
 
