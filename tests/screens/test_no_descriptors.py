@@ -14,7 +14,7 @@ from config_painter import edit, files_hold  # noqa: F401
 from help_painter import CONTENTS, check, place_help
 from issuer_watch import open_center
 from local_watch import open_watch, watch  # noqa: F401
-from process import OpenFiles
+from process import FewestOpenFiles
 from remote_painter import Watch, no_data_painter
 from settings import Settings
 from snmp_painter import open_local
@@ -27,7 +27,8 @@ STREAMS = 3
 def no_more_files(screen, most=None):
     """The program may have no more descriptors open than it has, or fewer."""
     before = resource.prlimit(screen.pid, resource.RLIMIT_NOFILE)
-    most = OpenFiles(screen.pid) if most is None else most
+    screen.wait_key()  # an idle pass opens files, too
+    most = FewestOpenFiles(screen.pid) if most is None else most
     resource.prlimit(screen.pid, resource.RLIMIT_NOFILE, (most, before[1]))
     yield
     resource.prlimit(screen.pid, resource.RLIMIT_NOFILE, before)
