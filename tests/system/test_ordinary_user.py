@@ -1,5 +1,6 @@
 """What an ordinary user of the machine can and cannot do: the table of SECURITY.md, tried."""
 
+import contextlib
 import ctypes
 import errno
 import fcntl
@@ -222,23 +223,36 @@ def test_the_presence_comes_back_to_a_queue_that_was_filled_or_emptied(serial_up
     assert running.status()["ups"] == "heard"
 
 
+@contextlib.contextmanager
+def presence_taken():
+    """By so many that a message finds one of them waiting, also on a busy machine."""
+    with crowd(lambda: queues.hoard("heartbeatQueue"), 8) as readers:
+        wait_until(lambda: queues.info("heartbeatQueue").last_reader in readers, what="his first")
+        yield
+
+
+def test_a_signal_ends_a_daemon_whose_presence_is_taken(serial_ups, tolvd):
+    serial_settings()
+    running = tolvd()
+    with presence_taken():
+        running.stop()
+
+
 def test_the_protection_does_not_hang_on_the_presence(serial_ups, tolvd, start):
     serial_settings(ac_fail_delay=10)
     serial_ups.freeze()
     running = tolvd()
     screen = start([world.bin("wardenlink-local")])
     screen.wait_key()
-    # So many that a message finds one of them waiting, also on a busy machine.
-    with crowd(lambda: queues.hoard("heartbeatQueue"), 8) as readers:
-        wait_until(lambda: queues.info("heartbeatQueue").last_reader in readers, what="his first")
+    with presence_taken():
         serial_ups.mains("fail")
         running.wait_status(status=2, pending="outage")
         wait_until(lambda: all_replies_with(" 10000"), what="the replies")
         screen.press(" ")
         assert screen.cells(9, 26, 8) == "AC FAILS"
         assert screen.cells(15, 4, 32) == " " * 32, "no warning without a daemon"
-        assert world.run("stop").stdout.endswith("is not running!\n")
         wait_until(lambda: ask("--status").returncode == 2, what="the daemon's word")
+        assert world.run("stop").stdout.endswith("is not running!\n")  # removes the queue
     running.reload()
     running.wait_status(status=2, pending="outage")
     # One for a pass that nobody called forth, one for the pass that is looked at.
