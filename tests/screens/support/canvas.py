@@ -7,7 +7,7 @@ from notice import notice_row, wall_clock
 
 PARKED = (24, 79)  # where most screens leave the cursor, if there is such a row
 LONGEST_PASS = 90  # seconds that may lie between a pass and the look at its picture
-MOST_LEAPT = 600  # seconds by which a program that leaps over its waits may be ahead
+MOST_LEAPT = 3600  # seconds by which a program that leaps over its waits may be ahead
 
 
 class Canvas:

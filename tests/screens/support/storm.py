@@ -1,28 +1,25 @@
 """Storms: far more of something than anybody needs, as fast as this machine can."""
 
 import contextlib
-import json
+import mmap
 import os
 import random
 import re
-import select
 import socket
 import struct
-import subprocess
-import sys
 import time
 
-from waiting import LIMIT
+from users import end, spawn
+from waiting import wait_until
 
 COUNT = 50000
 
-# A storm of datagrams goes at this pace. Who was kept from sending makes up for no more than the
-# slack, and is held up for the rest: a slow machine, or one that does other things.
+# A storm of datagrams that goes on has this pace, on a machine that is fast enough: answers are to
+# come through now and then.
 PACE = 60000  # a second
 BATCH = 50
-SLACK = 0.01  # seconds
-BATCHES_PER_LOOK = 20  # at the process's sockets, and at whether it is to end
-LITTLE = 0.1  # of a second; who was held up no longer has sent COUNT in it
+SLACK = 0.01  # seconds by which it may lag behind
+LOOK = 1000  # after so many it looks for the process's sockets
 
 
 def udp_ports(pid):
@@ -49,93 +46,49 @@ def strange_datagrams(chance):
         yield b"\x30" + bytes([len(whole)]) + whole
 
 
-def send_datagrams(pid, address, count=COUNT):
-    """So many strange datagrams from this address to all the sockets of a process; how many."""
-    chance = random.Random(3)
-    datagrams = list(strange_datagrams(chance))
-    ports = udp_ports(pid)
-    with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as sender:
-        sender.bind((address, 0))
-        for number in range(count if ports else 0):
-            sender.sendto(datagrams[number % len(datagrams)],
-                          (address, ports[number % len(ports)]))
-    return count if ports else 0
-
-
-def datagrams_sent():
-    """By all processes of this world so far."""
-    with open("/proc/net/snmp", encoding="ascii") as source:
-        names, numbers = [line.split() for line in source if line.startswith("Udp:")]
-    return int(numbers[names.index("OutDatagrams")])
-
-
 class Sender:
-    """The process behind a DatagramStorm."""
+    """Strange datagrams from these addresses, in turn, to all sockets of a process."""
 
-    def __init__(self, pid, addresses):
-        self.pid = pid
+    def __init__(self, pid, *addresses):
+        self.pid, self.sent = pid, 0
+        self.ports = wait_until(lambda: udp_ports(pid), what="a socket of the process")
         self.sockets = [socket.socket(socket.AF_INET, socket.SOCK_DGRAM) for _ in addresses]
         for sender, address in zip(self.sockets, addresses):
             sender.bind((address, 0))
         self.datagrams = list(strange_datagrams(random.Random(3)))
-        self.ports, self.sent = [], 0
-        self.seconds = []  # of each: datagrams a second, and seconds in which it was held up
 
-    def look(self):
-        """Whether the process has a socket, or had one: a session that is lost is opened anew."""
-        self.ports = udp_ports(self.pid) or self.ports
-        return self.ports != []
-
-    def send_batch(self):
-        for number in range(self.sent, self.sent + BATCH):
+    def send(self, count):
+        """So many, as fast as can be; to new sockets, too: a session that is lost is opened anew."""
+        for number in range(self.sent, self.sent + count):
+            if number % LOOK == 0:
+                self.ports = udp_ports(self.pid) or self.ports
             sender = self.sockets[number % len(self.sockets)]
             sender.sendto(self.datagrams[number % len(self.datagrams)],
                           (sender.getsockname()[0], self.ports[number % len(self.ports)]))
-            self.sent += 1
+        self.sent += count
 
-    def send_second(self):
-        began, held_up, before = time.monotonic(), 0, self.sent
-        due = now = began
-        while now < began + 1:
-            self.look()
-            for _ in range(BATCHES_PER_LOOK):
-                self.send_batch()
-                due, now = due + BATCH / PACE, time.monotonic()
-                if now > due + SLACK:
-                    held_up, due = held_up + now - due, now
-                time.sleep(max(0, due - now))
-        self.seconds.append(((self.sent - before) / (now - began), held_up))
-
-    def run(self):
-        """Tells that it has begun; ends after the second in which its input ends."""
-        if not self.look():
-            sys.exit("the process has no socket")
-        print("begun", flush=True)
-        while not select.select([sys.stdin], [], [], 0)[0]:
-            self.send_second()
-        print(json.dumps(self.seconds), flush=True)
+    def send_for_ever(self, shown):
+        """At the pace, or slower: who was held up does not make up for it. shown: a place for the
+        number of those that were sent."""
+        due = time.monotonic()
+        while True:
+            self.send(BATCH)
+            struct.pack_into("q", shown, 0, self.sent)
+            due = max(due + BATCH / PACE, time.monotonic() - SLACK)
+            time.sleep(max(0, due - time.monotonic()))
 
 
-class DatagramStorm:
-    """Strange datagrams from these addresses to all sockets of a process, as long as a block of a
-    with statement goes on and for whole seconds."""
-
-    def __init__(self, pid, *addresses):
-        self.words = [sys.executable, __file__, str(pid), *addresses]
-
-    def __enter__(self):
-        self.process = subprocess.Popen(
-            self.words, stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True,
-            env={**os.environ, "PYTHONPATH": os.pathsep.join(sys.path)})
-        assert self.process.stdout.readline() == "begun\n"
-        return self
-
-    def __exit__(self, *unused):
-        """Looks at its seconds, too: those that were not held up had all that was wanted."""
-        assert self.process.poll() is None, "it has ended early"
-        seconds = json.loads(self.process.communicate(timeout=LIMIT)[0])
-        print("datagrams a second, and seconds held up:", seconds)
-        assert all(rate >= COUNT for rate, held_up in seconds if held_up < LITTLE), seconds
+@contextlib.contextmanager
+def datagram_storm(pid, *addresses):
+    """Strange datagrams by a process of its own, as long as a block of a with statement goes on.
+    Gives a function that tells how many were sent so far."""
+    shown = mmap.mmap(-1, mmap.PAGESIZE)  # with the process
+    sender = spawn(lambda: Sender(pid, *addresses).send_for_ever(shown))
+    try:
+        yield lambda: struct.unpack_from("q", shown)[0]
+    finally:
+        end(sender)
+        shown.close()
 
 
 def send_signals(pid, signals, count=COUNT):
@@ -150,7 +103,3 @@ def fill(path):
             with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as sender:
                 sender.setblocking(False)
                 sender.sendto(b"x", path)
-
-
-if __name__ == "__main__":
-    Sender(int(sys.argv[1]), sys.argv[2:]).run()
