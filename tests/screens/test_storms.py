@@ -3,6 +3,7 @@ before, and it listens to its keys. And answers that come from elsewhere."""
 
 import dataclasses
 import itertools
+import operator
 import signal
 
 import pytest
@@ -25,7 +26,6 @@ from waiting import wait_until
 FOUR_SIGNALS = (signal.SIGINT, signal.SIGHUP, signal.SIGTERM, signal.SIGQUIT)
 OTHERS = (signal.SIGPIPE, signal.SIGXFSZ, signal.SIGCONT, signal.SIGWINCH)
 NOTICE_ROW = 1  # with the time
-HALF = 40  # columns: what stands left and right of it comes from different questions
 WAITING = 1000  # datagrams before each pass
 PASSES, STRUCK = 2, 5000  # at least so many passes, and datagrams that come in them
 AWAITED = "d"  # a command, not confirmed: it asks the agent in each pass
@@ -71,54 +71,47 @@ def test_messages_leave_the_local_screen_its_picture(open_watch):
 
 # --- datagrams -----------------------------------------------------------------------------------
 
-# What may stay without its answer while they come in between.
-UNANSWERED = [(), *((reading.name,) for reading in dataclasses.fields(Readings)),
-              ("output_voltage", "output_frequency")]
+# What a screen may show then: no UPS, the UPS, or the UPS without values that did not come. Where the
+# agent did not answer for the output voltage alone, another text stands in its place.
+SILENT = dict.fromkeys(reading.name for reading in dataclasses.fields(Readings))
+READINGS = [Readings(), Readings(**SILENT), Readings(output_voltage=None)]
 # Whether the agent answers, and whether there is utility and output power.
 CONDITIONS = [(False, False, False), *((True, *powers) for powers in
                                        itertools.product((True, False), repeat=2))]
 
 
 def panels(painter, settings):
-    """What a status screen may show then: no UPS, or the UPS without a value that did not come. The
-    local screen asks for it again at the end of a pass: where only that was answered, the next one
-    blanks nothing before it paints."""
+    """Of a status screen."""
     lost = painter(settings)
     lost.paint_lost()
     yield lost
-    for names, flash, is_painted_over in itertools.product(UNANSWERED, *[(False, True)] * 2):
+    for readings, flash in itertools.product(READINGS, (False, True)):
         found = painter(settings)
-        if is_painted_over:
-            found.paint_lost()
-            found.connected = True
-        found.paint(dataclasses.replace(Readings(), **dict.fromkeys(names)), flash)
+        found.paint(readings, flash)
         yield found
 
 
 def conditions(settings):
-    """What the command center may show then below a command that awaits its confirmation; a
-    condition is written over the one before."""
-    for shown in itertools.product(CONDITIONS, repeat=2):
+    """Of the command center, below a command that awaits its confirmation."""
+    for shown in CONDITIONS:
         painter = IssuerPainter(settings)
         painter.first_screen()
+        painter.connected, painter.utility, painter.output = shown
         painter.take(AWAITED)
-        for painter.connected, painter.utility, painter.output in shown:
-            painter.paint_pass()
         yield painter
 
 
-def halves(rows):
-    """What stands in each half of each row but the notice's, and in reverse."""
-    return [(row, col, text[col:col + HALF], marks & set(range(col, col + HALF)))
-            for row, (text, marks) in enumerate(rows) if row != NOTICE_ROW for col in (0, HALF)]
+def cells(text, marks):
+    """The letters of a row, and whether each is in reverse."""
+    return [(letter, col in marks) for col, letter in enumerate(text)]
 
 
 def check_among(screen, painters):
-    """Everything looks as one of them has it."""
-    allowed = [found for painter in painters
-               for found in halves(zip(map("".join, painter.text), painter.marks))]
-    shown = halves([(screen.row(row), screen.standout(row)) for row in range(screen.rows)])
-    assert not [found for found in shown if found not in allowed], screen.picture()
+    """Each cell looks as one of them has it."""
+    for row in range(screen.rows):
+        allowed = zip(*(cells(painter.text[row], painter.marks[row]) for painter in painters))
+        shown = cells(screen.row(row), screen.standout(row))
+        assert row == NOTICE_ROW or all(map(operator.contains, allowed, shown)), screen.picture()
 
 
 def strike_pass(screen, sent):
