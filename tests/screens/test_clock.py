@@ -2,7 +2,6 @@
 daylight saving both ways included, the local screen what is next there, and the passes go on."""
 
 import calendar
-import time
 
 import pytest
 
@@ -34,16 +33,12 @@ NO_DATE = ("help",)
 TRIES = 3  # on a machine that may stand still until the minute is over
 
 
-def set_clock(weather, moment):
-    weather.shift_clock(calendar.timegm((*moment, 1)) - int(time.time()))
-
-
 @pytest.mark.parametrize("name", [name for name in COMMANDS if name not in NO_DATE])
 def test_the_date_line_shows_what_clocks_show(start, weather, name):
     screen = open_screen(start, name, env={**preloaded("short_waits"), "TZ": ZONE})
 
     def Show(moment):
-        set_clock(weather, moment)
+        weather.set_clock(calendar.timegm((*moment, 1)))
         screen.press("r")
         return screen.cells(1, 55, len("2026-11-22, 05:52 Sun."))
 
@@ -62,7 +57,7 @@ def test_the_local_screen_shows_what_is_next_on_the_clock_that_was_set(open_watc
     screen = watch.screen
 
     def Show(moment):
-        set_clock(weather, moment)
+        weather.set_clock(calendar.timegm((*moment, 1)))
         watch.tell("010")  # without it at one of the next twelve passes
         watch.press(present=True)
         return [screen.cells(*LEFT_VALUES[name][:2], len("Sun. 02:30"))

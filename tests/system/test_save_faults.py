@@ -297,10 +297,6 @@ def test_a_reader_finds_whole_files_between_any_two_calls_of_a_save(edit, owned)
 # --- the clock set meanwhile -------------------------------------------------------------------
 
 
-def set_year(weather, year):
-    weather.shift_clock(calendar.timegm((year, 1, 1, 0, 0, 0)) - int(time.time()))
-
-
 def hold_save(edit, flushes):
     """An editor that stands still in its save, with so many scratch files whole on the disk."""
     editor = edit(OLD, written=True, env=preloaded("short_waits"))
@@ -323,7 +319,7 @@ def end_save(editor, weather, left):
     wait_until(lambda: all(map(queues.count, NOTICE_QUEUES)), what="the end of the save")
     editor.screen.wait_key()
     assert editor.screen.cells(18, 35, len(SAVED)) == SAVED
-    weather.shift_clock(0)
+    weather.set_clock(time.time())
     editor.press("d", at=(3, 63), countdown_on=left.countdown_on, turn_off_ups=left.turn_off_ups)
     assert {name: file_bytes(name) for name in NAMES} == content(left)
     assert sorted(os.listdir(world.FOLDER)) == sorted(NAMES)
@@ -334,7 +330,7 @@ def end_save(editor, weather, left):
 @pytest.mark.parametrize("flushes", [1, 2])
 def test_a_clock_that_is_set_does_a_save_no_harm(edit, owned, weather, flushes, year):
     editor = hold_save(edit, flushes)
-    set_year(weather, year)
+    weather.set_clock(calendar.timegm((year, 1, 1, 0, 0, 0)))
     end_save(editor, weather, NEW)
 
 
@@ -345,7 +341,7 @@ def test_of_two_saves_one_is_kept_whole_when_the_clock_is_set(edit, owned, weath
                                                               left):
     held = hold_save(edit, flushes)
     editor = edit(OLD, written=True, env=preloaded("short_waits"))
-    set_year(weather, year)
+    weather.set_clock(calendar.timegm((year, 1, 1, 0, 0, 0)))
     editor.screen.press("as")
     assert {name: file_bytes(name) for name in NAMES} == content(OTHER)
     end_save(held, weather, left)

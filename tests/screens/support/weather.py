@@ -5,6 +5,7 @@ and what it has done since."""
 import mmap
 import os
 import struct
+import time
 
 import pytest
 
@@ -27,9 +28,11 @@ class Weather:
         rest answers to what was obeyed, every second of which is only late. All of it: requests."""
         self._write(LOST, percent)
 
-    def shift_clock(self, seconds):
-        """The time of day is so far ahead; other clocks stay what they are."""
-        self._write(CLOCK, seconds)
+    def set_clock(self, moment, shown=None):
+        """The time of day is this one, in seconds since 1970; other clocks stay what they are.
+        shown: what a program's clock shows that has leapt."""
+        shift = self._read(CLOCK)
+        self._write(CLOCK, shift + int(moment) - int(shown or time.time() + shift))
 
     def idle(self, percent):
         """So many passes end without a key from now on, at once, whatever was typed."""
