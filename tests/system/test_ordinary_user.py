@@ -74,13 +74,18 @@ def set_up():
     assert files.read().com_port == world.DEVICE
 
 
+def narrow_settings():
+    """Takes the right to read them away from all but the operators."""
+    for path in SETTINGS:
+        os.chown(path, 0, OPERATORS)
+        os.chmod(path, 0o640)
+
+
 def test_the_community_is_everybodys_until_the_mode_is_narrowed(start, serial_ups):
     save_in_the_editor(start, "osecret\n")
     assert files.read().snmp_community == files.read_text()["snmp_community"] == "secret"
-    for path in SETTINGS:
-        assert try_as_ordinary_user(read_from, path) == 0
-        os.chown(path, 0, OPERATORS)
-        os.chmod(path, 0o640)
+    assert [try_as_ordinary_user(read_from, path) for path in SETTINGS] == [0, 0]
+    narrow_settings()
     for save in (lambda: save_in_the_editor(start, "d+"), set_up):
         before = [os.stat(path).st_ino for path in SETTINGS]
         save()
@@ -98,9 +103,7 @@ def secret_agent():
     """One that answers to a community that not everybody is to know."""
     running = world.Agent(community="secret")
     agent_settings(snmp_community="secret")
-    for path in SETTINGS:
-        os.chown(path, 0, OPERATORS)
-        os.chmod(path, 0o640)
+    narrow_settings()
     yield running
     assert running.stop() == 0, "the simulated UPS ended badly"
 
