@@ -222,7 +222,8 @@ def test_thousands_of_passes_leave_nothing_behind(start, weather, around, name):
             type_keys(screen, mode, weather, chance, PASSES / (PARTS + 1) / len(stretches))
         looks.append(holding(screen, mode))
     print(f"{name}: {weather.passes()} passes, {weather.idle_passes()} of them idle, "
-          f"{weather.lost_answers()} answers lost, {weather.late_answers()} late, in {time.monotonic() - began:.0f} s: {looks}")
+          f"{weather.lost_answers()} answers lost, {weather.late_answers()} late, "
+          f"in {time.monotonic() - began:.0f} s: {looks}")
     around.check(mode)
     weather.idle(0)
     first, last = looks[0], looks[-1]

@@ -71,8 +71,8 @@ def test_messages_leave_the_local_screen_its_picture(open_watch):
 
 # --- datagrams -----------------------------------------------------------------------------------
 
-# What a screen may show then: no UPS, the UPS, or the UPS without values that did not come. Where the
-# agent did not answer for the output voltage alone, another text stands in its place.
+# What a screen may show then: no UPS, the UPS, or the UPS without values that did not come. Where
+# the output voltage alone did not, another text stands in its place.
 SILENT = dict.fromkeys(reading.name for reading in dataclasses.fields(Readings))
 READINGS = [Readings(), Readings(**SILENT), Readings(output_voltage=None)]
 # Whether the agent answers, and whether there is utility and output power.

@@ -58,7 +58,7 @@ class Sender:
         self.datagrams = list(strange_datagrams(random.Random(3)))
 
     def send(self, count):
-        """So many, as fast as can be; to new sockets, too: a session that is lost is opened anew."""
+        """So many, as fast as can be; to new sockets, too, for a lost session is opened anew."""
         for number in range(self.sent, self.sent + count):
             if number % LOOK == 0:
                 self.ports = udp_ports(self.pid) or self.ports
