@@ -12,6 +12,11 @@ bool IsDigit(char c)
     return c >= '0' && c <= '9';
 }
 
+bool IsPrintableByte(char c)
+{
+    return c >= ' ' && c <= '~';
+}
+
 } // namespace
 
 void CopyText(char* dst, size_t size, const char* src)
@@ -29,10 +34,17 @@ void FormatText(char* dst, size_t size, const char* format, ...)
     va_end(arguments);
 }
 
+bool IsPrintable(const char* text)
+{
+    while (IsPrintableByte(*text))
+        text++;
+    return *text == '\0';
+}
+
 void MakePrintable(char* text)
 {
     for (char* c = text; *c != '\0'; c++) {
-        if (*c < ' ' || *c > '~')
+        if (!IsPrintableByte(*c))
             *c = *c >= 0 && *c < ' ' ? ' ' : '?';
     }
 }

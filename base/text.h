@@ -21,6 +21,9 @@ template <size_t size> void CopyField(char (&dst)[size], const char* src)
 void FormatText(char* dst, size_t size, const char* format, ...)
     __attribute__((format(printf, 3, 4)));
 
+// Whether all of a text is printable ASCII; so is an empty one.
+bool IsPrintable(const char* text);
+
 // Makes a text from outside safe to show: a control character becomes a blank, DEL
 // and a byte that is not ASCII a '?'.
 void MakePrintable(char* text);

@@ -44,16 +44,6 @@ double ReadNumber(const char* reply, size_t begin, size_t end)
     return isNumber ? number : NAN;
 }
 
-// Noise on the line shows in bytes that no UPS sends.
-bool IsPrintable(const char* text)
-{
-    for (; *text != '\0'; text++) {
-        if (*text < ' ' || *text > '~')
-            return false;
-    }
-    return true;
-}
-
 bool AreStatusBits(const char* bits)
 {
     return strlen(bits) == STATUS_BITS && strspn(bits, "01") == STATUS_BITS;
@@ -78,6 +68,7 @@ void ClearNames(UpsNames& names)
 
 bool ParseStatusReply(const char* reply, Reading& reading)
 {
+    // Noise on the line shows in bytes that no UPS sends.
     if (!HasShape(reply, '(', STATUS_REPLY_BYTES - 1, STATUS_FIELDS) || !IsPrintable(reply))
         return false;
     const char* bits = reply + STATUS_FIELDS[STATUS_NUMBERS];

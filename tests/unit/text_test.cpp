@@ -82,6 +82,14 @@ TEST(MakePrintable, LeavesNothingThatATerminalObeys)
         EXPECT_EQ(Changed(MakePrintable, test.before), test.after);
 }
 
+TEST(IsPrintable, SaysWhetherATerminalObeysNothingOfAText)
+{
+    for (const char* text : {"", " ", "~", "as it is"})
+        EXPECT_TRUE(IsPrintable(text)) << text;
+    for (const char* text : {"\n", "a\tb", "a\x1f", "\x7f", "\x80", "b \xff"})
+        EXPECT_FALSE(IsPrintable(text)) << text;
+}
+
 TEST(CleanString, CutsAfterTheSecondQuote)
 {
     const TextCase cases[] = {{"\"word\" and more", "\"word\""},
