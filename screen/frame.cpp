@@ -129,6 +129,8 @@ void SetSignals(int /*signalNumber*/)
 
 int PutText(Place place, const char* text)
 {
+    if (IsPrintable(text))
+        return PutPlainText(place, text);
     char line[LINE_SIZE];
     CopyField(line, text);
     MakePrintable(line);
