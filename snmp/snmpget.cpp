@@ -112,7 +112,7 @@ int snmpget(char* results[], netsnmp_session* ss, const char* const oids[], int 
     for (int variables = count; request != nullptr; variables--) {
         netsnmp_pdu* response = nullptr;
         int status = Exchange(ss, request, &response);
-        if (status != EXCHANGE_ANSWERED)
+        if (response == nullptr)
             return status == EXCHANGE_UNANSWERED ? GET_UNANSWERED : GET_FAILED;
         request = nullptr;
         long errorStatus = response->errstat;

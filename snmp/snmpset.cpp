@@ -129,7 +129,7 @@ void snmpset(netsnmp_session* ss, const char* const oids[], const char* types,
     for (int variables = count; request != nullptr; variables--) {
         netsnmp_pdu* response = nullptr;
         int status = Exchange(ss, request, &response);
-        if (status != EXCHANGE_ANSWERED) {
+        if (response == nullptr) {
             ReportLostExchange(status);
             return;
         }
