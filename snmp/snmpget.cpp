@@ -22,16 +22,17 @@ bool BeginsPart(const char* text)
 bool ParsePlainObjectId(const char* text, ObjectId& id)
 {
     id.length = 0;
-    for (const char* c = text; *c != '\0'; c++) {
-        if (BeginsPart(c) && id.length < MAX_OID_LEN)
-            id.name[id.length++] = 0;
-        else if (!IsDigit(*c) || id.length == 0)
+    const char* c = text;
+    while (*c != '\0') {
+        if (!BeginsPart(c) || id.length == MAX_OID_LEN)
             return false;
-        oid& part = id.name[id.length - 1];
-        if (IsDigit(*c))
+        oid part = 0;
+        for (c++; IsDigit(*c); c++) {
             part = part * 10 + static_cast<oid>(*c - '0');
-        if (part > PART_MAX)
-            return false;
+            if (part > PART_MAX)
+                return false;
+        }
+        id.name[id.length++] = part;
     }
     return id.length > 1;
 }
