@@ -95,6 +95,21 @@ void ChangeRating(PowerConfig& config, int key, int* /*lastStep*/)
     config.batteryRating = static_cast<float>(volts);
 }
 
+void TurnOverTurnOff(PowerConfig& config)
+{
+    TurnOver(&config.turnOffUps);
+}
+
+void TurnOverCountdown(PowerConfig& config)
+{
+    TurnOver(&config.countdownOn);
+}
+
+void TurnOverSchedule(PowerConfig& config)
+{
+    TurnOver(&config.scheduleOn);
+}
+
 } // namespace
 
 // One row for each number: its key, its line, and what [+] does between which limits.
@@ -107,9 +122,9 @@ constexpr NumberItem NUMBERS[] = {
 
 // One row for each switch.
 constexpr SwitchItem SWITCHES[] = {
-    {'a', TURN_OFF_LINE, [](PowerConfig& config) { TurnOver(&config.turnOffUps); }},
-    {'n', cw_p[ITEM_COUNTDOWN], [](PowerConfig& config) { TurnOver(&config.countdownOn); }},
-    {'l', cw_p[ITEM_SCHEDULE], [](PowerConfig& config) { TurnOver(&config.scheduleOn); }},
+    {'a', TURN_OFF_LINE, TurnOverTurnOff},
+    {'n', cw_p[ITEM_COUNTDOWN], TurnOverCountdown},
+    {'l', cw_p[ITEM_SCHEDULE], TurnOverSchedule},
 };
 
 // True when no two rows of a table share their key or their line.
