@@ -77,10 +77,11 @@ void KeepMode()
 int Blank(Place place, int count)
 {
     int width = std::min(count, COLS - place.col);
-    if (width <= 0)
-        return move(place.row, place.col);
+    int result = move(place.row, place.col);
+    if (result == ERR || width <= 0)
+        return result;
     if (width > 1)
-        mvhline(place.row, place.col, ' ', width - 1);
+        hline(' ', width - 1);
     return mvaddch(place.row, place.col + width - 1, ' ');
 }
 

@@ -96,7 +96,8 @@ TEST_F(Header, BlanksWipeToTheRightEdgeAndGoNoFurther)
     for (int count : {0, -1})
         PutBlanks({4, 0}, count);
     PutText({4, 5}, "");
-    EXPECT_EQ(PutBlanks({4, 90}, 3), ERR);
+    for (int col : {90, -2})
+        EXPECT_EQ(PutBlanks({4, col}, 3), ERR);
     EXPECT_EQ(getcurx(stdscr), 5) << "a place off the screen moves nothing";
     EXPECT_EQ(CellText(4, 0, 80), std::string(80, 'x'));
     PutBlanks({4, 0}, 99);
