@@ -52,10 +52,11 @@ FILE* OpenStreamToRead(const char* path)
 size_t ReadBytes(int fd, void* bytes, size_t size)
 {
     size_t length = 0;
-    ssize_t count = 1;
-    while (count > 0 && length < size) {
-        count = read(fd, static_cast<char*>(bytes) + length, size - length);
-        length += count > 0 ? static_cast<size_t>(count) : 0;
+    while (length < size) {
+        ssize_t count = read(fd, static_cast<char*>(bytes) + length, size - length);
+        if (count <= 0)
+            break;
+        length += static_cast<size_t>(count);
     }
     return length;
 }

@@ -32,7 +32,8 @@ int OpenToRead(const char* path);
 // The same as a stream; null when the file cannot be opened.
 FILE* OpenStreamToRead(const char* path);
 
-// Reads what a file still holds, at most size bytes; how many these were.
+// Reads what a file still holds, at most size bytes; how many these were. An error counts as its
+// end.
 size_t ReadBytes(int fd, void* bytes, size_t size);
 
 // The moment in local time. A program that runs for months follows a change of the
