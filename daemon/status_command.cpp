@@ -178,5 +178,6 @@ int ShowStatus(bool isJson)
         PrintJson(text);
     else
         PrintStatusLines(text);
-    return TruncateToInt(StatusNumber(text, "status"));
+    double status = StatusNumber(text, "status"); // the daemon's own says 0 to 3
+    return status >= 0 && status <= 3 ? static_cast<int>(status) : 1;
 }

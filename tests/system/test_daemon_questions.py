@@ -121,6 +121,16 @@ def test_a_status_counts_for_ten_seconds():
         assert status_of()[0] == (0 if counts else 1), age
 
 
+def test_a_status_that_does_not_say_how_it_is_counts_as_not_known():
+    os.makedirs(daemon.STATE, exist_ok=True)
+    for status, code in (("0", 0), ("2", 2), ("3", 3), ("4", 1), ("256", 1), ("-1", 1),
+                         ("null", 1), ('""', 1)):
+        with open(daemon.STATUS, "w", encoding="ascii") as target:
+            target.write(f'{{\n  "status": {status},\n  "pid": {os.getpid()},\n'
+                         f'  "boot_milliseconds": {int(daemon.boot_now() * 1000)}\n}}\n')
+        assert status_of()[0] == code, status
+
+
 def test_the_exit_status_says_how_it_is(serial_ups, tolvd):
     serial_settings(ac_fail_delay=10, batt_low_delay=10)
     serial_ups.freeze()
