@@ -204,6 +204,21 @@ bool HasOpen(const char* pid, dev_t device)
     return isFound;
 }
 
+// Whether a process runs this program, even if its file has been replaced since.
+bool IsOurs(const char* pid)
+{
+    char path[PATH_SIZE];
+    char own[PATH_SIZE] = "";
+    char other[PATH_SIZE] = "";
+    FormatText(path, sizeof(path), "/proc/%s/exe", pid);
+    if (readlink("/proc/self/exe", own, sizeof(own) - 1) < 0 ||
+        readlink(path, other, sizeof(other) - 1) < 0)
+        return false;
+    size_t length = strlen(own);
+    return strncmp(other, own, length) == 0 &&
+           (other[length] == '\0' || strcmp(other + length, " (deleted)") == 0);
+}
+
 void PrintHolder(const char* pid)
 {
     char path[PATH_SIZE];
@@ -211,36 +226,10 @@ void PrintHolder(const char* pid)
     FormatText(path, sizeof(path), "/proc/%s/comm", pid);
     ReadSmallFile(path, name, sizeof(name));
     name[strcspn(name, "\n")] = '\0';
-    PrintAnswer("Trouble: process %s (%s) has it open. Remedy: end it, or take it off this line.",
-                pid, name);
-}
-
-// 0 where there is none, or no such process.
-int ParentOf(int process)
-{
-    char path[PATH_SIZE];
-    char text[128];
-    FormatText(path, sizeof(path), "/proc/%d/stat", process);
-    ReadSmallFile(path, text, sizeof(text));
-    const char* behindName = strrchr(text, ')');
-    int parent = 0;
-    if (behindName != nullptr)
-        sscanf(behindName + 1, " %*c %d", &parent);
-    return parent;
-}
-
-// This process, the daemon, one that shuts the system down, and what they have started: the one
-// that opened the line for them may not quite have ended.
-bool IsOurs(int process, int daemon)
-{
-    constexpr int GENERATIONS = 8;
-    int deed = FindLastDeed();
-    for (int i = 0; i < GENERATIONS && process > 0; i++) {
-        if (process == getpid() || process == daemon || process == deed)
-            return true;
-        process = ParentOf(process);
-    }
-    return false;
+    // A daemon that cannot write its status may protect all the same.
+    const char* remedy =
+        IsOurs(pid) ? "systemctl restart wardenlink" : "end it, or take it off this line";
+    PrintAnswer("Trouble: process %s (%s) has it open. Remedy: %s.", pid, name, remedy);
 }
 
 } // namespace
@@ -265,7 +254,7 @@ int PrintTroubles(const PowerConfig& cfg, const ScheduleEntry sched[7])
     return troubles;
 }
 
-void PrintHolders(const char* device, int daemon)
+void PrintHolders(const char* device, bool isWatched)
 {
     struct stat line = {};
     DIR* processes = opendir("/proc");
@@ -274,9 +263,11 @@ void PrintHolders(const char* device, int daemon)
             closedir(processes);
         return;
     }
+    bool mayBeOurs = isWatched || FindLastDeed() > 0;
     while (const dirent* entry = readdir(processes)) {
         int process = atoi(entry->d_name); // other entries are names
-        if (process > 0 && HasOpen(entry->d_name, line.st_rdev) && !IsOurs(process, daemon))
+        if (process > 0 && process != getpid() && HasOpen(entry->d_name, line.st_rdev) &&
+            !(mayBeOurs && IsOurs(entry->d_name)))
             PrintHolder(entry->d_name);
     }
     closedir(processes);

@@ -4,6 +4,7 @@ import contextlib
 import fcntl
 import os
 import shutil
+import signal
 import subprocess
 
 import pytest
@@ -12,6 +13,7 @@ import tolvd as daemon
 import world
 from settings import Settings
 from tolvd import ask, program, put_program, serial_settings
+from world import wait_until
 
 INI, CFG = (os.path.join(world.FOLDER, name) for name in ("power.ini", "wardenlink.cfg"))
 NO_DAEMON = "Trouble: no daemon runs: nothing is protected. Remedy: systemctl enable --now wardenlink."
@@ -209,6 +211,27 @@ def test_a_line_that_another_program_holds(serial_ups):
         assert troubles() == holder
         assert "The line is held by another program: it was not asked.\n" in ask("--check").stdout
         assert "serial Q1" not in serial_ups.log()
+
+
+def test_a_daemon_that_tells_no_status_is_not_to_be_ended(serial_ups, tolvd):
+    """It may protect all the same: a full disk below /run is enough for it to look like this."""
+    running = tolvd()
+    running.wait_status(status=0)
+    os.kill(running.pid, signal.SIGSTOP)
+    os.remove(daemon.STATUS)
+    found = troubles()
+    os.kill(running.pid, signal.SIGCONT)
+    assert (f"Trouble: process {running.pid} (tolvd) has it open. "
+            "Remedy: systemctl restart wardenlink.") in found
+    assert not [line for line in found if "end it" in line]
+
+
+def test_a_program_of_the_daemons_that_has_the_line_open_is_named(serial_ups, tolvd):
+    """It takes the UPS's words away like any other, even though the daemon has started it."""
+    put_program(daemon.EVENT_FOLDER + "/10reader", f"exec sleep 1000 <{world.DEVICE}\n")
+    tolvd().wait_status(status=0)
+    wait_until(lambda: "(sleep) has it open. Remedy: end it" in ask("--check").stdout,
+               what="the program")
 
 
 def test_nothing_is_changed_by_looking():
