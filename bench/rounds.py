@@ -85,11 +85,15 @@ def MeasureAgent(agent):
         path = f"/proc/{daemon.pid}/task/{daemon.pid}/children"
         with open(path, encoding="ascii") as source:
             worker = int(source.read().split()[0])
-        with Running(Bench("bare_agent_client"), agent.address, *objects) as bare:
-            slices = TakeSlices([worker, bare, daemon.pid], 2)
+        client = Bench("bare_agent_client")
+        with Running(client, agent.address, *objects) as bare, \
+                Running(client, agent.address, "--tell", *objects) as told:
+            slices = TakeSlices([worker, bare, told, daemon.pid], 2)
     return [
         MakeRow("the daemon's round behind an agent, its worker", "the bare requests",
-                [(own, bare) for own, bare, _ in slices], "µs", 1.10),
+                [(own, bare) for own, bare, _, _ in slices], "µs", 1.10),
+        MakeRow("the same", "with what it tells the daemon, bare",
+                [(own, told) for own, _, told, _ in slices], "µs", None),
         MakeRow("the same with the daemon itself", "the bare requests",
-                [(own + main, bare) for own, bare, main in slices], "µs", None),
+                [(own + main, bare) for own, bare, _, main in slices], "µs", None),
     ]
