@@ -83,6 +83,14 @@ def test_an_agent_that_cannot_be_asked_is_shown_as_lost(start, agent, settings, 
     found.show("r", load=71)
 
 
+def test_a_session_that_could_not_be_opened_at_the_start_is_opened_in_a_pass(start, agent, settings):
+    """No socket is to be had at first; the library may ask for two of its own before."""
+    screen = start(["strace", "-D", "-qq", "-o", "/dev/null", "-e",
+                    "inject=socket:error=EMFILE:when=1..3", world.bin("wardenlink"), "status"])
+    screen.wait_key()
+    Watch(screen, agent, settings).show("r", load=71)
+
+
 def test_the_command_center_goes_on(start, agent, settings):
     agent.freeze()
     center = open_center(start, settings)

@@ -81,6 +81,12 @@ def test_a_screen_without_its_files_says_so():
     assert result.stdout == "\nerror.....exiting\n"
 
 
+def test_an_opening_screen_that_can_neither_read_nor_write_settings_says_so(everyones_programs):
+    opening = os.path.join(everyones_programs, "wardenlink-monitor")
+    result = run(opening, prefix=OrdinaryUser())
+    assert (result.returncode, result.stdout) == (1, "File /etc/wardenlink/power.ini Error!\n")
+
+
 @pytest.mark.parametrize("name", ["wardenlink-command", "wardenlink-local"])
 def test_no_socket_takes_the_place_of_a_closed_stream(agent, settings, name):
     """The agent's datagrams would count as keys."""
