@@ -114,9 +114,9 @@ void LogAction(const PolicyAction& action, const PolicyState& policy, UpsPath pa
         break;
     case POLICY_RETURN_CUT:
         WriteLog(LOG_WARNING,
-                 "the UPS cannot be told to come back after %d minutes: %d at most, "
+                 "the UPS cannot be told to come back after %d minutes: 9999 at most, "
                  "and 1 at least",
-                 action.number, 9999);
+                 action.number);
         break;
     default:
         break;

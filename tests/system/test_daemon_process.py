@@ -247,9 +247,9 @@ def test_a_lost_agent_costs_no_descriptors(agent, tolvd):
     running = tolvd()
     running.only_child()
     files = FewestOpenFiles(running.pid)
-    for _ in range(3):
+    for number in (signal.SIGKILL, signal.SIGTERM, signal.SIGHUP):
         worker = running.only_child()
-        os.kill(worker, signal.SIGKILL)
+        os.kill(worker, number)
         wait_until(lambda worker=worker: running.only_child() != worker, what="another worker")
         running.wait_status(ups="heard")
     wait_until(lambda: FewestOpenFiles(running.pid) == files, what="as many files as before")
