@@ -366,6 +366,7 @@ def test_another_ups_is_unknown_until_it_is_heard(serial_ups, tolvd):
     running.wait_status(ups="starting", mains="unknown", status=1)
     serial_ups.serial("silent off")
     running.wait_ready(mains="good", status=0)
+    assert running.lines("took the UPS away") == [] and recorded("wall") == []
 
 
 def test_a_presence_queue_filled_with_two_long_messages_is_emptied(serial_ups, tolvd):
