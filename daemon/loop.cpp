@@ -132,7 +132,7 @@ void ReloadSettings(Daemon& daemon, int64_t now)
     PowerConfig cfg = daemon.cfg;
     ScheduleEntry sched[7];
     memcpy(sched, daemon.sched, sizeof(sched));
-    if (ReadConfig(cfg, sched) == 0) {
+    if (!CanReadSettings() || ReadConfig(cfg, sched) == 0) {
         WriteLog(LOG_ERR, "the settings cannot be read: the old ones stay");
         return;
     }
@@ -281,7 +281,7 @@ bool RunPass(Daemon& daemon)
 void LoadSettings(Daemon& daemon)
 {
     InitConfig(daemon.cfg, daemon.sched);
-    if (ReadConfig(daemon.cfg, daemon.sched) == 0)
+    if (ReadConfig(daemon.cfg, daemon.sched) == 0 || !CanReadSettings())
         WriteLog(LOG_WARNING, "the settings cannot be read whole: what is missing has its default");
 }
 

@@ -5,7 +5,6 @@
 #include "daemon/check.h"
 #include "daemon/process.h"
 #include "daemon/status_command.h"
-#include "daemon/whole_file.h"
 #include "ipc/tolvipc.h"
 #include "settings/tolv_lib.h"
 #include "snmp/snmplib.h"
@@ -14,7 +13,6 @@
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
-#include <initializer_list>
 #include <termios.h>
 #include <unistd.h>
 
@@ -72,11 +70,8 @@ bool IsLineDevice(const char* device)
 // False when there are settings that cannot be read: they would be lost.
 bool LoadConfig(PowerConfig& cfg, ScheduleEntry sched[7])
 {
-    for (const char* path : {POWER_INI_PATH, TEXT_CFG_PATH}) {
-        char start[2];
-        if (access(path, F_OK) == 0 && ReadSmallFile(path, start, sizeof(start)) < 0)
-            return false;
-    }
+    if (!CanReadSettings())
+        return false;
     InitConfig(cfg, sched);
     ReadConfig(cfg, sched);
     return true;

@@ -4,10 +4,12 @@
 #include "base/system.h"
 #include "base/text.h"
 
+#include <cerrno>
 #include <cfloat>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <initializer_list>
 #include <string_view>
 #include <unistd.h>
 
@@ -292,6 +294,22 @@ void InitConfig(PowerConfig& cfg, ScheduleEntry sched[7])
 int ReadConfig(PowerConfig& cfg, ScheduleEntry sched[7])
 {
     return ReadBinary(cfg, sched) && ReadTextFile(cfg) ? 1 : 0;
+}
+
+bool CanReadSettings()
+{
+    for (const char* path : {POWER_INI_PATH, TEXT_CFG_PATH}) {
+        int fd = OpenToRead(path);
+        if (fd < 0 && errno != ENOENT)
+            return false;
+        char byte = 0;
+        bool isRefused = fd >= 0 && read(fd, &byte, 1) < 0;
+        if (fd >= 0)
+            close(fd);
+        if (isRefused)
+            return false;
+    }
+    return true;
 }
 
 int WriteConfig(const PowerConfig& cfg, const ScheduleEntry sched[7])

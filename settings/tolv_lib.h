@@ -66,6 +66,10 @@ void InitConfig(PowerConfig& cfg, ScheduleEntry sched[7]);
 // 1 both files read; 0 otherwise, with whatever could be read already loaded.
 int ReadConfig(PowerConfig& cfg, ScheduleEntry sched[7]);
 
+// Whether the files that are there give their bytes; one that is missing needs none. ReadConfig
+// takes what it gets, and cannot tell a failing disk from a short file.
+bool CanReadSettings();
+
 // Writes both files beside the old ones, then lets power.ini and after it
 // wardenlink.cfg take their places; each is old or new, never a mixture. 1 when both
 // are new and on the disk. 0 otherwise:
