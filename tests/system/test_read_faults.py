@@ -1,0 +1,144 @@
+"""Files whose bytes a failing disk refuses (EIO): what is seen then, and that what they hold is
+kept."""
+
+import contextlib
+import dataclasses
+import os
+
+import pytest
+
+import queues
+import world
+from config_painter import edit, file_bytes, files_hold  # noqa: F401
+from local_watch import open_watch, watch  # noqa: F401
+from process import Refused
+from settings import Settings
+from tolvd import ask, serial_settings, trace
+from waiting import LIMIT, wait_until
+
+LOG = "/run/refused"
+NAMES = ("power.ini", "wardenlink.cfg")
+SETTINGS = [f"{world.FOLDER}/{name}" for name in NAMES]
+EDITOR = [world.bin("wardenlink"), "config"]
+HELD = Settings(comm_mode=0, com_port="/dev/ttyS7", ac_fail_delay=42, schedule=[[1, 2, 3, 4]] * 7)
+
+
+def only(paths):
+    """Words for strace: calls on these files alone."""
+    return [word for path in paths for word in ("-P", path)]
+
+
+@contextlib.contextmanager
+def unreadable(pid, *paths):
+    """A running program that gets no byte of these files. Gives a function that waits until it
+    has tried once more."""
+    tracer = trace(pid, "-o", LOG, *only(paths), "-e", "inject=read:error=EIO")
+
+    def tries():
+        with open(LOG, encoding="utf-8", errors="replace") as source:
+            return source.read().count("EIO (Input/output error) (INJECTED)")
+
+    def wait_tried():
+        before = tries()
+        wait_until(lambda: tries() > before, what="another reading")
+
+    try:
+        yield wait_tried
+    finally:
+        tracer.terminate()
+        tracer.wait(LIMIT)
+
+
+def wait_shown(look):
+    """A program that is traced stands still at each call, which looks like waiting for a key: its
+    picture is waited for."""
+    def Holds():
+        with contextlib.suppress(AssertionError):
+            look()
+            return True
+    try:
+        wait_until(Holds, what="the picture")
+    except AssertionError:
+        look()
+
+
+# --- settings ------------------------------------------------------------------------------
+
+
+def test_an_editor_shows_what_it_could_read_and_writes_nothing_unasked(edit):
+    """The text holds all that its first picture shows but what is the same by default."""
+    for paths, shown in (SETTINGS[:1], HELD), (SETTINGS[1:], HELD), (SETTINGS, Settings()):
+        HELD.write()
+        editor = edit(shown, written=True,
+                      command=[*Refused("read", "EIO"), "-D", *only(paths), *EDITOR])
+        assert not files_hold(HELD)
+        editor.quit("qq")
+
+
+@pytest.mark.parametrize("program", [["wardenlink", "status"], ["wardenlink-monitor"],
+                                     ["wardenlink-local"]], ids=str)
+def test_a_screen_writes_no_settings_where_it_could_read_none(start, program):
+    HELD.write()
+    screen = start([*Refused("read", "EIO"), *only(SETTINGS), world.bin(program[0]), *program[1:]])
+    screen.wait_for(lambda: "UPS" in "".join(map(screen.row, range(screen.rows))), what="a picture")
+    assert not files_hold(HELD)
+
+
+@pytest.mark.parametrize("call", ["read", "openat"])
+def test_a_setup_keeps_settings_that_it_cannot_read(serial_ups, call):
+    HELD.write()
+    for path in SETTINGS:
+        shown = ask("--setup", "serial", world.DEVICE, prefix=[*Refused(call, "EIO"), *only([path])])
+        assert shown.stderr == (f"tolvd: {world.FOLDER}: the settings that are there cannot be "
+                                "read\n")
+        assert (shown.returncode, shown.stdout) == (1, "")
+        assert not files_hold(HELD)
+
+
+def test_a_local_screen_goes_on_with_the_settings_that_it_has(watch):
+    old = watch.painter.settings
+    with unreadable(watch.screen.pid, *SETTINGS) as wait_tried:
+        Settings(comm_mode=0, com_port="/dev/ttyS7").write()
+        watch.tell("010")
+        watch.screen.send(" ")
+        wait_tried()
+        watch.files = dataclasses.replace(watch.files, load="071").write()
+        watch.screen.send(" ")
+        wait_shown(watch.check)
+    assert watch.painter.settings == old
+    watch.change(Settings(comm_mode=0, com_port="/dev/ttyS7"))
+    watch.press("  ")
+    watch.check()
+
+
+def test_the_editor_shows_what_it_saved_where_it_cannot_read_it_back(edit):
+    editor = edit(HELD)
+    editor.press("n", at=(9, 42), countdown_on=0)
+    with unreadable(editor.screen.pid, *SETTINGS) as wait_tried:
+        editor.screen.send("s")
+        wait_tried()
+    editor.screen.wait_key()
+    editor.expect(at=(18, 42))
+    assert not files_hold(editor.settings)
+    editor.press("dddd", at=(3, 63))  # behind the passes that read the files
+    editor.press("as", at=(18, 49), turn_off_ups=0)
+    assert not files_hold(editor.settings)
+
+
+# --- the daemon ----------------------------------------------------------------------------
+
+
+@pytest.mark.parametrize("path", SETTINGS)
+def test_a_daemon_keeps_its_settings_until_it_can_read_others(serial_ups, tolvd, path):
+    serial_settings(ac_fail_delay=1440)
+    running = tolvd()
+    with unreadable(running.pid, path):
+        serial_settings(ac_fail_delay=1, com_port="/dev/ttyS7")
+        queues.send("daemonControlQueue", 5, "010")
+        assert running.wait_log("the settings cannot be read: the old ones stay").priority == 3
+    serial_ups.load(44)
+    running.wait_status(load=44, device=world.DEVICE)
+    assert not running.lines("settings were read again")
+    serial_settings(ac_fail_delay=1440)
+    running.reload()
+    running.wait_status(device=world.DEVICE, ups="heard")
