@@ -8,12 +8,14 @@ import os
 import pytest
 
 import queues
+import tolvd as daemon
 import world
 from config_painter import edit, file_bytes, files_hold  # noqa: F401
+from help_painter import CONTENTS, PLACE, WINDOWS, check, place_help
 from local_watch import open_watch, watch  # noqa: F401
 from process import Refused
 from settings import Settings
-from tolvd import ask, serial_settings, trace
+from tolvd import ask, kept_outage, leave_outage, serial_settings, trace
 from waiting import LIMIT, wait_until
 
 LOG = "/run/refused"
@@ -125,6 +127,42 @@ def test_the_editor_shows_what_it_saved_where_it_cannot_read_it_back(edit):
     assert not files_hold(editor.settings)
 
 
+# --- what the screens read besides ---------------------------------------------------------
+
+
+@pytest.mark.parametrize("name", ["q1", "rtg", "mdl"])
+def test_a_reply_that_cannot_be_read_is_shown_as_none(watch, name):
+    whole = watch.files
+    with unreadable(watch.screen.pid, f"{world.FOLDER}/wardenlink.{name}"):
+        watch.files = dataclasses.replace(whole, **{name: None})
+        watch.screen.send(" ")
+        wait_shown(watch.check)
+    watch.files = whole
+    watch.press()
+    watch.check()
+
+
+def test_a_help_page_that_cannot_be_read_leaves_the_one_before(start):
+    place_help()
+    screen = start([world.bin("wardenlink-help")])
+    screen.wait_key()
+    with unreadable(screen.pid, f"{PLACE}/text5.txt") as wait_tried:
+        screen.send("5")
+        wait_tried()
+    screen.wait_key()
+    check(screen, CONTENTS)
+    screen.press("5")
+    check(screen, 20)
+
+
+def test_a_help_whose_contents_cannot_be_read_does_not_open(start):
+    place_help()
+    contents = f"{PLACE}/{WINDOWS[CONTENTS].file}"
+    screen = start([*Refused("read", "EIO"), *only([contents]), world.bin("wardenlink-help")])
+    screen.wait_exit()
+    assert screen.raw.replace(b"\r", b"") == b"\nerror.....exiting\n"
+
+
 # --- the daemon ----------------------------------------------------------------------------
 
 
@@ -142,3 +180,40 @@ def test_a_daemon_keeps_its_settings_until_it_can_read_others(serial_ups, tolvd,
     serial_settings(ac_fail_delay=1440)
     running.reload()
     running.wait_status(device=world.DEVICE, ups="heard")
+
+
+def start_blind(*paths):
+    """A daemon that cannot read these files; strace goes with it from its first call on."""
+    running = daemon.Tolvd(prefix=["strace", "-D", "-qq", "-o", "/dev/null", *only(paths), "-e",
+                                   "inject=read:error=EIO"])
+    daemon.STARTED.append(running)
+    return running
+
+
+def test_a_daemon_finds_its_ups_in_the_text_beside_a_record_that_it_cannot_read(serial_ups, tolvd):
+    serial_settings(schedule_on=1, schedule=[[1, 2, 3, 4]] * 7)
+    running = start_blind(SETTINGS[0])
+    running.wait_log("the settings cannot be read whole: what is missing has its default")
+    running.wait_status(ups="heard", device=world.DEVICE, scheduled_at=None)
+    assert file_bytes("power.ini"), "it writes no settings"
+
+
+def test_an_outage_that_cannot_be_read_begins_anew(serial_ups, tolvd):
+    """The system stays up for another delay."""
+    serial_settings(ac_fail_delay=2)
+    serial_ups.freeze()
+    serial_ups.mains("fail")
+    left = leave_outage(100)
+    began = daemon.boot_now()
+    running = start_blind(daemon.OUTAGE)
+    running.wait_status(status=2)
+    since = int(wait_until(lambda: kept_outage() != str(int(left * 1000)) and kept_outage(),
+                           what="the outage kept anew"))
+    assert since >= int(began * 1000)
+
+
+def test_a_status_that_cannot_be_read_is_no_daemon(serial_ups, tolvd):
+    serial_settings()
+    tolvd()
+    shown = ask("--status", prefix=[*Refused("read", "EIO"), *only([daemon.STATUS])])
+    assert (shown.returncode, shown.stdout) == (1, "no daemon is running\n")
