@@ -82,6 +82,23 @@ def test_the_log_on_standard_error(serial_ups, tolvd):
     assert running.strange == []
 
 
+def test_an_agents_address_that_is_none(tolvd):
+    """In the log when the settings are read, and in a check."""
+    serial_settings(com_port="/dev/none")
+    running = tolvd(ready=False, env=preloaded("short_waits"))
+    texts = pieces(29, without=b"\0 []")
+    for text in texts:
+        agent_settings(snmp_ip=text.decode("latin-1"))
+        running.reload()
+        assert answer("--check").startswith(b"The settings name no UPS: nothing is protected.")
+        serial_settings(com_port="/dev/none")
+        running.reload()  # to the next one from a line
+    told = running.lines("the agent's address \".*\" is none: NOTHING is protected")
+    assert len(told) == len(texts)
+    assert "".join(line.text for line in told).count("?") > 120
+    assert running.strange == []
+
+
 # The daemon with a system log of its own, in place of the machine's.
 WITH_LOG = ["unshare", "--mount", "sh", "-c", """
 mkdir -p /run/dev && mount --rbind /dev /run/dev && mount -t tmpfs tmpfs /dev &&
@@ -246,3 +263,22 @@ def test_the_name_of_who_holds_the_line(serial_ups):
                 assert b"Trouble: process %d (" % os.getpid() in answer("--check")
         finally:
             name.write(before)
+
+
+def refused_words(texts):
+    """What a setup is asked to take: a device, an address, or a community."""
+    for text in texts:
+        yield b"serial", text
+        yield b"serial", b"/" + text
+        yield b"snmp", text
+        yield b"snmp", b"192.0.2.10", text
+
+
+def test_the_words_of_a_setup():
+    for words in refused_words(pieces(29, without=b"\0")):
+        shown = subprocess.run([daemon.program(), "--setup", *words], stdin=subprocess.DEVNULL,
+                               capture_output=True, timeout=LIMIT, check=False)
+        check_lines(shown.stdout + shown.stderr)
+        assert (shown.returncode, shown.stdout, shown.stderr[:7]) == (1, b"", b"tolvd: "), words
+        assert shown.stderr.count(b"\n") == 1
+    assert os.listdir(world.FOLDER) == []
