@@ -18,7 +18,7 @@ import queues
 import world
 from config_painter import SAVED, edit, file_bytes  # noqa: F401
 from fixtures import close_and_check
-from process import IsStopped, Refused
+from process import IsStopped, Refused, Traced
 from settings import Settings
 from stopwatch import TRIES
 from terminal import Terminal
@@ -34,6 +34,7 @@ MODES = {"power.ini": 0o640, "wardenlink.cfg": 0o604}
 OWNER = 12, 34
 # What a save may leave, from its begin to its end: the first file is replaced first.
 IN_ORDER = (("old", "old"), ("new", "old"), ("new", "new"))
+CALLS = "/run/calls"
 TRACER_READY = re.compile(r"strace: Process \d+ attached")
 
 
@@ -180,6 +181,50 @@ def test_after_a_kill_the_next_editor_starts_saves_and_clears_up(edit, owned):
         editor.press("s", at=(18, 42))
         assert check_left_whole() == ("new", "new")
         assert sorted(os.listdir(world.FOLDER)) == sorted(NAMES)
+
+
+# --- the first save ----------------------------------------------------------------------------
+
+
+def make_first(start, *options):
+    """An editor that finds no settings and makes them before its screen, traced from its start."""
+    for name in os.listdir(world.FOLDER):
+        os.remove(os.path.join(world.FOLDER, name))
+    return start([*Traced("all", CALLS), "-y", *options, world.bin("wardenlink"), "config"],
+                 quit_keys="qq")
+
+
+def making_calls():
+    """The calls that make the files, each with its number among those of the same name."""
+    with open(CALLS, encoding="utf-8", errors="replace") as source:
+        log = source.read().splitlines()
+    names = [line.partition("(")[0] for line in log]
+    touching = [at for at, line in enumerate(log) if world.FOLDER in line]
+    assert "ENOENT" in log[touching[0]] and names[touching[-1]] == "close"
+    return [(names[at], names[:at + 1].count(names[at])) for at in touching[1:]]
+
+
+def made():
+    """Whether each file is there, which is then whole."""
+    there = [os.path.exists(os.path.join(world.FOLDER, name)) for name in NAMES]
+    for name, is_there in zip(NAMES, there):
+        assert not is_there or file_bytes(name) == content(Settings())[name], name
+    return tuple(there)
+
+
+def test_a_first_save_killed_at_any_call_leaves_whole_files_or_none(start, edit):
+    """And the next editor starts, with all of them."""
+    make_first(start).wait_text(19, 9, "[q] Quit.")
+    left = []
+    for call, number in making_calls():
+        killed = make_first(start, "-e", f"inject={call}:signal=KILL:when={number}")
+        assert killed.wait_exit() == -signal.SIGKILL, (call, number)
+        left.append(made())
+        editor = edit(Settings(), written=True)
+        assert made() == (True, True)
+        close_and_check(editor.screen)
+    assert left == sorted(left) and len(left) > 15, left
+    assert set(left) == {(False, False), (True, False), (True, True)}
 
 
 # --- refused -----------------------------------------------------------------------------------
