@@ -1,6 +1,5 @@
 """The daemon as a process: detached, alone, telling systemd, small, and with full disks."""
 
-import contextlib
 import os
 import signal
 import socket
@@ -11,6 +10,7 @@ import pytest
 import queues
 import tolvd as daemon
 import world
+from disks import small_disk
 from process import Children, FewestOpenFiles, FilesOf
 from stopwatch import check_time, seconds_of
 from storm import fill
@@ -96,34 +96,6 @@ def test_a_systemd_that_hears_nothing_does_not_hold_it_up(serial_ups, tolvd):
 
 
 # --- full disks ---------------------------------------------------------------------------
-
-
-@contextlib.contextmanager
-def small_disk(folder):
-    """A disk of its own for a folder. fill() leaves no room on it, clear() makes room again."""
-    class Disk:
-        filler = os.path.join(folder, "filler")
-        held = contextlib.ExitStack()
-
-        def fill(self):
-            with open(self.filler, "wb", buffering=0) as target, contextlib.suppress(OSError):
-                while True:
-                    target.write(b"x" * 512)
-            # What is removed while it is open makes no room either.
-            for name in os.listdir(folder):
-                self.held.enter_context(open(os.path.join(folder, name), "rb"))
-
-        def clear(self):
-            self.held.close()
-            os.remove(self.filler)
-
-    os.makedirs(folder, mode=0o755, exist_ok=True)
-    subprocess.run(["mount", "-t", "tmpfs", "-o", "size=64k,mode=755", "tmpfs", folder], check=True)
-    try:
-        yield Disk()
-    finally:
-        Disk.held.close()
-        subprocess.run(["umount", "-l", folder], check=True)
 
 
 def test_a_full_disk_under_the_settings_costs_the_screen_its_values(serial_ups, tolvd):
