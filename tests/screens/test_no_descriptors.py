@@ -31,7 +31,8 @@ def no_more_files(screen, most=None):
     most = FewestOpenFiles(screen.pid) if most is None else most
     resource.prlimit(screen.pid, resource.RLIMIT_NOFILE, (most, before[1]))
     yield
-    resource.prlimit(screen.pid, resource.RLIMIT_NOFILE, before)
+    with contextlib.suppress(ProcessLookupError):  # it may have ended of itself
+        resource.prlimit(screen.pid, resource.RLIMIT_NOFILE, before)
 
 
 # What is open already is the place of the status reply, which is opened anew in each pass.
@@ -122,3 +123,19 @@ def test_the_help_keeps_its_page(start):
         check(screen, CONTENTS)
     screen.press("5")
     check(screen, 20)
+
+
+@pytest.mark.parametrize("choice, told", [("r", b"File /etc/wardenlink/power.ini Error!"),
+                                          ("l", b"/etc/wardenlink/power.ini not found!")])
+def test_the_opening_screen_leads_nowhere_and_leaves_the_settings_alone(start, choice, told):
+    chosen = Settings(snmp_ip="127.0.0.1", ac_fail_delay=42).write()
+    screen = start([world.bin("wardenlink-monitor")])
+    screen.press(choice)
+    picture = screen.lines()[2:]
+    with no_more_files(screen, STREAMS):
+        screen.press("lr" + choice)
+        assert screen.lines()[2:] == picture
+        screen.send("\n")
+        screen.wait_exit()
+    assert told in screen.raw
+    assert not files_hold(chosen)
