@@ -11,7 +11,9 @@ import pytest
 import queues
 import tolvd as daemon
 import world
+from disks import read_only
 from impostors import agent_at, answered_by
+from local_painter import all_replies_with
 from process import Children, OpenFiles
 from storm import COUNT, Sender, send_signals, udp_ports
 from tolvd import (REPLIES, agent_settings, preloaded, recorded, serial_settings, trace,
@@ -22,6 +24,7 @@ from waiting import LIMIT, wait_until
 # Only the calls that touch the state's files.
 ON_STATE = [word for name in ("status.json", "outage", "shutdown") for ending in ("", ".new")
             for word in ("-P", f"{daemon.STATE}/{name}{ending}")]
+ON_REPLIES = [word for path in REPLIES for word in ("-P", path, "-P", path + ".new")]
 
 
 def check_calm(running):
@@ -50,6 +53,39 @@ def test_files_that_are_refused_do_not_keep_the_system_up(serial_ups, tolvd, cal
     tracer.wait(LIMIT)
     running.wait_status(status=3)
     assert OpenFiles(running.pid) <= files + 1
+
+
+@pytest.mark.parametrize("calls", ["write", "openat", "rename"])
+def test_replies_that_a_disk_refuses_are_none_until_it_takes_them(serial_ups, tolvd, calls):
+    serial_settings()
+    running = tolvd(env=preloaded("short_waits"))
+    wait_until(lambda: all(map(os.path.exists, REPLIES)), what="the replies")
+    tracer = trace(running.pid, *ON_REPLIES, "-e", f"inject={calls}:error=EIO")
+    serial_ups.load(44)
+    running.wait_log("the UPS's replies cannot be written to /etc/wardenlink: screens show none")
+    assert not os.path.exists(REPLIES[0]), "an old status is not to be taken for new"
+    running.wait_status(load=44, status=0)
+    tracer.terminate()
+    tracer.wait(LIMIT)
+    wait_until(lambda: all_replies_with(" 044 "), what="the replies")
+    assert len(running.lines("cannot be written")) == 1
+    check_calm(running)
+
+
+def test_folders_that_nobody_may_write_do_not_keep_the_system_up(serial_ups, tolvd):
+    """Nor can what stood there before be removed."""
+    serial_settings()
+    running = tolvd(env=preloaded("short_waits"))
+    wait_until(lambda: all_replies_with(" 00000"), what="the replies")
+    with read_only(world.FOLDER), read_only(daemon.STATE):
+        running.wait_log("/run/wardenlink cannot be written: a daemon that follows will not know")
+        serial_ups.freeze()
+        serial_ups.mains("fail")
+        running.wait_log("the UPS's replies cannot be written to /etc/wardenlink")
+        wait_recorded("shutdown", "-h now")
+        wait_until(lambda: "serial S03R0003" in serial_ups.log(), what="the order to the UPS")
+        assert all_replies_with(" 00000") and not os.path.exists(daemon.OUTAGE)
+    running.wait_status(status=3)
 
 
 def test_a_log_on_a_full_disk_costs_its_lines_only(serial_ups, tolvd):
@@ -214,6 +250,9 @@ def test_a_daemon_without_descriptors_goes_on_with_those_that_it_has(serial_ups,
     assert running.wait_log("/run/wardenlink cannot be written: ").priority == 3
     running.wait_log("the UPS's replies cannot be written to /etc/wardenlink: screens show none")
     assert not os.path.exists(REPLIES[0]) and running.status()["load"] != 44
+    serial_settings(com_port="/dev/none")
+    queues.send("daemonControlQueue", 5, "010")
+    running.wait_log("the settings cannot be read: the old ones stay")
     asked = serial_ups.log().count("serial Q1")
     wait_until(lambda: daemon.boot_now() * 1000 > running.status()["boot_milliseconds"] + 10000,
                what="a status that is too old")
@@ -225,6 +264,8 @@ def test_a_daemon_without_descriptors_goes_on_with_those_that_it_has(serial_ups,
     running.wait_log("the line .* cannot be opened: Too many open files")
     running.wait_log("the UPS does not answer$")
     resource.prlimit(running.pid, resource.RLIMIT_NOFILE, before)
+    serial_settings()
+    running.reload()
     running.wait_log("the line .* is open", count=2)
     running.wait_status(status=0, load=44)
     wait_until(lambda: all(map(os.path.exists, REPLIES)), what="the replies")

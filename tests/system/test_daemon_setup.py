@@ -1,4 +1,5 @@
-"""tolvd --setup beside a running daemon: what it says is about the new settings."""
+"""tolvd --setup beside a running daemon: what it says is about the new settings. And on disks that
+take none."""
 
 import contextlib
 import os
@@ -11,10 +12,14 @@ import pytest
 import queues
 import settings as settings_file
 import world
+from config_painter import files_hold
+from disks import read_only, small_disk
+from settings import Settings
 from tolvd import agent_settings, ask, serial_settings
 
 TRIES = 4  # the ten seconds in which an answer is waited for may be too few on a busy machine
 OTHER_DEVICE = "/run/wardenlink-other-tty"
+OLD = Settings(com_port="/dev/ttyS7", snmp_community="old", schedule=[[1, 2, 3, 4]] * 7)
 
 
 def set_up(*words):
@@ -129,3 +134,34 @@ def test_a_daemon_that_cannot_be_told_is_told_of(serial_ups, tolvd):
                             "SIGHUP lets it read the settings that were written\n")
     os.kill(running.pid, signal.SIGHUP)
     running.wait_log("the settings were read again")
+
+
+# --- disks that take no settings -------------------------------------------------------------
+
+
+def check_not_written():
+    """A setup that keeps the settings as they are, and tells no daemon."""
+    before = sorted(os.listdir(world.FOLDER))
+    for words in (["serial", world.DEVICE], ["snmp", "192.0.2.11", "other"]):
+        shown = ask("--setup", *words)
+        assert (shown.returncode, shown.stdout) == (1, "")
+        assert shown.stderr == f"tolvd: {world.FOLDER}: the settings cannot be written\n"
+        assert not files_hold(OLD)
+        assert sorted(os.listdir(world.FOLDER)) == before
+    assert not queues.exists("daemonControlQueue") and not queues.exists("screenControlQueue")
+
+
+def test_on_a_full_disk_the_old_settings_stay_until_there_is_room(serial_ups, tolvd):
+    with small_disk(world.FOLDER) as disk:
+        OLD.write()
+        disk.fill()
+        check_not_written()
+        disk.clear()
+        assert set_up("serial", world.DEVICE)[0] == 0
+        assert settings_file.read().com_port == world.DEVICE
+
+
+def test_in_a_folder_that_nobody_may_write_the_old_settings_stay(serial_ups, tolvd):
+    OLD.write()
+    with read_only(world.FOLDER):
+        check_not_written()

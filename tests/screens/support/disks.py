@@ -1,4 +1,4 @@
-"""Disks with no room, below a folder of the world."""
+"""Disks with no room, or that nobody may write, below a folder of the world."""
 
 import contextlib
 import os
@@ -30,4 +30,15 @@ def small_disk(folder):
         yield Disk()
     finally:
         Disk.held.close()
+        subprocess.run(["umount", "-l", folder], check=True)
+
+
+@contextlib.contextmanager
+def read_only(folder):
+    """A folder that nobody may change meanwhile, root neither."""
+    subprocess.run(["mount", "--bind", folder, folder], check=True)
+    try:
+        subprocess.run(["mount", "-o", "remount,ro,bind", folder], check=True)
+        yield
+    finally:
         subprocess.run(["umount", "-l", folder], check=True)
