@@ -7,6 +7,7 @@ import fcntl
 import itertools
 import os
 import re
+import resource
 import shutil
 import signal
 import subprocess
@@ -20,7 +21,7 @@ import tolvd as daemon
 import world
 from local_painter import WARNING, all_replies_with
 from outside import check_lines, check_stream, pieces, plain_terminal
-from process import OrdinaryUser
+from process import Children, OrdinaryUser, ReadStatus
 from settings import FOLDER, Settings
 from tolvd import (agent_settings, ask, kept_outage, leave_outage, put_program, serial_settings,
                    wait_recorded)
@@ -33,6 +34,7 @@ pytestmark = pytest.mark.usefixtures("other_user")
 SETTINGS = [f"{FOLDER}/{name}" for name in ("power.ini", "wardenlink.cfg")]
 OPERATORS = 34  # a group that the user belongs to where a test says so
 PR_SET_NAME = 15
+MOST_PROCESSES = 200  # of a user, those of other worlds perhaps among them
 DELAY = 60  # seconds from an outage's begin to the shutdown
 FLUSH = 10  # the longest wait for the disks
 BUSY = 60  # seconds by which a busy machine may hold up anything
@@ -304,20 +306,66 @@ def test_a_daemon_without_a_single_queue_protects(serial_ups, tolvd):
     wait_until(lambda: queues.count("heartbeatQueue"), what="the presence, now that there is room")
 
 
+def check_shutdown_in_time(tolvd, look):
+    """Of a daemon that finds an outage nearly over. look() is at what goes on beside it then."""
+    since = leave_outage(DELAY - 5)
+    decided = tolvd().wait_log("the system goes down now, by the power failure")
+    call = wait_recorded("shutdown", "-h now")
+    look()
+    # The recorder's clock shows hundredths.
+    assert kept_outage() == str(int(since * 1000)), "counted from its begin"
+    assert DELAY - 0.1 <= call.at - since <= DELAY + FLUSH + BUSY
+    assert DELAY <= decided.at - since <= DELAY + BUSY
+
+
 def test_no_storm_on_any_queue_holds_up_a_shutdown(serial_ups, tolvd):
     serial_settings()
     serial_ups.freeze()
     serial_ups.mains("fail")
     with storm("heartbeatQueue", senders=4), storm("daemonControlQueue", 5, 4), \
             storm("commandQueue", 9, 4), storm("dataQueue", 1, 4):
-        since = leave_outage(DELAY - 5)
-        decided = tolvd().wait_log("the system goes down now, by the power failure")
-        call = wait_recorded("shutdown", "-h now")
-        wait_until(lambda: is_full("heartbeatQueue"), what="the storm, which goes on")
-    # The recorder's clock shows hundredths.
-    assert kept_outage() == str(int(since * 1000)), "counted from its begin"
-    assert DELAY - 0.1 <= call.at - since <= DELAY + FLUSH + BUSY
-    assert DELAY <= decided.at - since <= DELAY + BUSY
+        check_shutdown_in_time(tolvd, lambda: wait_until(lambda: is_full("heartbeatQueue"),
+                                                         what="the storm, which goes on"))
+
+
+def never_end():
+    signal.signal(signal.SIGTERM, signal.SIG_IGN)
+    while True:
+        signal.pause()
+
+
+def make_all_processes(made):
+    """As many as he may have, none of which ends when it is told to."""
+    resource.setrlimit(resource.RLIMIT_NPROC, (MOST_PROCESSES, MOST_PROCESSES))
+    with contextlib.suppress(BlockingIOError):
+        while True:
+            made.append(spawn(never_end))
+
+
+def ignores_end(pid):
+    return ReadStatus(pid, "SigIgn", 16) >> (signal.SIGTERM - 1) & 1
+
+
+def end_all(made):
+    for pid in made:
+        end(pid)
+
+
+def test_processes_without_number_that_ignore_their_end_hold_up_no_shutdown(serial_ups, tolvd):
+    serial_settings()
+    serial_ups.freeze()
+    serial_ups.mains("fail")
+    made = []  # his own from the fork on
+    with beside(lambda: make_all_processes(made), lambda: end_all(made)) as user:
+        his = Children(user)
+        assert len(his) > 10
+        wait_until(lambda: all(ignores_end(pid) for pid in his), what="the last one begun")
+
+        def tell_to_end():
+            for pid in his:
+                os.kill(pid, signal.SIGTERM)
+            assert Children(user) == his
+        check_shutdown_in_time(tolvd, tell_to_end)
 
 
 # --- the UPS -------------------------------------------------------------------------------
