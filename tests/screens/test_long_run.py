@@ -36,8 +36,6 @@ class AgentWorld:
     """A UPS behind an agent. Half of what it is asked, or of what it answers, gets lost or comes
     late; then it is gone, comes back as another process, and is to be found somewhere else."""
 
-    comm_mode = 1
-
     def __init__(self, weather):
         self.weather = weather
         self.agent, self.other = world.Agent(), world.Agent(OTHER_ADDRESS, control=OTHER_CONTROL)
@@ -81,8 +79,6 @@ class FilesWorld:
     """A UPS on a serial line, as the daemon's files tell of it: half of them are missing, all are,
     they hold garbage; then the settings name another line."""
 
-    comm_mode = 0
-
     def __init__(self, weather):
         del weather
         self.count = 0
@@ -114,17 +110,30 @@ class FilesWorld:
         pass
 
 
+class AddressWorld(FilesWorld):
+    """The same, and settings of a UPS behind an agent, for who does not ask it."""
+
+    def move(self):
+        super().move()
+        Settings(comm_mode=1, snmp_ip=OTHER_ADDRESS).write()
+
+    def calm(self):
+        super().calm()
+        Settings(comm_mode=1, snmp_ip=world.agent_address()).write()
+
+
 @dataclasses.dataclass(frozen=True)
 class Mode:
     """A screen in one of its modes. keys: what is typed, one of them after the other; shown: rows
     that look at the end as at the beginning, [r] typed before each; is_local: whether it is the
-    local screen, which is told things."""
+    local screen, which is told things; way: keys that lead to it."""
 
     command: tuple
     world: type
     keys: list
     shown: range = range(0, 1)
     is_local: bool = False
+    way: str = ""
 
 
 PANELS = range(2, 23)
@@ -135,9 +144,13 @@ MODES = {
     "issuer-serial": Mode(("wardenlink-command",), FilesWorld, list("sbnacppp\x1b r")),
     "issuer-snmp": Mode(("wardenlink-command",), AgentWorld, list("sulmfcobditpppp\x1b+- r")),
     "config": Mode(("wardenlink", "config"), FilesWorld, list("+-imdbuvanlcoptsr\n\n\n\x1b\x7f")),
+    "config-snmp": Mode(("wardenlink", "config"), AddressWorld,
+                        ["+", "-", *"dbuanlrs", "o\x7fx\n", "p\x7f7\n", "t", "\n", "\x1b"]),
     "help": Mode(("wardenlink-help",), FilesWorld, list("123457abcnnnp")),
     "opening": Mode(("wardenlink-monitor",), FilesWorld,
                     ["l", "e", "r", "ri198.51.100.7\n", "rcpublic\x7f\n", "\x1b"]),
+    "opening-remote": Mode(("wardenlink-monitor",), AgentWorld, list("   rx\x1b"), PANELS,
+                           way="\n"),
 }
 
 
@@ -212,7 +225,7 @@ def test_thousands_of_passes_leave_nothing_behind(start, weather, around, name):
     with presence() if "issuer" in name else contextlib.nullcontext():
         screen = start([world.bin(mode.command[0]), *mode.command[1:]],
                        env=preloaded("short_waits"), quit_keys="\nqq")
-        screen.wait_key()
+        screen.press(mode.way)
     first_picture, looks = picture(screen, mode.shown), []
     weather.idle(IDLE)
     stretches = [*around.troubles, around.calm]
