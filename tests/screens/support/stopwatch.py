@@ -2,12 +2,13 @@
 
 A busy machine holds anything up for a while, and nothing makes it faster. So a lower limit is
 measured from a moment before the event that begins the time, and holds always; an upper limit
-that is near the time itself holds for one of several tries.
+that is near the time itself holds for one of many tries: who is too slow is so in each of them, and
+only then they are all needed.
 """
 
 import time
 
-TRIES = 6
+TRIES = 20
 
 
 class Stopwatch:
