@@ -3,14 +3,13 @@ before, and it listens to its keys. And answers that come from elsewhere."""
 
 import dataclasses
 import itertools
-import operator
 import signal
 
 import pytest
 
 import queues
 import world
-from canvas import MOST_LEAPT
+from canvas import MOST_LEAPT, Canvas
 from impostors import agent_at, answered_by
 from issuer_painter import IssuerPainter
 from issuer_watch import open_center
@@ -71,47 +70,68 @@ def test_messages_leave_the_local_screen_its_picture(open_watch):
 
 # --- datagrams -----------------------------------------------------------------------------------
 
-# What a screen may show then: no UPS, the UPS, or the UPS without values that did not come. Where
-# the output voltage alone did not, another text stands in its place.
+# What a screen may show then: no UPS, or the UPS, where each value came or did not. Without the
+# output's voltage or its frequency another text stands in one place.
 SILENT = dict.fromkeys(reading.name for reading in dataclasses.fields(Readings))
-READINGS = [Readings(), Readings(**SILENT), Readings(output_voltage=None)]
-# Whether the agent answers, and whether there is utility and output power.
-CONDITIONS = [(False, False, False), *((True, *powers) for powers in
-                                       itertools.product((True, False), repeat=2))]
+READINGS = [Readings(), Readings(**SILENT), Readings(output_voltage=None),
+            Readings(output_frequency=None)]
+POWERS = list(itertools.product((True, False), repeat=2))  # of the utility and the output
+
+# The parts of a picture that show one value each: rows and columns.
+ALL_COLUMNS = slice(0, 80)
+LINES = [(slice(row, row + 1), ALL_COLUMNS) for row in range(25)]
+BEGINS = (0, 3, 7, 11, 15, 19, 23, 25)  # of the right panel's values, each with its bar
+PANELS = [*((rows, slice(0, 39)) for rows, _ in LINES),
+          *((slice(*rows), slice(39, 80)) for rows in itertools.pairwise(BEGINS))]
+
+
+@dataclasses.dataclass
+class Allowed:
+    """The whole picture without a UPS, or in each part what one of those with a UPS has there."""
+
+    without: Canvas
+    those: list
+    parts: list
 
 
 def panels(painter, settings):
     """Of a status screen."""
     lost = painter(settings)
     lost.paint_lost()
-    yield lost
+    those = []
     for readings, flash in itertools.product(READINGS, (False, True)):
-        found = painter(settings)
-        found.paint(readings, flash)
-        yield found
+        those.append(painter(settings))
+        those[-1].paint(readings, flash)
+    return Allowed(lost, those, PANELS)
 
 
 def conditions(settings):
     """Of the command center, below a command that awaits its confirmation."""
-    for shown in CONDITIONS:
+    def paint(connected, utility=False, output=False):
         painter = IssuerPainter(settings)
         painter.first_screen()
-        painter.connected, painter.utility, painter.output = shown
+        painter.connected, painter.utility, painter.output = connected, utility, output
         painter.take(AWAITED)
-        yield painter
+        return painter
+    return Allowed(paint(False), [paint(True, *powers) for powers in POWERS], LINES)
 
 
 def cells(text, marks):
-    """The letters of a row, and whether each is in reverse."""
-    return [(letter, col in marks) for col, letter in enumerate(text)]
+    """The letters of each row, and whether they are in reverse; without the row of the time."""
+    return [[] if row == NOTICE_ROW else
+            [(letter, col in marks[row]) for col, letter in enumerate(letters)]
+            for row, letters in enumerate(text)]
 
 
-def check_among(screen, painters):
-    """Each cell looks as one of them has it."""
-    for row in range(screen.rows):
-        allowed = zip(*(cells(painter.text[row], painter.marks[row]) for painter in painters))
-        shown = cells(screen.row(row), screen.standout(row))
-        assert row == NOTICE_ROW or all(map(operator.contains, allowed, shown)), screen.picture()
+def check_allowed(screen, allowed):
+    shown = cells(screen.lines(), [screen.standout(row) for row in range(screen.rows)])
+    if shown == cells(allowed.without.text, allowed.without.marks):
+        return
+    wanted = [cells(painter.text, painter.marks) for painter in allowed.those]
+    for rows, columns in allowed.parts:
+        def part(picture):
+            return [row[columns] for row in picture[rows]]
+        assert part(shown) in map(part, wanted), f"rows from {rows.start}\n{screen.picture()}"
 
 
 def strike_pass(screen, sent):
@@ -154,12 +174,12 @@ def open_awaiting(start, agent, settings):
 @pytest.mark.parametrize("opened", [open_status, open_local_screen, open_awaiting])
 def test_datagrams_that_are_no_answers_are_forgotten(start, agent, settings, opened):
     """They come from the agent's address and from another while the screen makes its passes."""
-    screen, painters, show_calm = opened(start, agent, settings)
-    allowed, struck = list(painters), []
+    screen, allowed, show_calm = opened(start, agent, settings)
+    struck = []
     with datagram_storm(screen.pid, agent.address, "192.0.2.11") as sent:
         while len(struck) < PASSES or sum(struck) < STRUCK:
             struck.append(strike_pass(screen, sent))
-            check_among(screen, allowed)
+            check_allowed(screen, allowed)
     print("datagrams that came in each pass:", struck)
     screen.press(" ")  # reads the last of them
     show_calm()
