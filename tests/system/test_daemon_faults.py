@@ -15,7 +15,7 @@ from disks import read_only
 from impostors import agent_at, answered_by
 from local_painter import all_replies_with
 from process import Children, OpenFiles
-from storm import COUNT, Sender, send_signals, udp_ports
+from storm import COUNT, Sender, looked_after, send_signals, udp_ports
 from tolvd import (REPLIES, agent_settings, preloaded, recorded, serial_settings, trace,
                    wait_recorded)
 from users import stay_root, storm
@@ -198,7 +198,9 @@ def test_a_storm_of_datagrams_is_no_outage(agent, tolvd, place):
     running = tolvd()
     worker = wait_until(lambda: [pid for pid in Children(running.pid) if udp_ports(pid)],
                         what="the process that asks")[0]
-    Sender(worker, address).send(COUNT)
+    sender = Sender(worker, address)
+    with looked_after(lambda: sender.sent):
+        sender.send(COUNT)
     agent.load(44)
     running.wait_status(status=0, load=44, mains="good")
     assert recorded() == [] and not running.lines("the mains failed|goes down")

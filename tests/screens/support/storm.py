@@ -9,6 +9,7 @@ import socket
 import struct
 import time
 
+from stopwatch import Stopwatch
 from users import end, spawn
 from waiting import wait_until
 
@@ -33,6 +34,15 @@ def udp_ports(pid):
     with open("/proc/net/udp", encoding="ascii") as source:
         lines = [line.split() for line in list(source)[1:]]
     return [int(line[1].split(":")[1], 16) for line in lines if line[9] in inodes]
+
+
+def arrived_datagrams():
+    """How many came to a socket of this world so far: those that were read, and those that had no
+    room to wait in."""
+    with open("/proc/net/snmp", encoding="ascii") as source:
+        names, numbers = [line.split()[1:] for line in source if line.startswith("Udp:")]
+    counts = dict(zip(names, map(int, numbers)))
+    return counts["InDatagrams"] + counts["RcvbufErrors"]
 
 
 def strange_datagrams(chance):
@@ -79,13 +89,28 @@ class Sender:
 
 
 @contextlib.contextmanager
+def looked_after(sent):
+    """In such a block sent() grows. Tells how fast it did, for that is the machine's, and sees that
+    most of those datagrams arrived."""
+    arrived, took = arrived_datagrams(), Stopwatch()
+    yield
+    arrived, count = arrived_datagrams() - arrived, sent()
+    print(f"{count} datagrams, {count / took.passed():.0f} a second; {arrived} arrived")
+    assert arrived > count / 2, "the others may have come to a session that was over"
+
+
+@contextlib.contextmanager
 def datagram_storm(pid, *addresses):
     """Strange datagrams by a process of its own, as long as a block of a with statement goes on.
     Gives a function that tells how many were sent so far."""
     shown = mmap.mmap(-1, mmap.PAGESIZE)  # with the process
+
+    def sent():
+        return struct.unpack_from("q", shown)[0]
     sender = spawn(lambda: Sender(pid, *addresses).send_for_ever(shown))
     try:
-        yield lambda: struct.unpack_from("q", shown)[0]
+        with looked_after(sent):
+            yield sent
     finally:
         end(sender)
         shown.close()
