@@ -42,6 +42,12 @@ def pieces(size, without=b""):
     return found
 
 
+def printable(text):
+    """What a screen shows of it, up to a zero byte: blanks for C0, a question mark for the rest."""
+    return "".join(" " if byte < 0x20 else chr(byte) if byte < 0x7F else "?"
+                   for byte in text.partition(b"\0")[0])
+
+
 def plain_terminal():
     """Options of a Terminal of that type, whose user has a locale of UTF-8."""
     if not os.path.exists(FOLDER):
