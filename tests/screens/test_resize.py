@@ -1,6 +1,8 @@
 """A terminal whose corner is dragged: every screen repaints, and listens all the while."""
 
 import random
+import re
+import signal
 import time
 
 import pytest
@@ -43,36 +45,65 @@ def test_one_repaint_answers_all_that_was_dragged(start, name):
     assert screen.wait_exit() >= 0
 
 
+FIXED = ((1, 1), (25, 20), (25, 10), (200, 300))
+
+
 def sizes(count):
     """From the smallest to the largest, and any between."""
     chance = random.Random(4)
-    fixed = ((1, 1), (25, 20), (25, 10), (200, 300))
-    yield from fixed
-    for _ in range(count - len(fixed)):
+    yield from FIXED
+    for _ in range(count - len(FIXED)):
         yield chance.randint(1, 200), chance.randint(1, 300)
 
 
 PAINTED_ONCE = ("opening", "issuer")  # and again with [r]
+TIME_ROW = 1
+MOVES = re.compile(rb"\x1b\[(\d*)(?:;(\d*))?([HGd])")
+
+
+def is_painted(screen, whole):
+    """Whether the terminal has of the whole picture what there is room for, and nothing else."""
+    def is_right(row, shown):
+        wanted = whole[row] if row < len(whole) else ""
+        return row == TIME_ROW or shown == wanted.ljust(screen.cols)[:screen.cols]
+    return all(is_right(*row) for row in enumerate(screen.lines()))
+
+
+def check_moves(stream, rows, cols):
+    """The cursor is sent to no place that the terminal does not have."""
+    for found in MOVES.finditer(stream):
+        first, second, kind = found.groups()
+        row, col = {b"H": (first, second), b"G": (b"", first), b"d": (first, b"")}[kind]
+        assert int(row or b"1") <= rows and int(col or b"1") <= cols, found[0]
+
+
+def check_painted(screen, name, whole):
+    key = "r" if name in PAINTED_ONCE else " "
+
+    def IsPainted():
+        screen.press(key)
+        return is_painted(screen, whole)
+    screen.wait_for(IsPainted, what="as much of the picture as there is room for")
+    screen.clear_raw()
+    screen.signal(signal.SIGCONT)  # the next pass writes every cell
+    screen.press(key)
+    written = screen.clear_raw()
+    assert MOVES.search(written) and is_painted(screen, whole), screen.picture()
+    check_moves(written, screen.rows, screen.cols)
 
 
 @pytest.mark.parametrize("name", COMMANDS)
 def test_a_thousand_sizes_leave_the_picture_whole(start, name):
+    """Small ones show its upper left corner, large ones the whole of it."""
     screen = open_screen(start, name)
     screen.press(" ")
-    before = screen.lines()
+    whole = screen.lines()
     for count, size in enumerate(sizes(1000)):
         screen.resize(*size)
-        if count % 100 < 4:
-            screen.press(" ")  # painted at this size
+        if count < len(FIXED) or count % 50 == 0:
+            check_painted(screen, name, whole)
     screen.resize(25, 80)
-    screen.wait_paint()
-
-    def IsWhole():
-        if name in PAINTED_ONCE:
-            screen.press("r")
-        shown = screen.lines()
-        return shown[0] == before[0] and shown[2:] == before[2:]  # row 1 has the time
-    screen.wait_for(IsWhole, what="the whole picture")
+    check_painted(screen, name, whole)
     screen.send("q")
     assert screen.wait_exit() >= 0
 
