@@ -16,7 +16,7 @@ import pytest
 import queues
 import tolvd as daemon
 import world
-from outside import check_lines, pieces
+from outside import check_lines, pieces, printable
 from snmp_painter import NAMES
 from storm import fill
 from tolvd import agent_settings, preloaded, put_program, serial_settings
@@ -247,7 +247,8 @@ def test_settings_and_names_of_files_in_a_check(serial_ups):
             serial_settings(com_port=text.decode("latin-1"))
             if source == "power.ini":
                 open(world.FOLDER + "/wardenlink.cfg", "wb").close()
-            assert answer("--check").startswith(b"The UPS is on the serial line ")
+            line = f"The UPS is on the serial line {printable(text)}.\n"
+            assert answer("--check").startswith(line.encode())
 
 
 def test_the_name_of_who_holds_the_line(serial_ups):
@@ -260,7 +261,8 @@ def test_the_name_of_who_holds_the_line(serial_ups):
         try:
             for text in pieces(15, without=b"\0\n"):
                 name.write(text)
-                assert b"Trouble: process %d (" % os.getpid() in answer("--check")
+                holder = f"Trouble: process {os.getpid()} ({printable(text)})"
+                assert holder.encode() in answer("--check")
         finally:
             name.write(before)
 

@@ -43,7 +43,7 @@ def pieces(size, without=b""):
 
 
 def printable(text):
-    """What a screen shows of it, up to a zero byte: blanks for C0, a question mark for the rest."""
+    """What people are shown of it, up to a zero byte: blanks for C0, a question mark for the rest."""
     return "".join(" " if byte < 0x20 else chr(byte) if byte < 0x7F else "?"
                    for byte in text.partition(b"\0")[0])
 
