@@ -30,7 +30,8 @@ class Rounds:
     def __init__(self, pid, begin):
         self.pid, self.begin, self.log = pid, re.compile(begin), f"/run/calls-{pid}"
         self.before = spent(pid)
-        self.tracer = trace(pid, "-o", self.log)
+        # Memory is the sanitizers' matter.
+        self.tracer = trace(pid, "-o", self.log, "-e", "trace=!%memory")
 
     def whole(self):
         """Those that have ended, each a list of lines."""
