@@ -153,6 +153,7 @@ def Traced(calls, log):
     return ["env", "ASAN_OPTIONS=" + sanitizer, "strace", "-o", log, "-e", f"trace={calls}"]
 
 
-def Refused(calls, error, when=1, log="/dev/null"):
-    """The words before a command whose when-th and later use of these calls is refused."""
-    return [*Traced(calls, log), "-e", f"inject={calls}:error={error}:when={when}+"]
+def Refused(calls, error, when="1+", log="/dev/null"):
+    """The words before a command some of whose uses of these calls are refused, such as the third
+    and all later ones, "3+", or the first two, "1..2"."""
+    return [*Traced(calls, log), "-e", f"inject={calls}:error={error}:when={when}"]

@@ -14,7 +14,7 @@ from config_painter import edit, files_hold  # noqa: F401
 from help_painter import CONTENTS, check, place_help
 from issuer_watch import open_center
 from local_watch import open_watch, watch  # noqa: F401
-from process import FewestOpenFiles
+from process import FewestOpenFiles, Refused
 from remote_painter import Watch, no_data_painter
 from settings import Settings
 from snmp_painter import open_local
@@ -86,8 +86,8 @@ def test_an_agent_that_cannot_be_asked_is_shown_as_lost(start, agent, settings, 
 
 def test_a_session_that_could_not_be_opened_at_the_start_is_opened_in_a_pass(start, agent, settings):
     """No socket is to be had at first; the library may ask for two of its own before."""
-    screen = start(["strace", "-D", "-qq", "-o", "/dev/null", "-e",
-                    "inject=socket:error=EMFILE:when=1..3", world.bin("wardenlink"), "status"])
+    screen = start([*Refused("socket", "EMFILE", when="1..3"), "-D", world.bin("wardenlink"),
+                    "status"])
     screen.wait_key()
     Watch(screen, agent, settings).show("r", load=71)
 
