@@ -204,22 +204,40 @@ bool HasOpen(const char* pid, dev_t device)
     return isFound;
 }
 
-// Whether a process runs this program, even if its file has been replaced since.
-bool IsOurs(const char* pid)
+// The program that a process runs; empty for one that is ending, or not to be looked into.
+void ReadProgram(const char* pid, char (&program)[PATH_SIZE])
 {
     char path[PATH_SIZE];
-    char own[PATH_SIZE] = "";
-    char other[PATH_SIZE] = "";
     FormatText(path, sizeof(path), "/proc/%s/exe", pid);
-    if (readlink("/proc/self/exe", own, sizeof(own) - 1) < 0 ||
-        readlink(path, other, sizeof(other) - 1) < 0)
-        return false;
-    size_t length = strlen(own);
-    return strncmp(other, own, length) == 0 &&
-           (other[length] == '\0' || strcmp(other + length, " (deleted)") == 0);
+    ssize_t length = readlink(path, program, sizeof(program) - 1);
+    program[length > 0 ? length : 0] = '\0';
 }
 
-void PrintHolder(const char* pid)
+// Whether it is this one, even if its file has been replaced since.
+bool IsOwnProgram(const char* program)
+{
+    char own[PATH_SIZE];
+    ReadProgram("self", own);
+    size_t length = strlen(own);
+    return strncmp(program, own, length) == 0 &&
+           (program[length] == '\0' || strcmp(program + length, " (deleted)") == 0);
+}
+
+// 0 where there is none, or no such process.
+int ParentOf(const char* pid)
+{
+    char path[PATH_SIZE];
+    char text[128];
+    FormatText(path, sizeof(path), "/proc/%s/stat", pid);
+    ReadSmallFile(path, text, sizeof(text));
+    const char* behindName = strrchr(text, ')');
+    int parent = 0;
+    if (behindName != nullptr)
+        sscanf(behindName + 1, " %*c %d", &parent);
+    return parent;
+}
+
+void PrintHolder(const char* pid, bool isOwn)
 {
     char path[PATH_SIZE];
     char name[64];
@@ -228,8 +246,18 @@ void PrintHolder(const char* pid)
     name[strcspn(name, "\n")] = '\0';
     // A daemon that cannot write its status may protect all the same.
     const char* remedy =
-        IsOurs(pid) ? "systemctl restart wardenlink" : "end it, or take it off this line";
+        isOwn ? "systemctl restart wardenlink" : "end it, or take it off this line";
     PrintAnswer("Trouble: process %s (%s) has it open. Remedy: %s.", pid, name, remedy);
+}
+
+void LookAtHolder(const char* pid, bool isWatched)
+{
+    char program[PATH_SIZE];
+    ReadProgram(pid, program);
+    bool isOwn = IsOwnProgram(program);
+    bool mayHaveIt = isOwn && (isWatched || ParentOf(pid) == getpid());
+    if (program[0] != '\0' && !mayHaveIt)
+        PrintHolder(pid, isOwn);
 }
 
 } // namespace
@@ -266,9 +294,8 @@ void PrintHolders(const char* device, bool isWatched)
     bool mayBeOurs = isWatched || FindLastDeed() > 0;
     while (const dirent* entry = readdir(processes)) {
         int process = atoi(entry->d_name); // other entries are names
-        if (process > 0 && process != getpid() && HasOpen(entry->d_name, line.st_rdev) &&
-            !(mayBeOurs && IsOurs(entry->d_name)))
-            PrintHolder(entry->d_name);
+        if (process > 0 && process != getpid() && HasOpen(entry->d_name, line.st_rdev))
+            LookAtHolder(entry->d_name, mayBeOurs);
     }
     closedir(processes);
 }
