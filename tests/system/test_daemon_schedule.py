@@ -2,11 +2,13 @@
 
 import calendar
 import datetime
+import os
 import time
 
 import pytest
 
 import tolvd as daemon
+import world
 from tolvd import (agent_settings, preloaded, record_events, recorded, serial_settings,
                    wait_recorded)
 from waiting import wait_until
@@ -94,6 +96,20 @@ def test_a_schedule_that_is_switched_off_takes_effect_at_once(serial_ups, tolvd)
     running.wait_status(pending="none", scheduled_at=None, shutdown_in=None)
     wait_recorded("wall", "UPS: the shutdown is called off (scheduled).")
     assert recorded("shutdown") == []
+
+
+def test_half_a_settings_file_leaves_the_schedule_that_was_read_last(serial_ups, tolvd):
+    at = coming_minute(ahead=20)
+    serial_settings()
+    running = tolvd()
+    serial_settings(schedule_on=1, schedule=schedule_of(at))
+    running.reload()
+    running.wait_status(pending="schedule", scheduled_at=int(at.timestamp()))
+    os.truncate(f"{world.FOLDER}/power.ini", 120)  # the schedule stands behind that
+    running.reload()
+    read = daemon.boot_now() * 1000
+    wait_until(lambda: running.status()["boot_milliseconds"] > read, what="a status after that")
+    assert running.status()["scheduled_at"] == int(at.timestamp())
 
 
 def test_the_schedule_counts_without_a_ups_too(tolvd):
