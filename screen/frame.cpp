@@ -25,7 +25,7 @@ constexpr Place WIPE_PLACE = {2, 1};
 constexpr int WIPE_WIDTH = 77;
 constexpr int LAST_WIPED_ROW = 21;
 constexpr int OVERRUN_WIDTH = 12;
-constexpr int LINE_SIZE = 256; // longer than any screen is wide
+constexpr int LINE_SIZE = 256; // longer than any text that is shown
 
 constexpr char STATUS_TITLE[] = "(SNMP WardenLink for Linux) UPS Status Screen,";
 constexpr char SYSTEM_LABEL[] = "System:";
