@@ -146,7 +146,7 @@ int ReportLine(const PowerConfig& cfg)
     if (ReadDaemonsStatus(cfg.comPort, status)) {
         printf("The running daemon holds the line. Its last reading:\n");
         int result = ShowDaemonsReading(status);
-        PrintHolders(cfg.comPort, true);
+        PrintHolders(cfg.comPort, TruncateToInt(StatusNumber(status, "pid")));
         return result;
     }
     Source source = {};
@@ -168,7 +168,7 @@ int ReportLine(const PowerConfig& cfg)
         PrintReading(reading, source.names, PATH_SERIAL);
     if (source.serial.garbled > 0)
         printf("%u replies were garbled.\n", source.serial.garbled);
-    PrintHolders(cfg.comPort, false);
+    PrintHolders(cfg.comPort, -1);
     return isAnswered ? 0 : 1;
 }
 

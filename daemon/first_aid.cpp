@@ -244,20 +244,32 @@ void PrintHolder(const char* pid, bool isOwn)
     FormatText(path, sizeof(path), "/proc/%s/comm", pid);
     ReadSmallFile(path, name, sizeof(name));
     name[strcspn(name, "\n")] = '\0';
-    // A daemon that cannot write its status may protect all the same.
-    const char* remedy =
-        isOwn ? "systemctl restart wardenlink" : "end it, or take it off this line";
-    PrintAnswer("Trouble: process %s (%s) has it open. Remedy: %s.", pid, name, remedy);
+    if (isOwn) // a daemon that cannot write its status looks as if none ran
+        PrintAnswer("Trouble: process %s (%s) has it open, and may protect all the same. "
+                    "Remedy: see its log.",
+                    pid, name);
+    else
+        PrintAnswer("Trouble: process %s (%s) has it open. Remedy: end it, or take it off this "
+                    "line.",
+                    pid, name);
 }
 
-void LookAtHolder(const char* pid, bool isWatched)
+// This process, the daemon and one that shuts the system down may have it open, and what they have
+// just made to open it: it runs this program, too, and may not quite have ended.
+void LookAtHolder(const char* pid, int daemon)
 {
     char program[PATH_SIZE];
     ReadProgram(pid, program);
+    if (program[0] == '\0')
+        return;
     bool isOwn = IsOwnProgram(program);
-    bool mayHaveIt = isOwn && (isWatched || ParentOf(pid) == getpid());
-    if (program[0] != '\0' && !mayHaveIt)
-        PrintHolder(pid, isOwn);
+    int process = atoi(pid);
+    int parent = isOwn ? ParentOf(pid) : 0;
+    for (int allowed : {static_cast<int>(getpid()), daemon, static_cast<int>(FindLastDeed())}) {
+        if (allowed > 0 && (process == allowed || parent == allowed))
+            return;
+    }
+    PrintHolder(pid, isOwn);
 }
 
 } // namespace
@@ -282,7 +294,7 @@ int PrintTroubles(const PowerConfig& cfg, const ScheduleEntry sched[7])
     return troubles;
 }
 
-void PrintHolders(const char* device, bool isWatched)
+void PrintHolders(const char* device, int daemon)
 {
     struct stat line = {};
     DIR* processes = opendir("/proc");
@@ -291,11 +303,10 @@ void PrintHolders(const char* device, bool isWatched)
             closedir(processes);
         return;
     }
-    bool mayBeOurs = isWatched || FindLastDeed() > 0;
     while (const dirent* entry = readdir(processes)) {
-        int process = atoi(entry->d_name); // other entries are names
-        if (process > 0 && process != getpid() && HasOpen(entry->d_name, line.st_rdev))
-            LookAtHolder(entry->d_name, mayBeOurs);
+        bool isProcess = atoi(entry->d_name) > 0; // other entries are names
+        if (isProcess && HasOpen(entry->d_name, line.st_rdev))
+            LookAtHolder(entry->d_name, daemon);
     }
     closedir(processes);
 }

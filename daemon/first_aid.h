@@ -8,6 +8,6 @@
 // Gives the number of lines.
 int PrintTroubles(const PowerConfig& cfg, const ScheduleEntry sched[7]);
 
-// Prints who else has the serial device open, locked or not: it takes the UPS's words away. While
-// a daemon watches the line, or a shutdown is at work, it may have it open.
-void PrintHolders(const char* device, bool isWatched);
+// Prints who else has the serial device open, locked or not: it takes the UPS's words away. The
+// daemon, by its process, may, and a shutdown at work; -1 where no daemon watches the line.
+void PrintHolders(const char* device, int daemon);
