@@ -33,7 +33,7 @@ def only(paths):
 @contextlib.contextmanager
 def unreadable(pid, *paths):
     """A running program that gets no byte of these files. Gives a function that waits until it
-    has tried once more."""
+    has tried."""
     tracer = trace(pid, "-o", LOG, *only(paths), "-e", "inject=read:error=EIO")
 
     def tries():
@@ -41,8 +41,7 @@ def unreadable(pid, *paths):
             return source.read().count("EIO (Input/output error) (INJECTED)")
 
     def wait_tried():
-        before = tries()
-        wait_until(lambda: tries() > before, what="another reading")
+        wait_until(tries, what="a reading")
 
     try:
         yield wait_tried

@@ -5,7 +5,7 @@ import socket
 import threading
 
 import world
-from waiting import LIMIT
+from waiting import LIMIT, wait_until
 
 
 @contextlib.contextmanager
@@ -52,8 +52,10 @@ class Late:
             self.kept.append(sending)
         return is_kept
 
-    def deliver(self):
-        """They all come now, and wait in the program's socket; how many."""
+    def deliver(self, least):
+        """They all come now, when there are that many, and wait in the program's socket; how
+        many."""
+        wait_until(lambda: len(self.kept) >= least, what="the requests")
         self.object, kept = None, self.kept
         self.kept = []
         for send, answer, client in kept:
