@@ -257,7 +257,7 @@ int Check(int64_t toldAt)
     PowerConfig cfg = {};
     ScheduleEntry sched[7];
     InitConfig(cfg, sched);
-    if (ReadConfig(cfg, sched) == 0 || !CanReadSettings())
+    if (ReadSettings(cfg, sched) != SETTINGS_WHOLE)
         printf("The settings cannot be read whole: what is missing has its default.\n");
     UpsPath path = PathOfSettings(cfg);
     PrintSettings(cfg, sched, path);

@@ -23,6 +23,7 @@ struct Daemon {
     int64_t tickAt;    // when the work of every second is due
     int64_t asleep;    // how long the machine had been suspended at the last decision
     int64_t remindAt;  // when the log says again that a dry run protects nothing
+    int64_t rereadAt;  // when settings that were refused are read again, NEVER without any
     OrderQueues queues;
     Announcers announcers;
     pid_t lastDeed;          // that shuts the system down, -1 without one

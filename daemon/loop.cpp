@@ -28,6 +28,7 @@ namespace {
 constexpr int64_t TICK = 1000;
 constexpr int64_t LONGEST_NAP = 1000; // after more of sleep an answer is of another time
 constexpr int64_t LOOK_LAG = 60000;   // of the last look in the outage's file
+constexpr int64_t REREAD = 60000;     // rarely: a failing disk takes its time each time
 constexpr char TURN_OFF = 'S';        // begins every text that turns a UPS off
 constexpr int MOST_ORDERS = 16;       // of one tick
 
@@ -64,11 +65,11 @@ void CarryOut(Daemon& daemon, const PolicyActions& actions, int64_t now)
     }
 }
 
-UpsLink LinkOf(const Source& source)
+UpsLink LinkOf(const Daemon& daemon)
 {
-    if (source.path == PATH_NONE)
-        return LINK_NONE;
-    return source.state == SOURCE_LOST ? LINK_LOST : LINK_HEARD;
+    if (daemon.source.path == PATH_NONE)
+        return daemon.rereadAt == NEVER ? LINK_NONE : LINK_UNKNOWN;
+    return daemon.source.state == SOURCE_LOST ? LINK_LOST : LINK_HEARD;
 }
 
 // How long the machine has been suspended since its start.
@@ -83,7 +84,7 @@ void Decide(Daemon& daemon, int64_t now, const Reading* reading)
     if (reading != nullptr)
         told = {reading->mainsFailed, reading->batteryLow};
     int64_t asleep = AsleepMilliseconds();
-    PolicyInput input = {now, asleep - daemon.asleep, time(nullptr), LinkOf(daemon.source),
+    PolicyInput input = {now, asleep - daemon.asleep, time(nullptr), LinkOf(daemon),
                          reading != nullptr ? &told : nullptr};
     daemon.asleep = asleep;
     PolicyActions actions;
@@ -124,18 +125,29 @@ void ChangeSource(Daemon& daemon, int64_t now)
         TellOfNoUps(daemon, daemon.policy.settings.tellsUsers, now);
 }
 
-// A file that cannot be read leaves everything as it was.
-void ReloadSettings(Daemon& daemon, int64_t now)
+// Once refused they are read again until they are whole.
+SettingsRead TakeSettings(Daemon& daemon, PowerConfig& cfg, ScheduleEntry sched[7], int64_t now)
+{
+    SettingsRead read = ReadSettings(cfg, sched);
+    if (read == SETTINGS_REFUSED || daemon.rereadAt != NEVER)
+        daemon.rereadAt = read == SETTINGS_WHOLE ? NEVER : now + REREAD;
+    return read;
+}
+
+// A file that cannot be read leaves everything as it was. What a disk refuses again without
+// having been asked for is not told again.
+void ReloadSettings(Daemon& daemon, bool isOrdered, int64_t now)
 {
     if (daemon.policy.order.cause != CAUSE_NONE) // nothing is called off any more
         return;
     PowerConfig cfg = daemon.cfg;
     ScheduleEntry sched[7];
     memcpy(sched, daemon.sched, sizeof(sched));
-    if (!CanReadSettings() || ReadConfig(cfg, sched) == 0) {
+    SettingsRead read = TakeSettings(daemon, cfg, sched, now);
+    if (isOrdered && read != SETTINGS_WHOLE)
         WriteLog(LOG_ERR, "the settings cannot be read: the old ones stay");
+    if (read != SETTINGS_WHOLE)
         return;
-    }
     bool isOtherSource = IsOtherSource(daemon.source, cfg);
     daemon.cfg = cfg;
     memcpy(daemon.sched, sched, sizeof(sched));
@@ -175,7 +187,7 @@ bool ObeyOrders(Daemon& daemon, int64_t now)
         if (order == ORDER_NONE)
             break;
         if (order == ORDER_RELOAD)
-            ReloadSettings(daemon, now);
+            ReloadSettings(daemon, true, now);
     }
     char command[COMMAND_ROOM];
     if (!daemon.isToGoDown && IsReadyForText(daemon.source) && TakeCommand(daemon.queues, command))
@@ -214,6 +226,8 @@ bool Tick(Daemon& daemon, int64_t now)
     WatchAnnouncers(daemon.announcers, now);
     if (daemon.isToGoDown)
         WatchDeed(daemon, now);
+    if (daemon.rereadAt != NEVER && now >= daemon.rereadAt)
+        ReloadSettings(daemon, false, now);
     daemon.tickAt = now + TICK;
     return ObeyOrders(daemon, now);
 }
@@ -234,7 +248,7 @@ bool ObeySignal(Daemon& daemon, int signals)
         return false;
     if (signal.ssi_signo != SIGHUP)
         return true;
-    ReloadSettings(daemon, BootMilliseconds());
+    ReloadSettings(daemon, true, BootMilliseconds());
     return false;
 }
 
@@ -278,11 +292,15 @@ bool RunPass(Daemon& daemon)
     return isToEnd;
 }
 
-void LoadSettings(Daemon& daemon)
+void LoadSettings(Daemon& daemon, int64_t now)
 {
     InitConfig(daemon.cfg, daemon.sched);
-    if (ReadConfig(daemon.cfg, daemon.sched) == 0 || !CanReadSettings())
-        WriteLog(LOG_WARNING, "the settings cannot be read whole: what is missing has its default");
+    daemon.rereadAt = NEVER;
+    SettingsRead read = TakeSettings(daemon, daemon.cfg, daemon.sched, now);
+    if (read != SETTINGS_WHOLE)
+        WriteLog(read == SETTINGS_REFUSED ? LOG_ALERT : LOG_WARNING,
+                 "the settings cannot be read whole: what is missing has its default%s",
+                 read == SETTINGS_REFUSED ? " until the disk gives it" : "");
 }
 
 void StartWork(Daemon& daemon)
@@ -292,7 +310,7 @@ void StartWork(Daemon& daemon)
     daemon.queues = NO_QUEUES;
     TakeOverQueues(daemon.queues);
     DropWaitingOrders(daemon.queues);
-    LoadSettings(daemon); // a save after this is told by an order that is not dropped
+    LoadSettings(daemon, now); // a save after this is told by an order that is not dropped
     RemoveReplyFiles();
     ForgetOldDeed();
     daemon.stored = ReadKeptOutage();

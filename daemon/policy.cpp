@@ -190,10 +190,16 @@ void NoticeGap(PolicyState& state, const PolicyInput& input)
     state.isDoubted = HasOutage(state);
 }
 
-void TakeNoUps(PolicyState& state, PolicyActions& actions)
+// There is no UPS to ask, for good or for now.
+bool IsWithoutUps(UpsLink link)
+{
+    return link == LINK_NONE || link == LINK_UNKNOWN;
+}
+
+void TakeNoUps(PolicyState& state, UpsLink link, PolicyActions& actions)
 {
     ForgetUps(state);
-    if (state.isDoubted && !state.settings.isDamaged)
+    if (state.isDoubted && link == LINK_NONE && !state.settings.isDamaged)
         EndOutage(state, POLICY_OUTAGE_FORGOTTEN, actions);
 }
 
@@ -221,11 +227,11 @@ void FollowUps(PolicyState& state, const PolicyInput& input, PolicyActions& acti
     NoticeGap(state, input);
     if (input.reading != nullptr)
         TakeReading(state, *input.reading, input.now, actions);
-    else if (input.link == LINK_NONE)
-        TakeNoUps(state, actions);
+    else if (IsWithoutUps(input.link))
+        TakeNoUps(state, input.link, actions);
     else
         TakeSilence(state, input, actions);
-    if (HasOutage(state) && input.link != LINK_NONE && !IsLongPast(state, input.now))
+    if (HasOutage(state) && !IsWithoutUps(input.link) && !IsLongPast(state, input.now))
         state.kept.lookedAt = input.now;
 }
 
@@ -277,7 +283,7 @@ int FindRestart(const PolicyState& state, PolicyCause cause, time_t wall, Policy
 void BeginShutdown(PolicyState& state, PolicyCause cause, const PolicyInput& input,
                    PolicyActions& actions)
 {
-    bool tellUps = state.settings.turnsUpsOff && input.link != LINK_NONE;
+    bool tellUps = state.settings.turnsUpsOff && !IsWithoutUps(input.link);
     int restartMinutes = tellUps ? FindRestart(state, cause, input.wall, actions) : 0;
     state.order = {cause, tellUps, state.settings.offDelay, restartMinutes};
     AddAction(actions, POLICY_SHUTDOWN, cause, 0, state.settings.tellsUsers);

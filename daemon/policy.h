@@ -19,8 +19,9 @@ inline constexpr int64_t NEVER = -1;
 // an agent); it counts only what it asked itself, never the time of a suspension. The
 // policy adds one rule: 20 seconds without a reading is lost too, whatever the source says.
 enum UpsLink {
-    LINK_NONE,  // there is no UPS to ask
-    LINK_HEARD, // it answers, or there was no time yet to tell
+    LINK_NONE,    // there is no UPS to ask
+    LINK_UNKNOWN, // nor is any, but only while the settings that may name one cannot be read
+    LINK_HEARD,   // it answers, or there was no time yet to tell
     LINK_LOST
 };
 

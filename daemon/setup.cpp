@@ -70,11 +70,8 @@ bool IsLineDevice(const char* device)
 // False when there are settings that cannot be read: they would be lost.
 bool LoadConfig(PowerConfig& cfg, ScheduleEntry sched[7])
 {
-    if (!CanReadSettings())
-        return false;
     InitConfig(cfg, sched);
-    ReadConfig(cfg, sched);
-    return true;
+    return ReadSettings(cfg, sched) != SETTINGS_REFUSED;
 }
 
 int SaveAndCheck(const PowerConfig& cfg, const ScheduleEntry sched[7])

@@ -9,7 +9,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <initializer_list>
 #include <string_view>
 #include <unistd.h>
 
@@ -271,6 +270,25 @@ bool ReadTextFile(PowerConfig& cfg)
     return true;
 }
 
+// Whether a file gives all that ReadConfig may want of it; one that is missing need not.
+bool IsReadable(const char* path)
+{
+    int fd = OpenToRead(path);
+    if (fd < 0)
+        return errno == ENOENT;
+    char bytes[READ_BUFFER_SIZE];
+    ssize_t count = 1;
+    for (size_t all = 0; count > 0 && all < TEXT_READ_LIMIT; all += static_cast<size_t>(count))
+        count = read(fd, bytes, sizeof(bytes));
+    close(fd);
+    return count >= 0;
+}
+
+bool AreReadable()
+{
+    return IsReadable(POWER_INI_PATH) && IsReadable(TEXT_CFG_PATH);
+}
+
 } // namespace
 
 void InitConfig(PowerConfig& cfg, ScheduleEntry sched[7])
@@ -296,20 +314,14 @@ int ReadConfig(PowerConfig& cfg, ScheduleEntry sched[7])
     return ReadBinary(cfg, sched) && ReadTextFile(cfg) ? 1 : 0;
 }
 
-bool CanReadSettings()
+// A disk may fail just before or just after ReadConfig has looked.
+SettingsRead ReadSettings(PowerConfig& cfg, ScheduleEntry sched[7])
 {
-    for (const char* path : {POWER_INI_PATH, TEXT_CFG_PATH}) {
-        int fd = OpenToRead(path);
-        if (fd < 0 && errno != ENOENT)
-            return false;
-        char byte = 0;
-        bool isRefused = fd >= 0 && read(fd, &byte, 1) < 0;
-        if (fd >= 0)
-            close(fd);
-        if (isRefused)
-            return false;
-    }
-    return true;
+    bool isReadable = AreReadable();
+    bool isWhole = ReadConfig(cfg, sched) == 1;
+    if (!isReadable || !AreReadable())
+        return SETTINGS_REFUSED;
+    return isWhole ? SETTINGS_WHOLE : SETTINGS_PART;
 }
 
 int WriteConfig(const PowerConfig& cfg, const ScheduleEntry sched[7])

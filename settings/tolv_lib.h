@@ -66,9 +66,15 @@ void InitConfig(PowerConfig& cfg, ScheduleEntry sched[7]);
 // 1 both files read; 0 otherwise, with whatever could be read already loaded.
 int ReadConfig(PowerConfig& cfg, ScheduleEntry sched[7]);
 
-// Whether the files that are there give their bytes; one that is missing needs none. ReadConfig
-// takes what it gets, and cannot tell a failing disk from a short file.
-bool CanReadSettings();
+enum SettingsRead {
+    SETTINGS_WHOLE,
+    SETTINGS_PART,   // a file is missing
+    SETTINGS_REFUSED // a file that is there does not give all its bytes
+};
+
+// ReadConfig, which takes what it gets, for those who have to know a failing disk from a file that
+// is missing or short.
+SettingsRead ReadSettings(PowerConfig& cfg, ScheduleEntry sched[7]);
 
 // Writes both files beside the old ones, then lets power.ini and after it
 // wardenlink.cfg take their places; each is old or new, never a mixture. 1 when both

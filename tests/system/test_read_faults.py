@@ -15,7 +15,7 @@ from help_painter import CONTENTS, PLACE, WINDOWS, check, place_help
 from local_watch import open_watch, watch  # noqa: F401
 from process import Refused
 from settings import Settings
-from tolvd import ask, kept_outage, leave_outage, serial_settings, trace
+from tolvd import ask, kept_outage, leave_outage, preloaded, serial_settings, trace
 from waiting import LIMIT, wait_until
 
 LOG = "/run/refused"
@@ -33,15 +33,15 @@ def only(paths):
 @contextlib.contextmanager
 def unreadable(pid, *paths):
     """A running program that gets no byte of these files. Gives a function that waits until it
-    has tried."""
+    has tried so many times."""
     tracer = trace(pid, "-o", LOG, *only(paths), "-e", "inject=read:error=EIO")
 
     def tries():
         with open(LOG, encoding="utf-8", errors="replace") as source:
             return source.read().count("EIO (Input/output error) (INJECTED)")
 
-    def wait_tried():
-        wait_until(tries, what="a reading")
+    def wait_tried(times=1):
+        wait_until(lambda: tries() >= times, what="a reading")
 
     try:
         yield wait_tried
@@ -168,14 +168,17 @@ def test_a_help_whose_contents_cannot_be_read_does_not_open(start):
 @pytest.mark.parametrize("path", SETTINGS)
 def test_a_daemon_keeps_its_settings_until_it_can_read_others(serial_ups, tolvd, path):
     serial_settings(ac_fail_delay=1440)
-    running = tolvd()
-    with unreadable(running.pid, path):
-        serial_settings(ac_fail_delay=1, com_port="/dev/ttyS7")
+    running = tolvd(env=preloaded("short_waits"))
+    with unreadable(running.pid, path) as wait_tried:
+        serial_settings(ac_fail_delay=1440, com_port="/dev/ttyS7")
         queues.send("daemonControlQueue", 5, "010")
         assert running.wait_log("the settings cannot be read: the old ones stay").priority == 3
-    serial_ups.load(44)
-    running.wait_status(load=44, device=world.DEVICE)
-    assert not running.lines("settings were read again")
+        wait_tried(10)
+        serial_ups.load(44)
+        running.wait_status(load=44, device=world.DEVICE)
+        assert not running.lines("settings were read again")
+        assert len(running.lines("cannot be read")) == 1, "it tries once a minute, and says it once"
+    running.wait_status(device="/dev/ttyS7", ups="lost")
     serial_settings(ac_fail_delay=1440)
     running.reload()
     running.wait_status(device=world.DEVICE, ups="heard")
@@ -197,6 +200,26 @@ def test_a_daemon_finds_its_ups_in_the_text_beside_a_record_that_it_cannot_read(
     running.wait_log("the settings cannot be read whole: what is missing has its default")
     running.wait_status(ups="heard", device=world.DEVICE, scheduled_at=None)
     assert file_bytes("power.ini"), "it writes no settings"
+
+
+def test_an_outage_outlives_settings_that_cannot_be_read(serial_ups, tolvd):
+    """The mains are out, the daemon is started again, and a disk refuses the settings for a while:
+    without them there is no UPS, which is no end of an outage."""
+    serial_ups.mains("fail")
+    left = leave_outage(100)
+    serial_settings(ac_fail_delay=1440)
+    for path in SETTINGS:
+        os.rename(path, path + ".kept")
+        os.symlink("/run", path)  # which is there, and gives no bytes
+    running = tolvd(ready=False, env=preloaded("short_waits"))
+    assert running.wait_log("what is missing has its default until the disk gives it").priority == 1
+    running.wait_log("NOTHING is protected")
+    running.wait_status(source="none", pending="outage")
+    for path in SETTINGS:
+        os.replace(path + ".kept", path)
+    running.wait_status(device=world.DEVICE, ups="heard", pending="outage")
+    assert kept_outage() == str(int(left * 1000))
+    assert not running.lines("no UPS now")
 
 
 def test_an_outage_that_cannot_be_read_begins_anew(serial_ups, tolvd):

@@ -211,6 +211,34 @@ TEST(PolicyRestart, ForgetsAnOutageWhenThereIsNoUpsToConfirmIt)
     EXPECT_EQ(bench.state.kept.outageSince, NEVER);
 }
 
+TEST(PolicyRestart, KeepsAnOutageWhileTheSettingsCannotTellWhichUpsThereIs)
+{
+    PolicyBench bench;
+    PolicyKept kept = KeptSince(bench, 4000);
+    bench.Start(kept);
+    bench.Run(3600, Ups::unknown);
+    EXPECT_TRUE(bench.said.empty());
+    EXPECT_EQ(bench.state.kept.outageSince, kept.outageSince);
+    EXPECT_EQ(bench.state.kept.lookedAt, kept.lookedAt) << "nobody looked";
+    bench.Run(2, Ups::failed);
+    EXPECT_TRUE(bench.HasBegun()) << "its delay is over long since";
+    EXPECT_TRUE(bench.state.order.tellUps);
+}
+
+TEST(PolicyRestart, ShutsDownByTheScheduleWithoutAnOrderToAnUnknownUps)
+{
+    for (Ups ups : {Ups::none, Ups::unknown}) {
+        PolicyBench bench;
+        bench.cfg.scheduleOn = 1;
+        for (ScheduleEntry& day : bench.sched)
+            day = {-1, -1, 10, 30};
+        bench.Start();
+        bench.Run(1900, ups);
+        EXPECT_TRUE(bench.HasBegun());
+        EXPECT_FALSE(bench.state.order.tellUps);
+    }
+}
+
 TEST(PolicyRestart, IsAnOutageToScriptsUntilTheUpsSaysOtherwise)
 {
     PolicyBench bench;

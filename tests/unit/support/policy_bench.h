@@ -11,8 +11,9 @@
 #include <string>
 #include <vector>
 
-// What a round gets from the UPS. silent: no reading, but not lost to the source.
-enum class Ups { good, failed, low, goodLow, silent, lost, none };
+// What a round gets from the UPS. silent: no reading, but not lost to the source; unknown:
+// none, while the settings cannot be read.
+enum class Ups { good, failed, low, goodLow, silent, lost, none, unknown };
 
 inline const char* WhatName(PolicyWhat what)
 {
@@ -106,10 +107,12 @@ struct PolicyBench {
         PolicyReading reading = {ups == Ups::failed || ups == Ups::low,
                                  ups == Ups::low || ups == Ups::goodLow};
         PolicyInput input = {now, slept, wall, LINK_HEARD, &reading};
-        if (ups == Ups::silent || ups == Ups::lost || ups == Ups::none)
+        if (ups == Ups::silent || ups == Ups::lost || ups == Ups::none || ups == Ups::unknown)
             input.reading = nullptr;
-        if (ups == Ups::lost || ups == Ups::none)
-            input.link = ups == Ups::lost ? LINK_LOST : LINK_NONE;
+        if (ups == Ups::lost)
+            input.link = LINK_LOST;
+        if (ups == Ups::none || ups == Ups::unknown)
+            input.link = ups == Ups::none ? LINK_NONE : LINK_UNKNOWN;
         StepPolicy(state, input, actions);
         slept = 0;
         Listen();
