@@ -4,6 +4,7 @@
 #include "base/text.h"
 #include "daemon/explain.h"
 #include "daemon/first_aid.h"
+#include "daemon/holders.h"
 #include "daemon/policy.h"
 #include "daemon/process.h"
 #include "daemon/source.h"

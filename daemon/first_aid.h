@@ -7,7 +7,3 @@
 // file that is missing or not root's alone, and program that cannot be run. Changes nothing.
 // Gives the number of lines.
 int PrintTroubles(const PowerConfig& cfg, const ScheduleEntry sched[7]);
-
-// Prints who else has the serial device open, locked or not: it takes the UPS's words away. The
-// daemon, by its process, may, and a shutdown at work; -1 where no daemon watches the line.
-void PrintHolders(const char* device, int daemon);

@@ -1,0 +1,124 @@
+#include "daemon/holders.h"
+
+#include "base/text.h"
+#include "daemon/deed_mark.h"
+#include "daemon/explain.h"
+#include "daemon/whole_file.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <dirent.h>
+#include <initializer_list>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr size_t PATH_SIZE = 320;
+
+bool HasOpen(const char* pid, dev_t device)
+{
+    char path[PATH_SIZE];
+    FormatText(path, sizeof(path), "/proc/%s/fd", pid);
+    DIR* files = opendir(path);
+    bool isFound = false;
+    while (files != nullptr && !isFound) {
+        const dirent* entry = readdir(files);
+        struct stat file = {};
+        if (entry == nullptr)
+            break;
+        FormatText(path, sizeof(path), "/proc/%s/fd/%s", pid, entry->d_name);
+        isFound = stat(path, &file) == 0 && S_ISCHR(file.st_mode) && file.st_rdev == device;
+    }
+    if (files != nullptr)
+        closedir(files);
+    return isFound;
+}
+
+// The program that a process runs; empty for one that is ending, or not to be looked into.
+void ReadProgram(const char* pid, char (&program)[PATH_SIZE])
+{
+    char path[PATH_SIZE];
+    FormatText(path, sizeof(path), "/proc/%s/exe", pid);
+    ssize_t length = readlink(path, program, sizeof(program) - 1);
+    program[length > 0 ? length : 0] = '\0';
+}
+
+// Whether it is this one, even if its file has been replaced since.
+bool IsOwnProgram(const char* program)
+{
+    char own[PATH_SIZE];
+    ReadProgram("self", own);
+    size_t length = strlen(own);
+    return strncmp(program, own, length) == 0 &&
+           (program[length] == '\0' || strcmp(program + length, " (deleted)") == 0);
+}
+
+// 0 where there is none, or no such process.
+int ParentOf(const char* pid)
+{
+    char path[PATH_SIZE];
+    char text[128];
+    FormatText(path, sizeof(path), "/proc/%s/stat", pid);
+    ReadSmallFile(path, text, sizeof(text));
+    const char* behindName = strrchr(text, ')');
+    int parent = 0;
+    if (behindName != nullptr)
+        sscanf(behindName + 1, " %*c %d", &parent);
+    return parent;
+}
+
+void PrintHolder(const char* pid, bool isOwn)
+{
+    char path[PATH_SIZE];
+    char name[64];
+    FormatText(path, sizeof(path), "/proc/%s/comm", pid);
+    ReadSmallFile(path, name, sizeof(name));
+    name[strcspn(name, "\n")] = '\0';
+    if (isOwn) // a daemon that cannot write its status looks as if none ran
+        PrintAnswer("Trouble: process %s (%s) has it open, and may protect all the same. "
+                    "Remedy: see its log.",
+                    pid, name);
+    else
+        PrintAnswer("Trouble: process %s (%s) has it open. Remedy: end it, or take it off this "
+                    "line.",
+                    pid, name);
+}
+
+// This process, the daemon and one that shuts the system down may have it open, and what they have
+// just made to open it: it runs this program, too, and may not quite have ended.
+void LookAtHolder(const char* pid, int daemon)
+{
+    char program[PATH_SIZE];
+    ReadProgram(pid, program);
+    if (program[0] == '\0')
+        return;
+    bool isOwn = IsOwnProgram(program);
+    int process = atoi(pid);
+    int parent = isOwn ? ParentOf(pid) : 0;
+    for (int allowed : {static_cast<int>(getpid()), daemon, static_cast<int>(FindLastDeed())}) {
+        if (allowed > 0 && (process == allowed || parent == allowed))
+            return;
+    }
+    PrintHolder(pid, isOwn);
+}
+
+} // namespace
+
+void PrintHolders(const char* device, int daemon)
+{
+    struct stat line = {};
+    DIR* processes = opendir("/proc");
+    if (processes == nullptr || stat(device, &line) != 0) {
+        if (processes != nullptr)
+            closedir(processes);
+        return;
+    }
+    while (const dirent* entry = readdir(processes)) {
+        bool isProcess = atoi(entry->d_name) > 0; // other entries are names
+        if (isProcess && HasOpen(entry->d_name, line.st_rdev))
+            LookAtHolder(entry->d_name, daemon);
+    }
+    closedir(processes);
+}
