@@ -4,6 +4,8 @@ import contextlib
 import os
 import subprocess
 
+from waiting import wait_until
+
 
 @contextlib.contextmanager
 def small_disk(folder):
@@ -36,9 +38,12 @@ def small_disk(folder):
 @contextlib.contextmanager
 def read_only(folder):
     """A folder that nobody may change meanwhile, root neither."""
+    def IsReadOnly():
+        return subprocess.run(["mount", "-o", "remount,ro,bind", folder], check=False,
+                              stderr=subprocess.DEVNULL).returncode == 0
     subprocess.run(["mount", "--bind", folder, folder], check=True)
     try:
-        subprocess.run(["mount", "-o", "remount,ro,bind", folder], check=True)
+        wait_until(IsReadOnly, what="a moment in which nobody writes there")
         yield
     finally:
         subprocess.run(["umount", "-l", folder], check=True)
