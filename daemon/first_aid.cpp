@@ -4,6 +4,7 @@
 #include "base/text.h"
 #include "daemon/events.h"
 #include "daemon/explain.h"
+#include "daemon/holders.h"
 #include "daemon/policy_settings.h"
 #include "daemon/state_files.h"
 #include "daemon/status_command.h"
@@ -79,6 +80,13 @@ void CheckOpenToUsers(const char* path)
         TellOfPath(path, "is closed to ordinary users: they see nothing of the UPS", remedy);
 }
 
+// Whether a file can be read, or its begin at least.
+bool GivesBytes(const char* path)
+{
+    char byte[2];
+    return ReadSmallFile(path, byte, sizeof(byte)) >= 0;
+}
+
 // ReadConfig takes what it gets: a file of another length is half a file.
 void CheckSettingsFile(const char* path, off_t size, const char* remedy)
 {
@@ -89,6 +97,10 @@ void CheckSettingsFile(const char* path, off_t size, const char* remedy)
     }
     if (!S_ISREG(file.st_mode))
         TellOfPath(path, "is no plain file", remedy);
+    else if (!GivesBytes(path))
+        TellOfPath(path, "cannot be read",
+                   "restore a copy, or mend the disk, and save nothing before: defaults would take "
+                   "its place");
     else if (!IsRootsAlone(file))
         TellOfOwner(path, "is not root's alone");
     else if (size != 0 && file.st_size != size)
@@ -174,11 +186,22 @@ void CheckCommands(const PowerConfig& cfg)
 void CheckDaemon()
 {
     char status[STATUS_TEXT_SIZE];
-    if (!ReadRunningStatus(status, sizeof(status)))
-        Tell("no daemon runs: nothing is protected", "systemctl enable --now wardenlink");
-    else if (IsDryRun(status))
+    char trouble[128];
+    bool isTelling = ReadRunningStatus(status, sizeof(status));
+    pid_t silent = isTelling ? -1 : FindDaemon();
+    if (isTelling && IsDryRun(status))
         Tell("the daemon that runs is a dry run: nothing is protected",
              "end it, and systemctl enable --now wardenlink");
+    if (isTelling)
+        return;
+    if (silent < 0) {
+        Tell("no daemon runs: nothing is protected", "systemctl enable --now wardenlink");
+        return;
+    }
+    // A full /run is enough for that. A second one would take the first one's replies away.
+    FormatText(trouble, sizeof(trouble),
+               "process %d is a daemon that tells no status, and may protect all the same", silent);
+    Tell(trouble, "see its log");
 }
 
 } // namespace
@@ -190,7 +213,9 @@ int PrintTroubles(const PowerConfig& cfg, const ScheduleEntry sched[7])
         // Without the first one the defaults are written, over the second one, too.
         CheckSettingsFile(POWER_INI_PATH, POWER_INI_SIZE,
                           "restore a copy, or tolvd --setup and then wardenlink config");
-        CheckSettingsFile(TEXT_CFG_PATH, 0, "wardenlink config makes it from power.ini");
+        CheckSettingsFile(TEXT_CFG_PATH, 0,
+                          GivesBytes(POWER_INI_PATH) ? "wardenlink config makes it from power.ini"
+                                                     : "restore a copy");
         CheckDaemonLink();
         CheckEventPrograms();
     }

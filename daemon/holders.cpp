@@ -16,8 +16,28 @@
 namespace {
 
 constexpr size_t PATH_SIZE = 320;
+constexpr size_t STATUS_SIZE = 1024; // of a process; who runs it stands in its first lines
+constexpr char PROGRAM_START[] = "/tolvd";
+constexpr char SIGNALS_KIND[] = "anon_inode:[signalfd]";
 
-bool HasOpen(const char* pid, dev_t device)
+// What a descriptor of a process may be, by its name below /proc.
+using IsSuch = bool (*)(const char* path, dev_t device);
+
+bool IsDevice(const char* path, dev_t device)
+{
+    struct stat file = {};
+    return stat(path, &file) == 0 && S_ISCHR(file.st_mode) && file.st_rdev == device;
+}
+
+// By which a daemon hears signals; nothing else that runs its program has one.
+bool IsForSignals(const char* path, dev_t /*device*/)
+{
+    char kind[sizeof(SIGNALS_KIND)] = "";
+    return readlink(path, kind, sizeof(kind)) == static_cast<ssize_t>(strlen(SIGNALS_KIND)) &&
+           strncmp(kind, SIGNALS_KIND, strlen(SIGNALS_KIND)) == 0;
+}
+
+bool HasOpen(const char* pid, IsSuch isSuch, dev_t device)
 {
     char path[PATH_SIZE];
     FormatText(path, sizeof(path), "/proc/%s/fd", pid);
@@ -25,11 +45,10 @@ bool HasOpen(const char* pid, dev_t device)
     bool isFound = false;
     while (files != nullptr && !isFound) {
         const dirent* entry = readdir(files);
-        struct stat file = {};
         if (entry == nullptr)
             break;
         FormatText(path, sizeof(path), "/proc/%s/fd/%s", pid, entry->d_name);
-        isFound = stat(path, &file) == 0 && S_ISCHR(file.st_mode) && file.st_rdev == device;
+        isFound = isSuch(path, device);
     }
     if (files != nullptr)
         closedir(files);
@@ -45,14 +64,17 @@ void ReadProgram(const char* pid, char (&program)[PATH_SIZE])
     program[length > 0 ? length : 0] = '\0';
 }
 
-// Whether it is this one, even if its file has been replaced since.
-bool IsOwnProgram(const char* program)
+// Whether root runs a tolvd there, of whatever folder, even if its file has been removed or set
+// aside since.
+bool IsOwnProgram(const char* pid, const char* program)
 {
-    char own[PATH_SIZE];
-    ReadProgram("self", own);
-    size_t length = strlen(own);
-    return strncmp(program, own, length) == 0 &&
-           (program[length] == '\0' || strcmp(program + length, " (deleted)") == 0);
+    char path[PATH_SIZE];
+    char text[STATUS_SIZE];
+    FormatText(path, sizeof(path), "/proc/%s/status", pid);
+    ReadSmallFile(path, text, sizeof(text));
+    const char* name = strrchr(program, '/');
+    return name != nullptr && strncmp(name, PROGRAM_START, strlen(PROGRAM_START)) == 0 &&
+           strstr(text, "\nUid:\t0\t") != nullptr;
 }
 
 // 0 where there is none, or no such process.
@@ -67,6 +89,13 @@ int ParentOf(const char* pid)
     if (behindName != nullptr)
         sscanf(behindName + 1, " %*c %d", &parent);
     return parent;
+}
+
+bool IsDaemon(const char* pid)
+{
+    char program[PATH_SIZE];
+    ReadProgram(pid, program);
+    return IsOwnProgram(pid, program) && HasOpen(pid, IsForSignals, 0);
 }
 
 void PrintHolder(const char* pid, bool isOwn)
@@ -94,7 +123,7 @@ void LookAtHolder(const char* pid, int daemon)
     ReadProgram(pid, program);
     if (program[0] == '\0')
         return;
-    bool isOwn = IsOwnProgram(program);
+    bool isOwn = IsOwnProgram(pid, program);
     int process = atoi(pid);
     int parent = isOwn ? ParentOf(pid) : 0;
     for (int allowed : {static_cast<int>(getpid()), daemon, static_cast<int>(FindLastDeed())}) {
@@ -104,7 +133,32 @@ void LookAtHolder(const char* pid, int daemon)
     PrintHolder(pid, isOwn);
 }
 
+// The entry of the next process; null behind the last.
+const dirent* NextProcess(DIR* processes)
+{
+    const dirent* entry = readdir(processes);
+    while (entry != nullptr && atoi(entry->d_name) <= 0) // other entries are names
+        entry = readdir(processes);
+    return entry;
+}
+
 } // namespace
+
+pid_t FindDaemon()
+{
+    DIR* processes = opendir("/proc");
+    pid_t found = -1;
+    while (processes != nullptr && found < 0) {
+        const dirent* entry = NextProcess(processes);
+        if (entry == nullptr)
+            break;
+        if (IsDaemon(entry->d_name))
+            found = atoi(entry->d_name);
+    }
+    if (processes != nullptr)
+        closedir(processes);
+    return found;
+}
 
 void PrintHolders(const char* device, int daemon)
 {
@@ -115,9 +169,8 @@ void PrintHolders(const char* device, int daemon)
             closedir(processes);
         return;
     }
-    while (const dirent* entry = readdir(processes)) {
-        bool isProcess = atoi(entry->d_name) > 0; // other entries are names
-        if (isProcess && HasOpen(entry->d_name, line.st_rdev))
+    while (const dirent* entry = NextProcess(processes)) {
+        if (HasOpen(entry->d_name, IsDevice, line.st_rdev))
             LookAtHolder(entry->d_name, daemon);
     }
     closedir(processes);

@@ -105,6 +105,18 @@ void PrintJson(const char* status)
     }
 }
 
+// Takes the quotes off a text, and the backslash before those in it and before another one.
+void Unquote(char* value)
+{
+    char* end = value;
+    for (const char* c = value + 1; *c != '\0' && *c != '"'; c++) {
+        if (*c == '\\' && c[1] != '\0')
+            c++;
+        *end++ = *c;
+    }
+    *end = '\0';
+}
+
 } // namespace
 
 void FindStatusMember(const char* status, const char* name, char (&value)[STATUS_VALUE_SIZE])
@@ -120,13 +132,11 @@ void FindStatusMember(const char* status, const char* name, char (&value)[STATUS
     value[strcspn(value, "\n")] = '\0';
     size_t length = strlen(value);
     if (length > 0 && value[length - 1] == ',')
-        value[--length] = '\0';
-    if (length > 1 && value[0] == '"') {
         value[length - 1] = '\0';
-        memmove(value, value + 1, length - 1);
-    }
     if (strcmp(value, "null") == 0)
         value[0] = '\0';
+    if (value[0] == '"')
+        Unquote(value);
     MakePrintable(value);
 }
 

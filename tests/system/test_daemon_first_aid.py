@@ -1,18 +1,22 @@
 """What tolvd --check finds wrong around the daemon: a line for each, with its remedy."""
 
 import contextlib
+import ctypes
 import fcntl
 import os
 import shutil
+import signal
 import subprocess
 
 import pytest
 
 import tolvd as daemon
 import world
+from process import Refused
 from settings import Settings
 from tolvd import ask, program, put_program, serial_settings
-from world import wait_until
+from users import ORDINARY_USER, other_user  # noqa: F401
+from waiting import LIMIT, wait_until
 
 INI, CFG = (os.path.join(world.FOLDER, name) for name in ("power.ini", "wardenlink.cfg"))
 NO_DAEMON = "Trouble: no daemon runs: nothing is protected. Remedy: systemctl enable --now wardenlink."
@@ -114,6 +118,18 @@ def test_a_link_in_the_place_of_a_folder(path):
                               f"mkdir -m 755 {path}."]
     finally:
         os.remove(path)
+
+
+@pytest.mark.parametrize("path", [INI, CFG])
+def test_a_settings_file_that_a_disk_refuses(path):
+    """What would be written in its place are defaults: nobody is sent to the editor."""
+    shown = ask("--check", prefix=[*Refused("read", "EIO"), "-P", path]).stdout
+    assert shown.startswith("The settings cannot be read whole: what is missing has its default.\n")
+    assert (f"Trouble: {path} cannot be read. Remedy: restore a copy, or mend the disk, and save "
+            "nothing before: defaults would take its place.\n") in shown
+    os.remove(CFG)
+    shown = ask("--check", prefix=[*Refused("read", "EIO"), "-P", INI]).stdout
+    assert f"Trouble: {CFG} is missing. Remedy: restore a copy.\n" in shown
 
 
 def test_half_a_settings_file():
@@ -218,10 +234,48 @@ def test_a_daemon_that_tells_no_status_is_not_to_be_ended(serial_ups, tolvd):
     running.wait_status(status=0)
     with daemon.standing_still(running.pid):
         os.remove(daemon.STATUS)
-        found = troubles()
+        shown = ask("--check").stdout
+    assert (f"Trouble: process {running.pid} is a daemon that tells no status, and may protect all "
+            "the same. Remedy: see its log.\n") in shown
     assert (f"Trouble: process {running.pid} (tolvd) has it open, and may protect all the same. "
-            "Remedy: see its log.") in found
-    assert not [line for line in found if "end it" in line]
+            "Remedy: see its log.\n") in shown
+    assert shown.count("Trouble: ") == 2, "nothing is to be ended, and nothing started"
+
+
+@pytest.mark.parametrize("words", [["--dry-run"], ["--foreground"], [], [" " * 12]], ids=str)
+def test_a_daemon_is_found_by_its_process(words):
+    """However it was started, from a folder of its own too, and whatever became of its file."""
+    place = "/run/tolvd.old"
+    shutil.copy(program(), place)
+    with subprocess.Popen([place, *words], stderr=subprocess.DEVNULL) as started:
+        wait_until(lambda: os.path.exists(daemon.STATUS), what="the daemon")
+        silent = daemon.read_status()["pid"]
+        with daemon.standing_still(silent):
+            os.remove(daemon.STATUS)
+            os.remove(place)
+            shown = ask("--check").stdout
+        os.kill(silent, signal.SIGTERM)
+        started.wait(LIMIT)
+    assert f"Trouble: process {silent} is a daemon that tells no status" in shown
+    wait_until(lambda: not os.path.exists(f"/proc/{silent}"), what="its end")
+
+
+def hear_signals():
+    """What a daemon has, and an ordinary user's program may have as well."""
+    made = ctypes.CDLL(None).signalfd(-1, ctypes.create_string_buffer(128), 0)
+    os.set_inheritable(made, True)
+
+
+@pytest.mark.parametrize("user, hears", [(ORDINARY_USER, True), (0, False)])
+def test_what_is_only_called_tolvd_hides_no_missing_daemon(other_user, user, hears):
+    place = "/run/tolvd"
+    shutil.copy("/bin/cat", place)
+    with subprocess.Popen([place], stdin=subprocess.PIPE, user=user, close_fds=False,
+                          preexec_fn=hear_signals if hears else None) as other:
+        wait_until(lambda: os.path.samefile(f"/proc/{other.pid}/exe", place), what="the program")
+        assert troubles() == []
+        other.stdin.close()
+        assert other.wait(LIMIT) == 0
 
 
 def test_a_program_of_the_daemons_that_has_the_line_open_is_named(serial_ups, tolvd):

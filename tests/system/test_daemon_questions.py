@@ -308,6 +308,17 @@ def test_a_check_does_not_ask_a_line_that_the_daemon_holds(serial_ups, tolvd):
     assert ask("--check").returncode == 1
 
 
+def test_a_line_of_an_odd_name_is_the_daemons_all_the_same(serial_ups, tolvd):
+    name = '/run/a"b\\c'
+    os.symlink(world.DEVICE, name)
+    serial_settings(com_port=name)
+    tolvd().wait_status(load=35, device=name)
+    shown = ask("--check")
+    assert shown.returncode == 0
+    assert "The running daemon holds the line. Its last reading:\n" in shown.stdout
+    assert all(f"device             {name}\n" in text for text in (shown.stdout, ask("--status").stdout))
+
+
 def test_a_check_without_settings_says_that_it_shows_defaults():
     code, text = check()
     assert code == 1
