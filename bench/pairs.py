@@ -1,4 +1,4 @@
-"""What wardenlink costs beside its bare counterparts, each pair taken in turns: A B, B A, A B..."""
+"""What the screens cost beside their bare counterparts, each pair taken in turns: A B, B A, A B..."""
 
 import collections
 import json

@@ -143,7 +143,7 @@ def test_the_settings_and_what_lies_beside_them_are_roots(start, serial_ups):
         save()
         for folder in (FOLDER, daemon.EVENT_FOLDER):
             assert is_refused(make_in, folder)
-            assert is_refused(os.symlink, "/run/elsewhere", folder + "/power.ini.new")
+            assert is_refused(os.symlink, "/run/elsewhere", folder + "/.power.ini.save-abcdef")
         for path in SETTINGS:
             assert is_refused(write_into, path)
             assert is_refused(os.remove, path)
