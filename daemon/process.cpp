@@ -64,6 +64,7 @@ void ResetSignals()
 
 void SendStreamsToNull()
 {
+    close(STDIN_FILENO); // for the next line, where no other descriptor is free
     int null = open("/dev/null", O_RDWR);
     for (int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
         if (null >= 0)
