@@ -349,6 +349,14 @@ def test_start_then_stop_ends_the_daemon(placed):
     placed.wait_ended()
 
 
+def test_start_needs_no_streams_and_stop_one_descriptor_besides(placed):
+    closed, few = ["sh", "-c", 'exec "$0" "$@" <&- >&- 2>&-'], ["prlimit", "--nofile=4"]
+    assert call(*closed, bin("wardenlink"), "start").returncode == 0
+    placed.wait_running()
+    assert call(*closed, *few, bin("wardenlink"), "stop").returncode == 0
+    placed.wait_ended()
+
+
 # --- stop --------------------------------------------------------------------------------
 
 def test_stop_sends_three_bytes_of_type_5_to_the_daemons_queue():

@@ -308,6 +308,15 @@ def test_a_check_does_not_ask_a_line_that_the_daemon_holds(serial_ups, tolvd):
     assert ask("--check").returncode == 1
 
 
+@pytest.mark.parametrize("words", [["--status"], ["--check"], ["--setup", "serial", world.DEVICE]])
+def test_one_descriptor_is_enough_for_a_question(serial_ups, tolvd, words):
+    """With none no program of these libraries starts."""
+    serial_settings()
+    tolvd().wait_status(status=0)
+    told = ask(*words, prefix=["prlimit", "--nofile=4"])
+    assert (told.returncode, told.stderr) == (0, "") and "mains              good\n" in told.stdout
+
+
 def test_a_line_of_an_odd_name_is_the_daemons_all_the_same(serial_ups, tolvd):
     name = '/run/a"b\\c'
     os.symlink(world.DEVICE, name)

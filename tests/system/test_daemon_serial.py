@@ -321,9 +321,11 @@ def test_what_others_write_cannot_forge_a_line_of_the_log(serial_ups, tolvd):
     assert not running.lines("^the system is on fire") and running.strange == []
 
 
-def test_a_daemon_whose_log_nobody_reads_goes_on(serial_ups, tolvd):
+@pytest.mark.parametrize("closed", ["2>&-", "<&- >&-", "<&- >&- 2>&-"])
+def test_a_daemon_whose_streams_are_closed_goes_on(serial_ups, tolvd, closed):
+    """None of its files takes the place of one."""
     serial_settings()
-    running = Tolvd(prefix=["sh", "-c", 'exec "$0" "$@" 2>&-'])
+    running = Tolvd(prefix=["sh", "-c", f'exec "$0" "$@" {closed}'])
     try:
         running.wait_ready()
         serial_ups.load(80)
