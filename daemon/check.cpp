@@ -150,6 +150,11 @@ int ReportLine(const PowerConfig& cfg)
         PrintHolders(cfg.comPort, TruncateToInt(StatusNumber(status, "pid")));
         return result;
     }
+    if (FindDaemon() >= 0) {
+        printf("A daemon that tells no status may hold the line: it was not asked.\n");
+        PrintHolders(cfg.comPort, -1);
+        return 1;
+    }
     Source source = {};
     Reading reading;
     StartSource(source, cfg, BootMilliseconds());
@@ -258,8 +263,15 @@ int Check(int64_t toldAt)
     PowerConfig cfg = {};
     ScheduleEntry sched[7];
     InitConfig(cfg, sched);
-    if (ReadSettings(cfg, sched) != SETTINGS_WHOLE)
+    SettingsRead read = ReadSettings(cfg, sched);
+    if (read != SETTINGS_WHOLE)
         printf("The settings cannot be read whole: what is missing has its default.\n");
+    char status[STATUS_TEXT_SIZE];
+    if (read == SETTINGS_REFUSED && ReadRunningStatus(status, sizeof(status))) {
+        PrintTroubles(cfg, sched);
+        printf("\nThe running daemon goes by the settings that it has. Its last reading:\n");
+        return ShowDaemonsReading(status);
+    }
     UpsPath path = PathOfSettings(cfg);
     PrintSettings(cfg, sched, path);
     PrintTroubles(cfg, sched);

@@ -4,6 +4,7 @@
 #include "daemon/announce.h"
 #include "daemon/orders.h"
 #include "daemon/policy.h"
+#include "daemon/reread.h"
 #include "daemon/source.h"
 #include "settings/tolv_lib.h"
 
@@ -23,7 +24,7 @@ struct Daemon {
     int64_t tickAt;    // when the work of every second is due
     int64_t asleep;    // how long the machine had been suspended at the last decision
     int64_t remindAt;  // when the log says again that a dry run protects nothing
-    int64_t rereadAt;  // when settings that were refused are read again, NEVER without any
+    Reread reread;     // of settings that were refused
     OrderQueues queues;
     Announcers announcers;
     pid_t lastDeed;          // that shuts the system down, -1 without one

@@ -80,11 +80,17 @@ void CheckOpenToUsers(const char* path)
         TellOfPath(path, "is closed to ordinary users: they see nothing of the UPS", remedy);
 }
 
-// Whether a file can be read, or its begin at least.
-bool GivesBytes(const char* path)
+// What is said of a folder in the place of a file stands below.
+bool TellIfRefused(const char* path)
 {
-    char byte[2];
-    return ReadSmallFile(path, byte, sizeof(byte)) >= 0;
+    struct stat file = {};
+    bool isOther = stat(path, &file) == 0 && !S_ISREG(file.st_mode);
+    if (isOther || IsSettingsFileReadable(path))
+        return false;
+    TellOfPath(path, "cannot be read",
+               "restore a copy, or mend the disk, and save nothing before: defaults would take its "
+               "place");
+    return true;
 }
 
 // ReadConfig takes what it gets: a file of another length is half a file.
@@ -96,17 +102,21 @@ void CheckSettingsFile(const char* path, off_t size, const char* remedy)
         return;
     }
     if (!S_ISREG(file.st_mode))
-        TellOfPath(path, "is no plain file", remedy);
-    else if (!GivesBytes(path))
-        TellOfPath(path, "cannot be read",
-                   "restore a copy, or mend the disk, and save nothing before: defaults would take "
-                   "its place");
+        TellOfPath(path, "is no plain file", "restore a copy");
     else if (!IsRootsAlone(file))
         TellOfOwner(path, "is not root's alone");
     else if (size != 0 && file.st_size != size)
         TellOfPath(path, "is not 232 bytes long",
                    "wardenlink config, save with [s], and look at all "
                    "that is set, the schedule too");
+}
+
+// Without the first one the defaults are written, over the second one, too.
+void CheckSettingsFiles()
+{
+    CheckSettingsFile(POWER_INI_PATH, POWER_INI_SIZE,
+                      "restore a copy, or tolvd --setup and then wardenlink config");
+    CheckSettingsFile(TEXT_CFG_PATH, 0, "wardenlink config makes it from power.ini");
 }
 
 void CheckSwitch(const char* name, int value)
@@ -208,21 +218,21 @@ void CheckDaemon()
 
 int PrintTroubles(const PowerConfig& cfg, const ScheduleEntry sched[7])
 {
+    bool areRefused = false; // then no remedy that saves, over what cannot be read
     troubles = 0;
     if (CheckFolder(SETTINGS_FOLDER, true)) {
-        // Without the first one the defaults are written, over the second one, too.
-        CheckSettingsFile(POWER_INI_PATH, POWER_INI_SIZE,
-                          "restore a copy, or tolvd --setup and then wardenlink config");
-        CheckSettingsFile(TEXT_CFG_PATH, 0,
-                          GivesBytes(POWER_INI_PATH) ? "wardenlink config makes it from power.ini"
-                                                     : "restore a copy");
+        areRefused |= TellIfRefused(POWER_INI_PATH);
+        areRefused |= TellIfRefused(TEXT_CFG_PATH);
+        if (!areRefused)
+            CheckSettingsFiles();
         CheckDaemonLink();
         CheckEventPrograms();
     }
     CheckFolder(STATE_FOLDER, false);
     for (const char* path : {SETTINGS_FOLDER, STATE_FOLDER})
         CheckOpenToUsers(path);
-    CheckSettings(cfg, sched);
+    if (!areRefused)
+        CheckSettings(cfg, sched);
     CheckCommands(cfg);
     CheckDaemon();
     return troubles;

@@ -91,11 +91,22 @@ int ParentOf(const char* pid)
     return parent;
 }
 
+// A container has processes of its own, which are seen from outside.
+bool IsOfThisSystem(const char* pid)
+{
+    char path[PATH_SIZE];
+    struct stat own = {};
+    struct stat other = {};
+    FormatText(path, sizeof(path), "/proc/%s/ns/pid", pid);
+    return stat("/proc/self/ns/pid", &own) == 0 && stat(path, &other) == 0 &&
+           own.st_ino == other.st_ino;
+}
+
 bool IsDaemon(const char* pid)
 {
     char program[PATH_SIZE];
     ReadProgram(pid, program);
-    return IsOwnProgram(pid, program) && HasOpen(pid, IsForSignals, 0);
+    return IsOwnProgram(pid, program) && HasOpen(pid, IsForSignals, 0) && IsOfThisSystem(pid);
 }
 
 void PrintHolder(const char* pid, bool isOwn)

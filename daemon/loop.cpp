@@ -28,7 +28,6 @@ namespace {
 constexpr int64_t TICK = 1000;
 constexpr int64_t LONGEST_NAP = 1000; // after more of sleep an answer is of another time
 constexpr int64_t LOOK_LAG = 60000;   // of the last look in the outage's file
-constexpr int64_t REREAD = 60000;     // rarely: a failing disk takes its time each time
 constexpr char TURN_OFF = 'S';        // begins every text that turns a UPS off
 constexpr int MOST_ORDERS = 16;       // of one tick
 
@@ -68,7 +67,7 @@ void CarryOut(Daemon& daemon, const PolicyActions& actions, int64_t now)
 UpsLink LinkOf(const Daemon& daemon)
 {
     if (daemon.source.path == PATH_NONE)
-        return daemon.rereadAt == NEVER ? LINK_NONE : LINK_UNKNOWN;
+        return daemon.reread.at == NEVER ? LINK_NONE : LINK_UNKNOWN;
     return daemon.source.state == SOURCE_LOST ? LINK_LOST : LINK_HEARD;
 }
 
@@ -125,17 +124,8 @@ void ChangeSource(Daemon& daemon, int64_t now)
         TellOfNoUps(daemon, daemon.policy.settings.tellsUsers, now);
 }
 
-// Once refused they are read again until they are whole.
-SettingsRead TakeSettings(Daemon& daemon, PowerConfig& cfg, ScheduleEntry sched[7], int64_t now)
-{
-    SettingsRead read = ReadSettings(cfg, sched);
-    if (read == SETTINGS_REFUSED || daemon.rereadAt != NEVER)
-        daemon.rereadAt = read == SETTINGS_WHOLE ? NEVER : now + REREAD;
-    return read;
-}
-
-// A file that cannot be read leaves everything as it was. What a disk refuses again without
-// having been asked for is not told again.
+// A file that cannot be read leaves everything as it was, but where part of the settings names a
+// UPS and none is watched. What a disk refuses again without an order is not told again.
 void ReloadSettings(Daemon& daemon, bool isOrdered, int64_t now)
 {
     if (daemon.policy.order.cause != CAUSE_NONE) // nothing is called off any more
@@ -143,11 +133,14 @@ void ReloadSettings(Daemon& daemon, bool isOrdered, int64_t now)
     PowerConfig cfg = daemon.cfg;
     ScheduleEntry sched[7];
     memcpy(sched, daemon.sched, sizeof(sched));
-    SettingsRead read = TakeSettings(daemon, cfg, sched, now);
-    if (isOrdered && read != SETTINGS_WHOLE)
-        WriteLog(LOG_ERR, "the settings cannot be read: the old ones stay");
-    if (read != SETTINGS_WHOLE)
+    SettingsRead read = ReadOrTryAgain(daemon.reread, cfg, sched);
+    bool isBetterThanNone = read == SETTINGS_REFUSED && daemon.source.path == PATH_NONE &&
+                            PathOfSettings(cfg) != PATH_NONE;
+    if (read != SETTINGS_WHOLE && !isBetterThanNone) {
+        if (isOrdered)
+            WriteLog(LOG_ERR, "the settings cannot be read: the old ones stay");
         return;
+    }
     bool isOtherSource = IsOtherSource(daemon.source, cfg);
     daemon.cfg = cfg;
     memcpy(daemon.sched, sched, sizeof(sched));
@@ -226,7 +219,7 @@ bool Tick(Daemon& daemon, int64_t now)
     WatchAnnouncers(daemon.announcers, now);
     if (daemon.isToGoDown)
         WatchDeed(daemon, now);
-    if (daemon.rereadAt != NEVER && now >= daemon.rereadAt)
+    if (IsRereadDue(daemon.reread, now, daemon.source.path == PATH_NONE))
         ReloadSettings(daemon, false, now);
     daemon.tickAt = now + TICK;
     return ObeyOrders(daemon, now);
@@ -292,11 +285,11 @@ bool RunPass(Daemon& daemon)
     return isToEnd;
 }
 
-void LoadSettings(Daemon& daemon, int64_t now)
+void LoadSettings(Daemon& daemon)
 {
     InitConfig(daemon.cfg, daemon.sched);
-    daemon.rereadAt = NEVER;
-    SettingsRead read = TakeSettings(daemon, daemon.cfg, daemon.sched, now);
+    daemon.reread = NO_REREAD;
+    SettingsRead read = ReadOrTryAgain(daemon.reread, daemon.cfg, daemon.sched);
     if (read != SETTINGS_WHOLE)
         WriteLog(read == SETTINGS_REFUSED ? LOG_ALERT : LOG_WARNING,
                  "the settings cannot be read whole: what is missing has its default%s",
@@ -310,7 +303,7 @@ void StartWork(Daemon& daemon)
     daemon.queues = NO_QUEUES;
     TakeOverQueues(daemon.queues);
     DropWaitingOrders(daemon.queues);
-    LoadSettings(daemon, now); // a save after this is told by an order that is not dropped
+    LoadSettings(daemon); // a save after this is told by an order that is not dropped
     RemoveReplyFiles();
     ForgetOldDeed();
     daemon.stored = ReadKeptOutage();

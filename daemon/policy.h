@@ -20,7 +20,7 @@ inline constexpr int64_t NEVER = -1;
 // policy adds one rule: 20 seconds without a reading is lost too, whatever the source says.
 enum UpsLink {
     LINK_NONE,    // there is no UPS to ask
-    LINK_UNKNOWN, // nor is any, but only while the settings that may name one cannot be read
+    LINK_UNKNOWN, // the settings that may name one have been refused so far
     LINK_HEARD,   // it answers, or there was no time yet to tell
     LINK_LOST
 };

@@ -270,23 +270,14 @@ bool ReadTextFile(PowerConfig& cfg)
     return true;
 }
 
-// Whether a file gives all that ReadConfig may want of it; one that is missing need not.
-bool IsReadable(const char* path)
-{
-    int fd = OpenToRead(path);
-    if (fd < 0)
-        return errno == ENOENT;
-    char bytes[READ_BUFFER_SIZE];
-    ssize_t count = 1;
-    for (size_t all = 0; count > 0 && all < TEXT_READ_LIMIT; all += static_cast<size_t>(count))
-        count = read(fd, bytes, sizeof(bytes));
-    close(fd);
-    return count >= 0;
-}
-
 bool AreReadable()
 {
-    return IsReadable(POWER_INI_PATH) && IsReadable(TEXT_CFG_PATH);
+    return IsSettingsFileReadable(POWER_INI_PATH) && IsSettingsFileReadable(TEXT_CFG_PATH);
+}
+
+bool IsMissing(const char* path)
+{
+    return access(path, F_OK) != 0 && errno == ENOENT;
 }
 
 } // namespace
@@ -314,14 +305,32 @@ int ReadConfig(PowerConfig& cfg, ScheduleEntry sched[7])
     return ReadBinary(cfg, sched) && ReadTextFile(cfg) ? 1 : 0;
 }
 
+bool IsSettingsFileReadable(const char* path)
+{
+    int fd = OpenToRead(path);
+    if (fd < 0)
+        return errno == ENOENT;
+    char bytes[READ_BUFFER_SIZE];
+    ssize_t count = 1;
+    for (size_t all = 0; count > 0 && all < TEXT_READ_LIMIT; all += static_cast<size_t>(count))
+        count = read(fd, bytes, sizeof(bytes));
+    close(fd);
+    return count >= 0;
+}
+
 // A disk may fail just before or just after ReadConfig has looked.
 SettingsRead ReadSettings(PowerConfig& cfg, ScheduleEntry sched[7])
 {
     bool isReadable = AreReadable();
     bool isWhole = ReadConfig(cfg, sched) == 1;
-    if (!isReadable || !AreReadable())
-        return SETTINGS_REFUSED;
-    return isWhole ? SETTINGS_WHOLE : SETTINGS_PART;
+    if (isReadable && AreReadable()) {
+        if (isWhole)
+            return SETTINGS_WHOLE;
+        if (IsMissing(POWER_INI_PATH) || IsMissing(TEXT_CFG_PATH))
+            return SETTINGS_PART;
+    }
+    ReadTextFile(cfg); // which ReadConfig leaves alone where power.ini cannot be opened
+    return SETTINGS_REFUSED;
 }
 
 int WriteConfig(const PowerConfig& cfg, const ScheduleEntry sched[7])

@@ -72,8 +72,11 @@ enum SettingsRead {
     SETTINGS_REFUSED // a file that is there does not give all its bytes
 };
 
+// Whether a settings file gives all of its bytes; one that is missing need not.
+bool IsSettingsFileReadable(const char* path);
+
 // ReadConfig, which takes what it gets, for those who have to know a failing disk from a file that
-// is missing or short.
+// is missing. What is refused leaves its part of cfg and sched as it was.
 SettingsRead ReadSettings(PowerConfig& cfg, ScheduleEntry sched[7]);
 
 // Writes both files beside the old ones, then lets power.ini and after it

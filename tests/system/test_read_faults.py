@@ -217,9 +217,31 @@ def test_an_outage_outlives_settings_that_cannot_be_read(serial_ups, tolvd):
     running.wait_status(source="none", pending="outage")
     for path in SETTINGS:
         os.replace(path + ".kept", path)
-    running.wait_status(device=world.DEVICE, ups="heard", pending="outage")
+    running.wait_status(device=world.DEVICE, ups="heard")
     assert kept_outage() == str(int(left * 1000))
     assert not running.lines("no UPS now")
+
+
+def test_a_daemon_without_a_ups_takes_the_first_that_a_failing_disk_gives(serial_ups, tolvd):
+    serial_settings(ac_fail_delay=1440)
+    for path in SETTINGS:
+        os.rename(path, path + ".kept")
+        os.symlink("/run", path)
+    running = tolvd(ready=False, env=preloaded("short_waits"))
+    running.wait_log("NOTHING is protected")
+    os.replace(SETTINGS[1] + ".kept", SETTINGS[1])
+    running.wait_status(device=world.DEVICE, ups="heard")
+    os.replace(SETTINGS[0] + ".kept", SETTINGS[0])
+    running.wait_log("settings were read again", count=2)
+
+
+def test_a_check_beside_settings_that_cannot_be_read_shows_what_the_daemon_goes_by(serial_ups, tolvd):
+    serial_settings()
+    tolvd().wait_status(status=0)
+    shown = ask("--check", prefix=[*Refused("read", "EIO"), *only(SETTINGS)])
+    assert shown.returncode == 0
+    assert "\nThe running daemon goes by the settings that it has. Its last reading:\n" in shown.stdout
+    assert "mains              good\n" in shown.stdout and shown.stdout.count("cannot be read. ") == 2
 
 
 def test_an_outage_that_cannot_be_read_begins_anew(serial_ups, tolvd):
