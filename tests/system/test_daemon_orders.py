@@ -218,7 +218,7 @@ def test_many_reloads_cost_nothing_that_stays(serial_ups, tolvd):
     Reload(20)
     files = FewestOpenFiles(running.pid)
     Reload(200)
-    wait_until(lambda: FewestOpenFiles(running.pid) == files, what="no leak")
+    wait_until(lambda: FewestOpenFiles(running.pid) <= files, what="no leak")
     assert len(Children(running.pid)) < 20
     assert running.wait_status(status=0)
 
