@@ -150,7 +150,7 @@ int ReportLine(const PowerConfig& cfg)
         PrintHolders(cfg.comPort, TruncateToInt(StatusNumber(status, "pid")));
         return result;
     }
-    if (FindDaemon() >= 0) {
+    if (!IsDaemonRunning() && FindDaemon() >= 0) {
         printf("A daemon that tells no status may hold the line: it was not asked.\n");
         PrintHolders(cfg.comPort, -1);
         return 1;
@@ -267,7 +267,7 @@ int Check(int64_t toldAt)
     if (read != SETTINGS_WHOLE)
         printf("The settings cannot be read whole: what is missing has its default.\n");
     char status[STATUS_TEXT_SIZE];
-    if (read == SETTINGS_REFUSED && ReadRunningStatus(status, sizeof(status))) {
+    if (read == SETTINGS_REFUSED && toldAt == NEVER && ReadRunningStatus(status, sizeof(status))) {
         PrintTroubles(cfg, sched);
         printf("\nThe running daemon goes by the settings that it has. Its last reading:\n");
         return ShowDaemonsReading(status);

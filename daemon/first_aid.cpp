@@ -114,9 +114,12 @@ void CheckSettingsFile(const char* path, off_t size, const char* remedy)
 // Without the first one the defaults are written, over the second one, too.
 void CheckSettingsFiles()
 {
+    struct stat file = {};
+    bool hasFirst = stat(POWER_INI_PATH, &file) == 0 && S_ISREG(file.st_mode);
     CheckSettingsFile(POWER_INI_PATH, POWER_INI_SIZE,
                       "restore a copy, or tolvd --setup and then wardenlink config");
-    CheckSettingsFile(TEXT_CFG_PATH, 0, "wardenlink config makes it from power.ini");
+    CheckSettingsFile(TEXT_CFG_PATH, 0,
+                      hasFirst ? "wardenlink config makes it from power.ini" : "restore a copy");
 }
 
 void CheckSwitch(const char* name, int value)

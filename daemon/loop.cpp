@@ -141,6 +141,8 @@ void ReloadSettings(Daemon& daemon, bool isOrdered, int64_t now)
             WriteLog(LOG_ERR, "the settings cannot be read: the old ones stay");
         return;
     }
+    if (isBetterThanNone)
+        WriteLog(LOG_ALERT, "the settings cannot be read whole: what is missing stays as it was");
     bool isOtherSource = IsOtherSource(daemon.source, cfg);
     daemon.cfg = cfg;
     memcpy(daemon.sched, sched, sizeof(sched));
@@ -322,6 +324,7 @@ void EndWork(Daemon& daemon)
 {
     TellStopping();
     Raise(daemon, "stop", BootMilliseconds());
+    EndChild(daemon.reread.trial);
     StopSource(daemon.source);
     RemoveReplyFiles();
     StoreOutage(daemon, 0);

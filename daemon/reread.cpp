@@ -2,19 +2,30 @@
 
 #include "base/system.h"
 
+#include <iterator>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
 
-constexpr int64_t PERIOD = 60000; // milliseconds
+constexpr int64_t PERIOD = 60000;        // milliseconds
+constexpr int64_t LONGEST = 10 * PERIOD; // of a trial: a good file may stand there since
+constexpr const char* FILES[] = {POWER_INI_PATH, TEXT_CFG_PATH};
 
-void StartTrial(Child& trial)
+// Its exit status says how many files are refused.
+void StartTrial(Child& trial, int64_t now)
 {
-    trial = {fork(), INT64_MAX}; // one that hangs is left alone: a second one would hang, too
+    trial = {fork(), now + LONGEST};
+    if (trial.pid > 0)
+        setpgid(trial.pid, trial.pid);
     if (trial.pid != 0)
         return;
+    setpgid(0, 0);
     PrepareChild(-1);
-    _exit(IsSettingsFileReadable(POWER_INI_PATH) && IsSettingsFileReadable(TEXT_CFG_PATH) ? 0 : 1);
+    int refused = 0;
+    for (const char* path : FILES)
+        refused += IsSettingsFileReadable(path) ? 0 : 1;
+    _exit(refused);
 }
 
 } // namespace
@@ -37,11 +48,12 @@ bool IsRereadDue(Reread& reread, int64_t now, bool partWillDo)
         return false;
     if (reread.trial.pid < 0) {
         if (now >= reread.at)
-            StartTrial(reread.trial);
+            StartTrial(reread.trial, now);
         return false;
     }
     if (WatchChild(reread.trial, now, &status))
         return false;
     reread.at = now + PERIOD;
-    return status == 0 || partWillDo;
+    bool isPart = WIFEXITED(status) && WEXITSTATUS(status) < static_cast<int>(std::size(FILES));
+    return status == 0 || (partWillDo && isPart);
 }

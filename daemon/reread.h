@@ -17,6 +17,6 @@ inline constexpr Reread NO_REREAD = {NEVER, {-1, 0}};
 // ReadSettings; what is refused once is tried every minute from then on, until all is whole.
 SettingsRead ReadOrTryAgain(Reread& reread, PowerConfig& cfg, ScheduleEntry sched[7]);
 
-// To be called every second. True when a trial got all, or any trial ended and part of the settings
-// would do, there being no others.
+// To be called every second. True when a trial got all, or one of the files and part of the
+// settings will do, there being no others.
 bool IsRereadDue(Reread& reread, int64_t now, bool partWillDo);

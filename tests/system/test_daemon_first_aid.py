@@ -100,6 +100,10 @@ def test_settings_files_that_are_missing_or_others(path):
     remedy = {INI: "restore a copy, or tolvd --setup and then wardenlink config.",
               CFG: "wardenlink config makes it from power.ini."}[path]
     assert troubles() == [f"Trouble: {path} is missing. Remedy: {remedy}"]
+    for name in INI, CFG:
+        with contextlib.suppress(FileNotFoundError):
+            os.remove(name)
+    assert f"Trouble: {CFG} is missing. Remedy: restore a copy." in troubles()
 
 
 @pytest.mark.parametrize("path", [INI, CFG])
@@ -128,7 +132,10 @@ def test_a_settings_file_that_a_disk_refuses(path):
     assert (f"Trouble: {path} cannot be read. Remedy: restore a copy, or mend the disk, and save "
             "nothing before: defaults would take its place.\n") in shown
     assert shown.count("Trouble: ") == 2, "and there is no daemon"
-    os.truncate({INI: CFG, CFG: INI}[path], 20)
+    if path == INI:
+        os.remove(CFG)
+    else:
+        os.truncate(INI, 20)
     assert ask("--check", prefix=[*Refused("read", "EIO"), "-P", path]).stdout.count("Trouble: ") == 2
 
 

@@ -31,10 +31,10 @@ def only(paths):
 
 
 @contextlib.contextmanager
-def unreadable(pid, *paths):
+def unreadable(pid, *paths, follow=()):
     """A running program that gets no byte of these files. Gives a function that waits until it
     has tried so many times."""
-    tracer = trace(pid, "-o", LOG, *only(paths), "-e", "inject=read:error=EIO")
+    tracer = trace(pid, *follow, "-o", LOG, *only(paths), "-e", "inject=read:error=EIO")
 
     def tries():
         with open(LOG, encoding="utf-8", errors="replace") as source:
@@ -169,7 +169,7 @@ def test_a_help_whose_contents_cannot_be_read_does_not_open(start):
 def test_a_daemon_keeps_its_settings_until_it_can_read_others(serial_ups, tolvd, path):
     serial_settings(ac_fail_delay=1440)
     running = tolvd(env=preloaded("short_waits"))
-    with unreadable(running.pid, path) as wait_tried:
+    with unreadable(running.pid, path, follow=["-f"]) as wait_tried:
         serial_settings(ac_fail_delay=1440, com_port="/dev/ttyS7")
         queues.send("daemonControlQueue", 5, "010")
         assert running.wait_log("the settings cannot be read: the old ones stay").priority == 3
@@ -177,7 +177,10 @@ def test_a_daemon_keeps_its_settings_until_it_can_read_others(serial_ups, tolvd,
         serial_ups.load(44)
         running.wait_status(load=44, device=world.DEVICE)
         assert not running.lines("settings were read again")
-        assert len(running.lines("cannot be read")) == 1, "it tries once a minute, and says it once"
+        assert len(running.lines("cannot be read")) == 1
+        with open(LOG, encoding="utf-8", errors="replace") as source:
+            own = [line for line in source if line.startswith(f"{running.pid} ") and "EIO" in line]
+        assert len(own) <= 3, "its children try again: no disk keeps the daemon itself waiting"
     running.wait_status(device="/dev/ttyS7", ups="lost")
     serial_settings(ac_fail_delay=1440)
     running.reload()
@@ -220,6 +223,7 @@ def test_an_outage_outlives_settings_that_cannot_be_read(serial_ups, tolvd):
     running.wait_status(device=world.DEVICE, ups="heard")
     assert kept_outage() == str(int(left * 1000))
     assert not running.lines("no UPS now")
+    running.wait_log("the power failure goes on: its delays count from its begin")
 
 
 def test_a_daemon_without_a_ups_takes_the_first_that_a_failing_disk_gives(serial_ups, tolvd):
@@ -242,6 +246,14 @@ def test_a_check_beside_settings_that_cannot_be_read_shows_what_the_daemon_goes_
     assert shown.returncode == 0
     assert "\nThe running daemon goes by the settings that it has. Its last reading:\n" in shown.stdout
     assert "mains              good\n" in shown.stdout and shown.stdout.count("cannot be read. ") == 2
+
+
+def test_a_check_asks_a_line_that_the_daemon_does_not_know_of_yet(serial_ups, tolvd):
+    tolvd(ready=False).wait_status(source="none")
+    serial_settings()
+    shown = ask("--check")
+    assert shown.returncode == 0 and "mains              good\n" in shown.stdout
+    assert "tells no status" not in shown.stdout
 
 
 def test_an_outage_that_cannot_be_read_begins_anew(serial_ups, tolvd):
