@@ -6,6 +6,7 @@ import os
 import platform
 import re
 import subprocess
+import time
 
 # How a program waits for a key. `fresh` is the first step of a wait (a select on the standard
 # input alone), otherwise it is the read that follows; `switches` counts the waits of any kind
@@ -133,8 +134,13 @@ def FilesOf(pid):
 
 
 def FewestOpenFiles(pid, looks=50):
-    """The same of one that opens a file now and then: the fewest of some looks."""
-    return min(OpenFiles(pid) for _ in range(looks))
+    """The same of one that opens a file now and then: the fewest of some looks, over a second, since
+    a busy machine may hold it up just then."""
+    fewest = OpenFiles(pid)
+    for _ in range(looks):
+        time.sleep(0.02)
+        fewest = min(fewest, OpenFiles(pid))
+    return fewest
 
 
 def OrdinaryUser():

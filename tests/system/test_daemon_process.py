@@ -210,7 +210,7 @@ def test_an_outage_that_comes_and_goes_leaves_nothing_behind(serial_ups, tolvd):
         running.wait_status(status=0)
         wait_until(lambda: not Children(running.pid), what="the end of all that it started")
         sizes.append((FewestOpenFiles(running.pid), daemon.memory_of(running)))
-    assert sizes[1][0] == sizes[2][0]
+    assert sizes[1][0] >= sizes[2][0]
     assert sizes[2][1] <= sizes[1][1] + 64
 
 
