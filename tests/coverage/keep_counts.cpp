@@ -1,12 +1,14 @@
 // For the build that counts lines. The counts of a process are kept when the library's exit
 // runs; but a forked process ends by _exit, and many of a test's are killed. So they are kept
 // there, too, and about once a second where a program waits: its calls are led past here. The
-// files are everybody's, as some tests run a program as another user.
+// files are everybody's, as some tests run a program as another user. Who cannot write them, as
+// without a descriptor, says so on standard error, which tests read: it is closed meanwhile.
 
 #include <ctime>
 #include <poll.h>
 #include <sys/select.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -19,12 +21,30 @@ extern "C" {
 void __gcov_dump(void);
 void __gcov_reset(void);
 
-static void WriteCounts()
+static void Write()
 {
     mode_t mask = umask(0);
+    close(STDERR_FILENO);
     __gcov_dump();
-    __gcov_reset();
     umask(mask);
+}
+
+// Before the library does it at the end of the process, and instead.
+__attribute__((destructor)) static void WriteLastCounts()
+{
+    Write();
+}
+
+// Not at all while no descriptor is free: the counts go on then.
+static void WriteCounts()
+{
+    int errors = dup(STDERR_FILENO);
+    if (errors < 0)
+        return;
+    Write();
+    __gcov_reset();
+    dup2(errors, STDERR_FILENO);
+    close(errors);
 }
 
 static void KeepCounts()
