@@ -12,7 +12,7 @@ import pytest
 
 import tolvd as daemon
 import world
-from process import Refused
+from process import Refused, RunningFrom
 from settings import Settings
 from tolvd import ask, program, put_program, serial_settings
 from users import ORDINARY_USER, other_user  # noqa: F401
@@ -265,7 +265,8 @@ def test_a_daemon_is_found_by_its_process(words):
         started.wait(LIMIT)
     assert f"Trouble: process {silent} is a daemon that tells no status" in shown
     assert "A daemon that tells no status may hold the line: it was not asked.\n" in shown
-    wait_until(lambda: not os.path.exists(f"/proc/{silent}"), what="its end")
+    # What it has started at its end looks like it for a moment: until it has closed all it was given.
+    wait_until(lambda: not RunningFrom(place), what="its end")
 
 
 def hear_signals():
