@@ -2,7 +2,8 @@
 // runs; but a forked process ends by _exit, and many of a test's are killed. So they are kept
 // there, too, and about once a second where a program waits: its calls are led past here. The
 // files are everybody's, as some tests run a program as another user. Who cannot write them, as
-// without a descriptor, says so on standard error, which tests read: it is closed meanwhile.
+// without a descriptor, says so on standard error, which tests read: not at the end, when it is
+// closed, and until then they go on counting.
 
 #include <ctime>
 #include <poll.h>
@@ -21,30 +22,26 @@ extern "C" {
 void __gcov_dump(void);
 void __gcov_reset(void);
 
-static void Write()
+static void WriteCounts()
 {
     mode_t mask = umask(0);
-    close(STDERR_FILENO);
     __gcov_dump();
     umask(mask);
 }
 
-// Before the library does it at the end of the process, and instead.
+// At the end of the process, and there before the library does it, and instead.
 __attribute__((destructor)) static void WriteLastCounts()
 {
-    Write();
+    close(STDERR_FILENO);
+    WriteCounts();
 }
 
-// Not at all while no descriptor is free: the counts go on then.
-static void WriteCounts()
+static bool HasFreeDescriptor()
 {
-    int errors = dup(STDERR_FILENO);
-    if (errors < 0)
-        return;
-    Write();
-    __gcov_reset();
-    dup2(errors, STDERR_FILENO);
-    close(errors);
+    int spare = dup(STDERR_FILENO);
+    if (spare >= 0)
+        close(spare);
+    return spare >= 0;
 }
 
 static void KeepCounts()
@@ -52,10 +49,11 @@ static void KeepCounts()
     static time_t keptAt = 0;
     timespec now = {};
     clock_gettime(CLOCK_MONOTONIC, &now);
-    if (now.tv_sec < keptAt + PERIOD)
+    if (now.tv_sec < keptAt + PERIOD || !HasFreeDescriptor())
         return;
     keptAt = now.tv_sec;
     WriteCounts();
+    __gcov_reset();
 }
 
 [[noreturn]] void __real__exit(int status);
@@ -65,7 +63,7 @@ int __real_clock_nanosleep(clockid_t clock, int flags, const timespec* moment, t
 
 [[noreturn]] void __wrap__exit(int status)
 {
-    WriteCounts();
+    WriteLastCounts();
     __real__exit(status);
 }
 
